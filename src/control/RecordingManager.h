@@ -1,0 +1,148 @@
+#pragma once
+
+#include "ArmState.h"
+
+#include <QDateTime>
+#include <QObject>
+#include <QString>
+#include <QVariant>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+
+class Clock;
+class Defaults;
+class Timer;
+
+// The one owner of Nelvo's armed state. Every way of arming or disarming goes
+// through it; the interface only observes it. Main thread only.
+class RecordingManager : public QObject {
+    Q_OBJECT
+    Q_PROPERTY(QVariant armedStateRaw READ armedStateRaw NOTIFY armedStateRawChanged)
+    Q_PROPERTY(QString armedStateDescription READ armedStateDescription NOTIFY
+                   armedStateDescriptionChanged)
+    Q_PROPERTY(StateColor armedStateColor READ armedStateColor NOTIFY armedStateDescriptionChanged)
+    Q_PROPERTY(QString armedButtonText READ armedButtonText NOTIFY armedStateDescriptionChanged)
+    Q_PROPERTY(bool armedBySchedule READ armedBySchedule NOTIFY armedByChanged)
+    Q_PROPERTY(bool armedByFocus READ armedByFocus NOTIFY armedByChanged)
+    Q_PROPERTY(bool motionDetectionStopped READ motionDetectionStopped WRITE
+                   setMotionDetectionStopped NOTIFY motionDetectionStoppedChanged)
+    Q_PROPERTY(bool isRecordingTest READ isRecordingTest NOTIFY isRecordingTestChanged)
+
+public:
+    // Countdown lengths by who arms; they differ on purpose.
+    static constexpr int popoverArmCountdown = 5;
+    static constexpr int shortcutArmCountdown = 5;
+    static constexpr int launchArmCountdown = 15;
+    static constexpr int crashRearmCountdown = 15;
+    static constexpr int focusArmCountdown = 15;
+    static constexpr int scheduleArmCountdown = 15;
+    static constexpr int minimumTestArmCountdown = 5;
+    // How long a test recording may wait for its first file.
+    static constexpr int testDeadlineSeconds = 15;
+
+    // What an arm request from outside the popover (a shortcut) came to.
+    enum class ArmRequest { armed, alreadyArmed, nothingCanTrigger };
+
+    RecordingManager(Defaults& defaults, Clock& clock, QObject* parent = nullptr);
+    ~RecordingManager() override;
+
+    Defaults& defaults() const { return defaults_; }
+    QDateTime now() const;
+
+    // Observable state.
+    std::optional<ArmState> armedState() const { return armedState_; }
+    QVariant armedStateRaw() const;
+    QString armedStateDescription() const;
+    StateColor armedStateColor() const;
+    QString armedButtonText() const;
+    qint64 armingCountdown() const { return armingCountdown_; }
+    bool armedBySchedule() const { return armedBySchedule_; }
+    bool armedByFocus() const { return armedByFocus_; }
+    bool armedAtLaunch() const { return armedAtLaunch_; }
+    bool isRecordingTest() const { return isRecordingTest_; }
+    bool testArmedItself() const { return testArmedItself_; }
+    bool stretchSuppressed() const { return stretchSuppressed_; }
+
+    // Kept up to date by the capture side.
+    bool cameraAvailable() const { return cameraAvailable_; }
+    bool microphoneAvailable() const { return microphoneAvailable_; }
+    void setCameraAvailable(bool available) { cameraAvailable_ = available; }
+    void setMicrophoneAvailable(bool available) { microphoneAvailable_ = available; }
+    bool motionDetectionStopped() const { return motionDetectionStopped_; }
+    void setMotionDetectionStopped(bool stopped);
+
+    // Whether anything could trigger a recording if Nelvo were armed now.
+    bool canTrigger() const;
+
+    // Arming and disarming.
+    void armFromPopover();
+    ArmRequest armFromShortcut();
+    void disarm(bool keepNotices = false);
+    void armAtLaunch();
+    void focusChanged(bool on);
+    void countdown();  // the countdown timer's tick
+
+    // The capture side has set up or changed its devices.
+    void devicesChanged();
+    // The settings changed (also connected to the store's change signal).
+    void settingsChanged();
+
+    // Test recordings.
+    void startTestRecording();
+    void endTest();
+
+    // Hooks installed by the application.
+    std::function<void()> onArmedAtLaunch;
+    std::function<void()> onTestRecordingWanted;
+    std::function<void(const QString& filePath)> onTestRecordingFinished;
+    std::function<void()> onRecordingsFinished;
+
+    // "{time}", "{time} tomorrow" or "{time} on {weekday}" for a schedule
+    // boundary seen from `now`, in the default locale.
+    static QString scheduleBoundaryText(const QDateTime& boundary, const QDateTime& now);
+
+Q_SIGNALS:
+    void armedStateRawChanged();
+    void armedStateDescriptionChanged();
+    void armedByChanged();
+    void motionDetectionStoppedChanged();
+    void isRecordingTestChanged();
+
+private:
+    // Schedule boundaries the state texts show.
+    std::optional<QDateTime> nextScheduleStart() const;
+    std::optional<QDateTime> currentScheduleWindowEnd() const;
+    bool scheduleOn() const;
+
+    void setArmedState(std::optional<ArmState> state);
+    void arm(int countdownSeconds);
+    void prepareArming();
+    void startCountdown(int seconds);
+    bool ruleCanArm() const;
+    void disarmWhenNothingCanTrigger();
+    void continueTest();
+    int testArmCountdown() const;
+    void setRecordingTest(bool running);
+
+    Defaults& defaults_;
+    Clock& clock_;
+
+    std::optional<ArmState> armedState_ = ArmState::unarmed;
+    qint64 armingCountdown_ = 0;
+    std::unique_ptr<Timer> countdownTimer_;
+    bool armedBySchedule_ = false;
+    bool armedByFocus_ = false;
+    bool armedAtLaunch_ = false;
+    bool cameraAvailable_ = false;
+    bool microphoneAvailable_ = false;
+    bool motionDetectionStopped_ = false;
+
+    bool isRecordingTest_ = false;
+    bool testArmedItself_ = false;
+    bool testRevealed_ = false;
+    int pendingTestFiles_ = 0;
+    std::unique_ptr<Timer> testDeadline_;
+    bool stretchSuppressed_ = false;
+};
