@@ -1,0 +1,34 @@
+#pragma once
+
+#include "Error.h"
+
+#include <QDateTime>
+#include <QString>
+#include <functional>
+#include <optional>
+
+class SerialQueue;
+
+// What the recording manager drives a camera's recorder through. A recorder
+// owns a serial queue; every operation except startDate is enqueued there and
+// returns at once.
+class MovieRecorder {
+public:
+    // Called once per file, on the recorder's side, when the file is finished
+    // or abandoned: the path the file was opened under and, on failure, why.
+    using Completion = std::function<void(const QString& filePath, std::optional<Error> error)>;
+
+    virtual ~MovieRecorder() = default;
+
+    // The wall-clock time a movie started now would begin at (before now by
+    // up to the pre-roll). Synchronous: the one blocking call into a recorder.
+    virtual QDateTime startDate() = 0;
+    // Opens a movie at the path.
+    virtual void start(const QString& filePath, Completion onFinish) = 0;
+    // Continues the running recording in a new file at the next keyframe.
+    virtual void roll(const QString& filePath, Completion onFinish) = 0;
+    // Finishes the open movie.
+    virtual void stop() = 0;
+
+    virtual SerialQueue& queue() = 0;
+};
