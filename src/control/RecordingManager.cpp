@@ -187,11 +187,15 @@ void RecordingManager::countdown() {
 }
 
 void RecordingManager::setArmedState(std::optional<ArmState> state) {
+    const std::optional<ArmState> old = armedState_;
     armedState_ = state;
     // The state-change step, in this order: the observable mirror, keeping
     // awake, the in-recording timer and notices, the armed-stretch bookkeeping.
     Q_EMIT armedStateRawChanged();
     Q_EMIT armedStateDescriptionChanged();
+    updateKeepAwake();
+    updateDuringRecordingTimer();
+    updateStretch(old, state);
 }
 
 void RecordingManager::disarm(bool keepNotices) {
@@ -257,16 +261,15 @@ void RecordingManager::disarmWhenNothingCanTrigger() {
 
 void RecordingManager::devicesChanged() {
     disarmWhenNothingCanTrigger();
+    launchRecovery();
     armAtLaunch();
+    evaluateSchedule(now());
 }
 
-void RecordingManager::settingsChanged() { disarmWhenNothingCanTrigger(); }
-
-std::optional<QDateTime> RecordingManager::nextScheduleStart() const { return std::nullopt; }
-
-std::optional<QDateTime> RecordingManager::currentScheduleWindowEnd() const { return std::nullopt; }
-
-bool RecordingManager::scheduleOn() const { return false; }
+void RecordingManager::settingsChanged() {
+    disarmWhenNothingCanTrigger();
+    reloadSchedule();
+}
 
 int RecordingManager::testArmCountdown() const {
     const double preRoll =
@@ -322,3 +325,23 @@ void RecordingManager::endTest() {
         stretchSuppressed_ = false;
     }
 }
+
+void RecordingManager::updateDuringRecordingTimer() {}
+
+// Schedule, crash recovery, keep-awake and armed-stretch steps.
+
+std::optional<QDateTime> RecordingManager::nextScheduleStart() const { return std::nullopt; }
+
+std::optional<QDateTime> RecordingManager::currentScheduleWindowEnd() const { return std::nullopt; }
+
+bool RecordingManager::scheduleOn() const { return false; }
+
+void RecordingManager::updateKeepAwake() {}
+
+void RecordingManager::updateStretch(std::optional<ArmState>, std::optional<ArmState>) {}
+
+void RecordingManager::launchRecovery() {}
+
+void RecordingManager::evaluateSchedule(const QDateTime&) {}
+
+void RecordingManager::reloadSchedule() {}

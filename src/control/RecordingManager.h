@@ -111,11 +111,6 @@ Q_SIGNALS:
     void isRecordingTestChanged();
 
 private:
-    // Schedule boundaries the state texts show.
-    std::optional<QDateTime> nextScheduleStart() const;
-    std::optional<QDateTime> currentScheduleWindowEnd() const;
-    bool scheduleOn() const;
-
     void setArmedState(std::optional<ArmState> state);
     void arm(int countdownSeconds);
     void prepareArming();
@@ -125,6 +120,7 @@ private:
     void continueTest();
     int testArmCountdown() const;
     void setRecordingTest(bool running);
+    void updateDuringRecordingTimer();
 
     Defaults& defaults_;
     Clock& clock_;
@@ -145,4 +141,14 @@ private:
     int pendingTestFiles_ = 0;
     std::unique_ptr<Timer> testDeadline_;
     bool stretchSuppressed_ = false;
+
+    // Schedule, crash recovery, keep-awake and armed-stretch steps.
+    std::optional<QDateTime> nextScheduleStart() const;
+    std::optional<QDateTime> currentScheduleWindowEnd() const;
+    bool scheduleOn() const;
+    void updateKeepAwake();
+    void updateStretch(std::optional<ArmState> oldState, std::optional<ArmState> newState);
+    void launchRecovery();
+    void evaluateSchedule(const QDateTime& at);
+    void reloadSchedule();
 };
