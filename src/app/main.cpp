@@ -21,10 +21,12 @@ int main(int argc, char** argv) {
     parser.addVersionOption();
     parser.addOption({QStringLiteral("headless"),
                       QCoreApplication::translate("main", "Run without any window.")});
-    parser.addOption({QStringLiteral("demo"),
-                      QCoreApplication::translate("main", "Use the built-in demo camera and microphone.")});
-    parser.addOption({QStringLiteral("arm"),
-                      QCoreApplication::translate("main", "Arm at launch, after a 15-second countdown.")});
+    parser.addOption(
+        {QStringLiteral("demo"),
+         QCoreApplication::translate("main", "Use the built-in demo camera and microphone.")});
+    parser.addOption(
+        {QStringLiteral("arm"),
+         QCoreApplication::translate("main", "Arm at launch, after a 15-second countdown.")});
     parser.addOption({QStringLiteral("camera-file"),
                       QCoreApplication::translate("main", "Play a video file as the camera."),
                       QCoreApplication::translate("main", "path")});
@@ -36,7 +38,8 @@ int main(int argc, char** argv) {
     SystemClock clock;
     RecordingManager recordingManager(defaults, clock);
 
-    Log::line(QStringLiteral("Nelvo %1: settings in %2").arg(QStringLiteral(NELVO_VERSION), defaults.filePath()));
+    Log::line(QStringLiteral("Nelvo %1: settings in %2")
+                  .arg(QStringLiteral(NELVO_VERSION), defaults.filePath()));
     Log::line(QStringLiteral("Capture and recording are not built yet; nothing is watched."));
     return 0;
 }

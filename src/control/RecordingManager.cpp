@@ -22,7 +22,9 @@ RecordingManager::RecordingManager(Defaults& defaults, Clock& clock, QObject* pa
 
 RecordingManager::~RecordingManager() = default;
 
-QDateTime RecordingManager::now() const { return clock_.now(); }
+QDateTime RecordingManager::now() const {
+    return clock_.now();
+}
 
 QVariant RecordingManager::armedStateRaw() const {
     return armedState_ ? QVariant(static_cast<int>(*armedState_)) : QVariant();
@@ -36,7 +38,8 @@ QString RecordingManager::armedStateDescription() const {
         case ArmState::unarmed:
             if (scheduleOn()) {
                 if (const auto start = nextScheduleStart()) {
-                    //: Armed state between schedule windows; the argument is when the next window starts
+                    //: Armed state between schedule windows; the argument is when the next window
+                    //: starts
                     return tr("Unarmed until %1").arg(scheduleBoundaryText(*start, now()));
                 }
             }
@@ -93,7 +96,8 @@ QString RecordingManager::scheduleBoundaryText(const QDateTime& boundary, const 
         return tr("%1 tomorrow").arg(time);
     }
     //: When a schedule window ends; the arguments are a time and a weekday
-    return tr("%1 on %2").arg(time, locale.dayName(boundary.date().dayOfWeek(), QLocale::LongFormat));
+    return tr("%1 on %2")
+        .arg(time, locale.dayName(boundary.date().dayOfWeek(), QLocale::LongFormat));
 }
 
 void RecordingManager::setMotionDetectionStopped(bool stopped) {
@@ -175,10 +179,11 @@ void RecordingManager::countdown() {
         qFatal("The arming countdown underflowed");
     }
     armingCountdown_ -= 1;
-    Q_EMIT armedStateDescriptionChanged();
     if (armingCountdown_ > 0) {
+        Q_EMIT armedStateDescriptionChanged();
         return;
     }
+    // At 0 the state change itself is the notice: "Arming… 0" is never shown.
     countdownTimer_->stop();
     setArmedState(ArmState::armed);
     if (isRecordingTest_) {
@@ -330,11 +335,17 @@ void RecordingManager::updateDuringRecordingTimer() {}
 
 // Schedule, crash recovery, keep-awake and armed-stretch steps.
 
-std::optional<QDateTime> RecordingManager::nextScheduleStart() const { return std::nullopt; }
+std::optional<QDateTime> RecordingManager::nextScheduleStart() const {
+    return std::nullopt;
+}
 
-std::optional<QDateTime> RecordingManager::currentScheduleWindowEnd() const { return std::nullopt; }
+std::optional<QDateTime> RecordingManager::currentScheduleWindowEnd() const {
+    return std::nullopt;
+}
 
-bool RecordingManager::scheduleOn() const { return false; }
+bool RecordingManager::scheduleOn() const {
+    return false;
+}
 
 void RecordingManager::updateKeepAwake() {}
 

@@ -2,12 +2,12 @@
 
 #include "Log.h"
 
+#include <sys/stat.h>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QSettings>
 #include <QStandardPaths>
-#include <sys/stat.h>
 
 Defaults::Defaults(QString filePath, QObject* parent)
     : QObject(parent), filePath_(std::move(filePath)) {
@@ -18,9 +18,8 @@ Defaults::Defaults(QString filePath, QObject* parent)
         std::lock_guard lock(mutex_);
         stored_ = std::move(values);
     });
-    connect(&watcher_, &QFileSystemWatcher::fileChanged, this, [this] {
-        io_.async([this] { reloadFromFile(); });
-    });
+    connect(&watcher_, &QFileSystemWatcher::fileChanged, this,
+            [this] { io_.async([this] { reloadFromFile(); }); });
     connect(&watcher_, &QFileSystemWatcher::directoryChanged, this, [this] {
         watchFile();
         io_.async([this] { reloadFromFile(); });

@@ -3,10 +3,10 @@
 #include <cstring>
 
 Error Error::posix(int errnoValue, const QString& description) {
-    return Error{posixDomain, errnoValue,
-                 description.isEmpty() ? QString::fromLocal8Bit(std::strerror(errnoValue))
-                                       : description,
-                 nullptr};
+    return Error{
+        posixDomain, errnoValue,
+        description.isEmpty() ? QString::fromLocal8Bit(std::strerror(errnoValue)) : description,
+        nullptr};
 }
 
 Error Error::withUnderlying(Error cause) const {

@@ -13,11 +13,13 @@ struct Error {
     std::shared_ptr<const Error> underlying;
 
     // Domains Nelvo produces or passes on.
-    static inline const QString posixDomain = QStringLiteral("posix");           // errno values
-    static inline const QString gstResourceDomain = QStringLiteral("gst-resource");  // GstResourceError
-    static inline const QString gstStreamDomain = QStringLiteral("gst-stream");      // GstStreamError
-    static inline const QString fileDomain = QStringLiteral("nelvo-file");           // file service
-    static inline const QString writerDomain = QStringLiteral("nelvo-movie-writer");  // movie writer
+    static inline const QString posixDomain = QStringLiteral("posix");  // errno values
+    static inline const QString gstResourceDomain =
+        QStringLiteral("gst-resource");                                          // GstResourceError
+    static inline const QString gstStreamDomain = QStringLiteral("gst-stream");  // GstStreamError
+    static inline const QString fileDomain = QStringLiteral("nelvo-file");       // file service
+    static inline const QString writerDomain =
+        QStringLiteral("nelvo-movie-writer");  // movie writer
 
     static Error posix(int errnoValue, const QString& description = {});
 

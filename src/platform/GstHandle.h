@@ -10,16 +10,16 @@
 template <typename T>
 struct GstRefTraits;
 
-#define NELVO_GST_OBJECT_TRAITS(Type)                                     \
-    template <>                                                           \
-    struct GstRefTraits<Type> {                                           \
-        static void ref(Type* p) { gst_object_ref(p); }                   \
-        static void unref(Type* p) { gst_object_unref(p); }               \
+#define NELVO_GST_OBJECT_TRAITS(Type)                       \
+    template <>                                             \
+    struct GstRefTraits<Type> {                             \
+        static void ref(Type* p) { gst_object_ref(p); }     \
+        static void unref(Type* p) { gst_object_unref(p); } \
     };
-#define NELVO_GST_MINI_OBJECT_TRAITS(Type)                                        \
-    template <>                                                                   \
-    struct GstRefTraits<Type> {                                                   \
-        static void ref(Type* p) { gst_mini_object_ref(GST_MINI_OBJECT_CAST(p)); } \
+#define NELVO_GST_MINI_OBJECT_TRAITS(Type)                                             \
+    template <>                                                                        \
+    struct GstRefTraits<Type> {                                                        \
+        static void ref(Type* p) { gst_mini_object_ref(GST_MINI_OBJECT_CAST(p)); }     \
         static void unref(Type* p) { gst_mini_object_unref(GST_MINI_OBJECT_CAST(p)); } \
     };
 

@@ -1,7 +1,7 @@
 #include "SerialQueue.h"
 
-#include <algorithm>
 #include <pthread.h>
+#include <algorithm>
 #include <semaphore>
 
 namespace {
@@ -72,7 +72,9 @@ void SerialQueue::sync(const std::function<void()>& work) {
     done.acquire();
 }
 
-bool SerialQueue::isCurrent() const { return std::this_thread::get_id() == thread_.get_id(); }
+bool SerialQueue::isCurrent() const {
+    return std::this_thread::get_id() == thread_.get_id();
+}
 
 // Moves delayed work that has come due to the ready ring, then takes the
 // first ready item. Waits when nothing is ready; returns false to stop.

@@ -37,7 +37,9 @@ private:
 
 }  // namespace
 
-QDateTime SystemClock::now() const { return QDateTime::currentDateTime(); }
+QDateTime SystemClock::now() const {
+    return QDateTime::currentDateTime();
+}
 
 std::unique_ptr<Timer> SystemClock::makeTimer(std::function<void()> onFire) {
     return std::make_unique<QtTimer>(std::move(onFire));

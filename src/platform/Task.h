@@ -58,13 +58,12 @@ private:
     };
 
     template <typename Fn>
-    static constexpr Ops inlineOps{
-        [](void* p) { (*static_cast<Fn*>(p))(); },
-        [](void* from, void* to) {
-            new (to) Fn(std::move(*static_cast<Fn*>(from)));
-            static_cast<Fn*>(from)->~Fn();
-        },
-        [](void* p) { static_cast<Fn*>(p)->~Fn(); }};
+    static constexpr Ops inlineOps{[](void* p) { (*static_cast<Fn*>(p))(); },
+                                   [](void* from, void* to) {
+                                       new (to) Fn(std::move(*static_cast<Fn*>(from)));
+                                       static_cast<Fn*>(from)->~Fn();
+                                   },
+                                   [](void* p) { static_cast<Fn*>(p)->~Fn(); }};
 
     template <typename Fn>
     static constexpr Ops heapOps{

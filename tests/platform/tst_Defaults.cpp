@@ -1,12 +1,12 @@
 #include "Defaults.h"
 #include "TestEnvironment.h"
 
+#include <unistd.h>
 #include <QFile>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QThread>
-#include <unistd.h>
 
 class tst_Defaults : public QObject {
     Q_OBJECT
@@ -88,7 +88,8 @@ private Q_SLOTS:
         Defaults reread(path);
         QCOMPARE(reread.integer(key), 33);
         QCOMPARE(reread.data("detectionZones." + id), QByteArray("[]"));
-        QVERIFY(!reread.hasStoredValue("motionTriggerThreshold./dev/v4l/by-id/usb-Cam\\era_/-video-index0"));
+        QVERIFY(!reread.hasStoredValue(
+            "motionTriggerThreshold./dev/v4l/by-id/usb-Cam\\era_/-video-index0"));
         QCOMPARE(Defaults::keyFromFileKey(Defaults::fileKey(id)), id);
     }
 
@@ -97,7 +98,8 @@ private Q_SLOTS:
         Defaults defaults(dir.filePath("Nelvo.conf"));
         QSignalSpy spy(&defaults, &Defaults::changed);
         QThread* announcedOn = nullptr;
-        connect(&defaults, &Defaults::changed, this, [&] { announcedOn = QThread::currentThread(); });
+        connect(&defaults, &Defaults::changed, this,
+                [&] { announcedOn = QThread::currentThread(); });
         std::thread writer([&] {
             defaults.set("a", 1);
             defaults.set("b", 2);
@@ -129,7 +131,8 @@ private Q_SLOTS:
     void corruptFileReadsAsAbsentAndIsKept() {
         QTemporaryDir dir;
         const QString path = dir.filePath("Nelvo.conf");
-        const QByteArray garbage("[General]\narmAtLogin=true\n\x01\xff\xfe[[[=\n@Variant(\x00\x01\xff)\n", 48);
+        const QByteArray garbage(
+            "[General]\narmAtLogin=true\n\x01\xff\xfe[[[=\n@Variant(\x00\x01\xff)\n", 48);
         writeFile(path, garbage);
         Defaults defaults(path);
         QVERIFY(QFile::exists(path + ".unreadable"));  // the user's file is kept as it was

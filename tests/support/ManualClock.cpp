@@ -66,5 +66,5 @@ void ManualClock::advance(std::chrono::milliseconds by) {
 
 int ManualClock::activeTimers() const {
     return static_cast<int>(std::count_if(timers_.begin(), timers_.end(),
-                                           [](const ManualTimer* t) { return t->active_; }));
+                                          [](const ManualTimer* t) { return t->active_; }));
 }

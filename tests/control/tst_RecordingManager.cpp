@@ -1,0 +1,332 @@
+#include "Defaults.h"
+#include "LaunchDefaults.h"
+#include "ManualClock.h"
+#include "RecordingManager.h"
+#include "SettingsKeys.h"
+#include "TestEnvironment.h"
+
+#include <QSignalSpy>
+#include <QTest>
+#include <memory>
+
+using namespace std::chrono_literals;
+using namespace SettingsKeys;
+
+class tst_RecordingManager : public QObject {
+    Q_OBJECT
+
+    struct Fixture {
+        TestEnvironment env;
+        Defaults defaults{env.settingsFilePath()};
+        ManualClock clock{QDateTime(QDate(2026, 11, 23), QTime(9, 0))};  // a Monday
+        std::unique_ptr<RecordingManager> manager;
+
+        Fixture() {
+            LaunchDefaults::registerDefaults(defaults);
+            LaunchDefaults::writeFirstLaunchValues(defaults);
+            manager = std::make_unique<RecordingManager>(defaults, clock);
+        }
+        // Lets queued change notices of the settings store arrive.
+        void settle() { QCoreApplication::processEvents(); }
+    };
+
+private Q_SLOTS:
+    void initTestCase() { QLocale::setDefault(QLocale(QLocale::English, QLocale::UnitedStates)); }
+
+    void startsUnarmed() {
+        Fixture f;
+        QCOMPARE(f.manager->armedState(), ArmState::unarmed);
+        QCOMPARE(f.manager->armedStateRaw(), QVariant(0));
+        QCOMPARE(f.manager->armedStateDescription(), QString("Unarmed"));
+        QCOMPARE(f.manager->armedButtonText(), QString("Arm"));
+        QCOMPARE(f.manager->armedStateColor(), StateColor::label);
+    }
+
+    void motionWithoutCameraAndSoundOffCannotArm() {
+        Fixture f;
+        f.manager->setCameraAvailable(false);
+        f.manager->setMicrophoneAvailable(true);
+        QVERIFY(!f.manager->canTrigger());  // the Arm button is disabled
+        f.manager->armFromPopover();
+        QCOMPARE(f.manager->armedState(), ArmState::unarmed);
+        QCOMPARE(f.manager->armedStateDescription(), QString("Unarmed"));
+        QCOMPARE(f.manager->armFromShortcut(), RecordingManager::ArmRequest::nothingCanTrigger);
+        QCOMPARE(f.manager->armedState(), ArmState::unarmed);
+    }
+
+    void canTriggerFollowsEachTrigger() {
+        Fixture f;
+        f.manager->setCameraAvailable(true);
+        QVERIFY(f.manager->canTrigger());
+        f.manager->setMotionDetectionStopped(true);
+        QVERIFY(!f.manager->canTrigger());
+        f.defaults.set(audioTriggerEnabled, true);
+        QVERIFY(!f.manager->canTrigger());  // no microphone
+        f.manager->setMicrophoneAvailable(true);
+        QVERIFY(f.manager->canTrigger());
+    }
+
+    void countdownOf15CountsDownThenArms() {
+        Fixture f;
+        f.manager->setCameraAvailable(true);
+        f.defaults.set(armAtLogin, true);
+        f.manager->armAtLaunch();
+        QCOMPARE(f.manager->armedState(), ArmState::arming);
+        QCOMPARE(f.manager->armedStateColor(), StateColor::orange);
+        QCOMPARE(f.manager->armedButtonText(), QString("Disarm"));
+        QSignalSpy descriptionChanges(f.manager.get(),
+                                      &RecordingManager::armedStateDescriptionChanged);
+        QStringList seen{f.manager->armedStateDescription()};
+        connect(f.manager.get(), &RecordingManager::armedStateDescriptionChanged, this, [&] {
+            if (seen.last() != f.manager->armedStateDescription()) {
+                seen << f.manager->armedStateDescription();
+            }
+        });
+        f.clock.advance(14s);
+        QCOMPARE(f.manager->armedState(), ArmState::arming);
+        QCOMPARE(f.manager->armedStateDescription(), QString("Arming… 1"));
+        f.clock.advance(1s);
+        QCOMPARE(f.manager->armedState(), ArmState::armed);
+        QStringList expected;
+        for (int n = 15; n >= 1; --n) {
+            expected << QString("Arming… %1").arg(n);
+        }
+        expected << "Armed";
+        QCOMPARE(seen, expected);
+        QVERIFY(descriptionChanges.count() >= 15);
+        QCOMPARE(f.manager->armedStateColor(), StateColor::red);
+        QCOMPARE(f.clock.activeTimers(), 0);  // the countdown timer is gone
+    }
+
+    void popoverArmsWithFiveSecondsAndDisarmsWhenPressedAgain() {
+        Fixture f;
+        f.manager->setCameraAvailable(true);
+        QSignalSpy raw(f.manager.get(), &RecordingManager::armedStateRawChanged);
+        f.manager->armFromPopover();
+        QCOMPARE(f.manager->armingCountdown(), 5);
+        QCOMPARE(f.manager->armedStateRaw(), QVariant(1));
+        f.clock.advance(5s);
+        QCOMPARE(f.manager->armedStateRaw(), QVariant(2));
+        f.manager->armFromPopover();
+        QCOMPARE(f.manager->armedState(), ArmState::unarmed);
+        QCOMPARE(raw.count(), 3);
+    }
+
+    void shortcutArmsOnceAndAnswersAlreadyArmed() {
+        Fixture f;
+        f.manager->setCameraAvailable(true);
+        QCOMPARE(f.manager->armFromShortcut(), RecordingManager::ArmRequest::armed);
+        QCOMPARE(f.manager->armingCountdown(), 5);
+        QCOMPARE(f.manager->armFromShortcut(), RecordingManager::ArmRequest::alreadyArmed);
+        QCOMPARE(f.manager->armedState(), ArmState::arming);
+    }
+
+    void armAtLaunchRunsAtMostOncePerRun() {
+        Fixture f;
+        f.defaults.set(armAtLogin, true);
+        int launchNotices = 0;
+        f.manager->onArmedAtLaunch = [&] { ++launchNotices; };
+        f.manager->devicesChanged();  // no camera yet: nothing to arm with
+        QCOMPARE(f.manager->armedState(), ArmState::unarmed);
+        f.manager->setCameraAvailable(true);
+        f.manager->devicesChanged();
+        QCOMPARE(f.manager->armedState(), ArmState::arming);
+        QCOMPARE(f.manager->armingCountdown(), 15);
+        QVERIFY(f.manager->armedAtLaunch());
+        f.clock.advance(15s);
+        f.manager->disarm();
+        // The camera goes away and comes back.
+        f.manager->setCameraAvailable(false);
+        f.manager->devicesChanged();
+        f.manager->setCameraAvailable(true);
+        f.manager->devicesChanged();
+        QCOMPARE(f.manager->armedState(), ArmState::unarmed);
+        QCOMPARE(launchNotices, 1);
+    }
+
+    void armAtLaunchNeedsTheSettingAndIgnoresStoppedMotion() {
+        Fixture f;
+        f.manager->setCameraAvailable(true);
+        f.manager->armAtLaunch();
+        QCOMPARE(f.manager->armedState(), ArmState::unarmed);
+        f.defaults.set(armAtLogin, true);
+        f.manager->setMotionDetectionStopped(true);
+        f.manager->armAtLaunch();
+        QCOMPARE(f.manager->armedState(), ArmState::arming);
+    }
+
+    void turningOffTheOnlyUsableTriggerDisarms() {
+        Fixture f;
+        f.manager->setCameraAvailable(true);
+        f.manager->setMicrophoneAvailable(false);
+        f.defaults.set(audioTriggerEnabled, true);  // on, but no microphone
+        f.manager->armFromPopover();
+        f.clock.advance(5s);
+        f.settle();
+        QCOMPARE(f.manager->armedState(), ArmState::armed);
+        f.defaults.set(motionTriggerEnabled, false);
+        QTRY_COMPARE(f.manager->armedState(), ArmState::unarmed);
+    }
+
+    void turningOffOneOfTwoTriggersKeepsArmed() {
+        Fixture f;
+        f.manager->setCameraAvailable(true);
+        f.manager->setMicrophoneAvailable(true);
+        f.defaults.set(audioTriggerEnabled, true);
+        f.manager->armFromPopover();
+        f.defaults.set(motionTriggerEnabled, false);
+        f.settle();
+        QTest::qWait(50);
+        QCOMPARE(f.manager->armedState(), ArmState::arming);
+    }
+
+    void losingTheCameraDisarmsWhenNothingElseCanTrigger() {
+        Fixture f;
+        f.manager->setCameraAvailable(true);
+        f.manager->armFromPopover();
+        f.manager->setCameraAvailable(false);
+        f.manager->devicesChanged();
+        QCOMPARE(f.manager->armedState(), ArmState::unarmed);
+    }
+
+    void testWhileUnarmedCountsDownThePreRoll_data() {
+        QTest::addColumn<double>("preRoll");
+        QTest::addColumn<int>("countdown");
+        QTest::newRow("12 s pre-roll") << 12.0 << 12;
+        QTest::newRow("2 s pre-roll uses 5") << 2.0 << 5;
+        QTest::newRow("7.2 s rounds up") << 7.2 << 8;
+        QTest::newRow("45 s is clamped to 30") << 45.0 << 30;
+        QTest::newRow("negative is clamped to 0") << -3.0 << 5;
+    }
+
+    void testWhileUnarmedCountsDownThePreRoll() {
+        QFETCH(double, preRoll);
+        QFETCH(int, countdown);
+        Fixture f;
+        f.manager->setCameraAvailable(true);
+        f.defaults.set(preRollSeconds, preRoll);
+        int wanted = 0;
+        f.manager->onTestRecordingWanted = [&] { ++wanted; };
+        f.manager->startTestRecording();
+        QVERIFY(f.manager->isRecordingTest());
+        QVERIFY(f.manager->testArmedItself());
+        QCOMPARE(f.manager->armedState(), ArmState::arming);
+        QCOMPARE(f.manager->armingCountdown(), countdown);
+        f.clock.advance(std::chrono::seconds(countdown - 1));
+        QCOMPARE(wanted, 0);
+        f.clock.advance(1s);
+        QCOMPARE(f.manager->armedState(), ArmState::armed);
+        QCOMPARE(wanted, 1);
+    }
+
+    void testPreRollStoredAsIntegerIsReadAsSeconds() {
+        Fixture f;
+        f.manager->setCameraAvailable(true);
+        f.defaults.set(preRollSeconds, 12);
+        f.manager->startTestRecording();
+        QCOMPARE(f.manager->armingCountdown(), 12);
+    }
+
+    void testThatOpensNoFileEndsAfter15SecondsAndDisarms() {
+        Fixture f;
+        f.manager->setCameraAvailable(true);
+        f.manager->startTestRecording();
+        f.clock.advance(5s);
+        QCOMPARE(f.manager->armedState(), ArmState::armed);
+        f.clock.advance(14s);
+        QVERIFY(f.manager->isRecordingTest());
+        f.clock.advance(1s);
+        QVERIFY(!f.manager->isRecordingTest());
+        QCOMPARE(f.manager->armedState(), ArmState::unarmed);
+        QVERIFY(!f.manager->testArmedItself());
+    }
+
+    void testIsRefusedWhileArmingRecordingOrRunning() {
+        Fixture f;
+        f.manager->setCameraAvailable(true);
+        f.manager->armFromPopover();
+        f.manager->startTestRecording();
+        QVERIFY(!f.manager->isRecordingTest());  // arming
+        f.clock.advance(5s);
+        f.manager->startTestRecording();
+        QVERIFY(f.manager->isRecordingTest());
+        QVERIFY(!f.manager->testArmedItself());
+        int wanted = 0;
+        f.manager->onTestRecordingWanted = [&] { ++wanted; };
+        f.manager->startTestRecording();  // already running
+        QCOMPARE(wanted, 0);
+        f.clock.advance(15s);
+        QVERIFY(!f.manager->isRecordingTest());
+        QCOMPARE(f.manager->armedState(), ArmState::armed);  // armed by hand: stays armed
+    }
+
+    void testWhileUnarmedWithNothingToTriggerIsRefused() {
+        Fixture f;
+        f.manager->startTestRecording();
+        QVERIFY(!f.manager->isRecordingTest());
+        QCOMPARE(f.manager->armedState(), ArmState::unarmed);
+    }
+
+    void focusArmsOnlyFromUnarmedAndDisarmsOnlyItsOwnStretch() {
+        Fixture f;
+        f.manager->setCameraAvailable(true);
+        int notices = 0;
+        f.manager->onArmedAtLaunch = [&] { ++notices; };
+        f.manager->focusChanged(true);
+        QVERIFY(f.manager->armedByFocus());
+        QCOMPARE(f.manager->armingCountdown(), 15);
+        QCOMPARE(notices, 1);
+        f.clock.advance(15s);
+        QCOMPARE(f.manager->armedStateDescription(), QString("Armed by Focus"));
+        f.manager->focusChanged(false);
+        QCOMPARE(f.manager->armedState(), ArmState::unarmed);
+        QVERIFY(!f.manager->armedByFocus());
+
+        f.manager->armFromPopover();  // armed by hand
+        f.manager->focusChanged(true);
+        QVERIFY(!f.manager->armedByFocus());
+        f.manager->focusChanged(false);
+        QCOMPARE(f.manager->armedState(), ArmState::arming);
+    }
+
+    void armingWritesTheArmedRecordAndDisarmRemovesIt() {
+        Fixture f;
+        f.manager->setCameraAvailable(true);
+        f.manager->armFromPopover();
+        QCOMPARE(f.defaults.date(armedRecordLastSeen), f.clock.now());
+        QCOMPARE(f.defaults.hasStoredValue(armedRecordBySchedule), true);
+        QCOMPARE(f.defaults.date(armedStretchSince), f.clock.now());
+        f.manager->disarm();
+        QVERIFY(!f.defaults.date(armedRecordLastSeen));
+        QVERIFY(!f.defaults.hasStoredValue(armedRecordBySchedule));
+    }
+
+    void scheduleBoundaryTexts() {
+        const QDateTime now(QDate(2026, 11, 23), QTime(9, 0));  // Monday
+        QCOMPARE(RecordingManager::scheduleBoundaryText(
+                     QDateTime(QDate(2026, 11, 23), QTime(22, 0)), now),
+                 QString("10:00 PM"));
+        QCOMPARE(RecordingManager::scheduleBoundaryText(
+                     QDateTime(QDate(2026, 11, 24), QTime(6, 30)), now),
+                 QString("6:30 AM tomorrow"));
+        QCOMPARE(RecordingManager::scheduleBoundaryText(QDateTime(QDate(2026, 11, 27), QTime(8, 0)),
+                                                        now),
+                 QString("8:00 AM on Friday"));
+        QCOMPARE(RecordingManager::scheduleBoundaryText(QDateTime(QDate(2026, 11, 30), QTime(8, 0)),
+                                                        now),
+                 QString("8:00 AM on Monday"));
+    }
+
+    void countdownStopsAtZero() {
+        Fixture f;
+        f.manager->setCameraAvailable(true);
+        f.manager->armFromPopover();
+        f.clock.advance(5s);
+        QCOMPARE(f.manager->armingCountdown(), 0);
+        f.clock.advance(10s);
+        QCOMPARE(f.manager->armingCountdown(), 0);  // the timer stopped at 0
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_RecordingManager)
+#include "tst_RecordingManager.moc"
