@@ -2,10 +2,20 @@
 
 #include "Clock.h"
 #include "Defaults.h"
+#include "DiskBudget.h"
+#include "FileOutputManager.h"
+#include "Log.h"
 #include "MainThread.h"
+#include "RecordingsFolder.h"
+#include "SerialQueue.h"
 #include "SettingsKeys.h"
 
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
 #include <QLocale>
+#include <QPointer>
+#include <algorithm>
 #include <cmath>
 #include <limits>
 
@@ -16,7 +26,11 @@ RecordingManager::RecordingManager(Defaults& defaults, Clock& clock, QObject* pa
       defaults_(defaults),
       clock_(clock),
       countdownTimer_(clock.makeTimer([this] { countdown(); })),
-      testDeadline_(clock.makeTimer([this] { endTest(); })) {
+      testDeadline_(clock.makeTimer([this] { endTest(); })),
+      fileOutputManager_(std::make_unique<FileOutputManager>(RecordingsFolder::resolve(defaults).folder)),
+      folderChoice_(defaults.data(SettingsKeys::recordingsFolderBookmark).value_or(QByteArray())),
+      duringRecordingTimer_(clock.makeTimer([this] { duringRecordingCheck(); })) {
+    freeSpace = [this] { return fileOutputManager_->availableCapacity(); };
     connect(&defaults_, &Defaults::changed, this, &RecordingManager::settingsChanged);
 }
 
@@ -206,6 +220,7 @@ void RecordingManager::setArmedState(std::optional<ArmState> state) {
 void RecordingManager::disarm(bool keepNotices) {
     Q_ASSERT(MainThread::isCurrent());
     countdownTimer_->stop();
+    const bool wasRecording = armedState_ == ArmState::recording;
     if (isRecordingTest_ && !keepNotices) {
         testArmedItself_ = false;
         pendingTestFiles_ = 0;
@@ -220,6 +235,20 @@ void RecordingManager::disarm(bool keepNotices) {
     }
     defaults_.remove(SettingsKeys::armedRecordLastSeen);
     defaults_.remove(SettingsKeys::armedRecordBySchedule);
+    currentFilePaths_.clear();
+    if (!keepNotices) {
+        clearFailure();
+        if (deletedCount_ != 0 || deletedAt_.isValid()) {
+            deletedCount_ = 0;
+            deletedAt_ = QDateTime();
+            Q_EMIT deletedChanged();
+        }
+    }
+    if (wasRecording) {
+        for (const auto& recorder : recorders_) {
+            recorder->stop();
+        }
+    }
 }
 
 void RecordingManager::armAtLaunch() {
@@ -274,6 +303,7 @@ void RecordingManager::devicesChanged() {
 void RecordingManager::settingsChanged() {
     disarmWhenNothingCanTrigger();
     reloadSchedule();
+    reloadFolderWhenChosenAnew();
 }
 
 int RecordingManager::testArmCountdown() const {
@@ -331,7 +361,269 @@ void RecordingManager::endTest() {
     }
 }
 
-void RecordingManager::updateDuringRecordingTimer() {}
+// Recording control.
+
+QString RecordingManager::standardizedPath(const QString& path) {
+    return QDir::cleanPath(QFileInfo(path).absoluteFilePath());
+}
+
+qint64 RecordingManager::limitBytes(qint64 limitGB) { return std::min<qint64>(limitGB, 10000) << 30; }
+
+void RecordingManager::startRecordings(const std::vector<RecordingTarget>& targets) {
+    Q_ASSERT(MainThread::isCurrent());
+    if (armedState_ != ArmState::armed || targets.empty()) {
+        endTest();
+        return;
+    }
+    // A folder chosen in Settings, or a fallback, takes effect with the next recording.
+    fileOutputManager_->adoptFolder(RecordingsFolder::resolve(defaults_).folder);
+    if (const auto free = freeSpace(); free && *free < freeSpaceThreshold) {
+        recordFailure(RecordingFailure::diskFull);
+        endTest();
+        return;
+    }
+    setArmedState(ArmState::recording);
+    recorders_.clear();
+    for (const auto& target : targets) {
+        recorders_.push_back(target.recorder);
+    }
+    currentTargets_ = targets;
+    if (isRecordingTest_) {
+        testDeadline_->stop();
+        pendingTestFiles_ = static_cast<int>(recorders_.size());
+    }
+    stoppingForSpace_ = false;
+    for (const auto& target : targets) {
+        const QDateTime start = target.recorder->startDate();
+        const QString path =
+            fileOutputManager_->newRecordingURL(target.cameraName, target.microphoneName, start);
+        currentFilePaths_.insert(standardizedPath(path));
+        target.recorder->start(path, fileCompletion());
+    }
+}
+
+// Recorders finish files on their own queues; the manager takes the news on
+// the main thread, and only while it still exists.
+MovieRecorder::Completion RecordingManager::fileCompletion() {
+    return [self = QPointer<RecordingManager>(this)](const QString& filePath,
+                                                     std::optional<Error> error) {
+        MainThread::post([self, filePath, error = std::move(error)] {
+            if (self) {
+                self->fileFinished(filePath, error);
+            }
+        });
+    };
+}
+
+void RecordingManager::stopRecording() {
+    if (armedState_ != ArmState::recording) {
+        return;
+    }
+    setArmedState(ArmState::armed);
+    // Emptied first: the files' completions then take the success branch of
+    // the failure step and do not return the state a second time.
+    currentFilePaths_.clear();
+    for (const auto& recorder : recorders_) {
+        recorder->stop();
+    }
+}
+
+void RecordingManager::stopForSpace() {
+    if (armedState_ != ArmState::recording || stoppingForSpace_) {
+        return;
+    }
+    stoppingForSpace_ = true;
+    for (const auto& recorder : recorders_) {
+        recorder->stop();
+    }
+}
+
+void RecordingManager::fileFinished(const QString& filePath, const std::optional<Error>& error) {
+    if (error) {
+        Log::line(QStringLiteral("Recording %1 ended with an error: %2")
+                      .arg(QFileInfo(filePath).fileName(), error->description));
+    } else {
+        fileOutputManager_->setOwnerOnlyPermissions(filePath);
+    }
+    failureStep(error);
+    if (isRecordingTest_) {
+        if (!error && !testRevealed_) {
+            testRevealed_ = true;
+            if (onTestRecordingFinished) {
+                onTestRecordingFinished(filePath);
+            }
+        }
+        pendingTestFiles_ -= 1;
+        if (pendingTestFiles_ < 1) {
+            endTest();
+        }
+    }
+    if (armedState_ != ArmState::recording) {
+        return;
+    }
+    if (!currentFilePaths_.remove(standardizedPath(filePath)) || !currentFilePaths_.isEmpty()) {
+        return;
+    }
+    setArmedState(ArmState::armed);
+    if (stoppingForSpace_) {
+        stoppingForSpace_ = false;
+        recordFailure(RecordingFailure::diskFull);
+    }
+    enforceSizeLimit();
+    if (onRecordingsFinished) {
+        onRecordingsFinished();
+    }
+}
+
+// A file abandoned before its first keyframe holds nothing and is not a failure.
+void RecordingManager::failureStep(const std::optional<Error>& error) {
+    const bool abandoned = error && error->domain == Error::writerDomain &&
+                           error->code == MovieWriterCodes::abandonedBeforeKeyframe;
+    if (!error || abandoned) {
+        if (currentFilePaths_.isEmpty()) {
+            clearFailure();
+        }
+        return;
+    }
+    const bool firstInRow = !recordingFailedAt_.isValid();
+    recordingFailure_ = classify(*error);
+    if (firstInRow || currentFilePaths_.isEmpty()) {
+        if (recordingFailureCount_ == std::numeric_limits<qint64>::max()) {
+            qFatal("The recording failure count overflowed");
+        }
+        recordingFailureCount_ += 1;
+    }
+    recordingFailedAt_ = now();
+    Q_EMIT recordingFailureChanged();
+}
+
+void RecordingManager::recordFailure(RecordingFailure failure) {
+    if (recordingFailureCount_ == std::numeric_limits<qint64>::max()) {
+        qFatal("The recording failure count overflowed");
+    }
+    recordingFailure_ = failure;
+    recordingFailureCount_ += 1;
+    recordingFailedAt_ = now();
+    Q_EMIT recordingFailureChanged();
+}
+
+void RecordingManager::clearFailure() {
+    if (!recordingFailure_ && recordingFailureCount_ == 0 && !recordingFailedAt_.isValid()) {
+        return;
+    }
+    recordingFailure_.reset();
+    recordingFailureCount_ = 0;
+    recordingFailedAt_ = QDateTime();
+    Q_EMIT recordingFailureChanged();
+}
+
+void RecordingManager::updateDuringRecordingTimer() {
+    if (armedState_ == ArmState::recording) {
+        if (!duringRecordingTimer_->isActive()) {
+            const std::chrono::seconds every(duringRecordingCheckSeconds);
+            duringRecordingTimer_->start(every, every);
+        }
+    } else {
+        duringRecordingTimer_->stop();
+    }
+}
+
+void RecordingManager::duringRecordingCheck() {
+    if (armedState_ != ArmState::recording || stoppingForSpace_) {
+        return;
+    }
+    if (const auto free = freeSpace(); free && *free < freeSpaceThreshold) {
+        stopForSpace();
+        return;
+    }
+    enforceSizeLimit();
+    rollOverWhenTooLarge();
+}
+
+// A recording that alone exceeds the limit continues in a new file, so the
+// size limit can delete its finished part.
+void RecordingManager::rollOverWhenTooLarge() {
+    const qint64 limitGB = defaults_.integer(SettingsKeys::recordingsLimitGB);
+    if (limitGB <= 0) {
+        return;
+    }
+    qint64 writing = 0;
+    for (const Recording& recording : fileOutputManager_->recordings()) {
+        if (currentFilePaths_.contains(standardizedPath(recording.url))) {
+            writing += recording.bytes;
+        }
+    }
+    if (writing <= limitBytes(limitGB)) {
+        return;
+    }
+    for (const auto& target : currentTargets_) {
+        const QString path =
+            fileOutputManager_->newRecordingURL(target.cameraName, target.microphoneName, now());
+        currentFilePaths_.insert(standardizedPath(path));
+        target.recorder->roll(path, fileCompletion());
+    }
+}
+
+void RecordingManager::enforceSizeLimit() {
+    const qint64 limitGB = defaults_.integer(SettingsKeys::recordingsLimitGB);
+    if (limitGB <= 0) {
+        return;
+    }
+    const auto doomed = DiskBudget::filesToDelete(fileOutputManager_->recordings(),
+                                                  limitBytes(limitGB), currentFilePaths_);
+    qint64 deleted = 0;
+    for (const Recording& recording : doomed) {
+        QFile file(recording.url);
+        if (file.remove()) {
+            ++deleted;
+        } else {
+            Log::line(QStringLiteral("Could not delete %1: %2")
+                          .arg(QFileInfo(recording.url).fileName(), file.errorString()));
+        }
+    }
+    if (deleted == 0) {
+        return;
+    }
+    if (deletedCount_ > std::numeric_limits<qint64>::max() - deleted) {
+        qFatal("The deleted-recordings count overflowed");
+    }
+    deletedCount_ += deleted;
+    deletedAt_ = now();
+    Q_EMIT deletedChanged();
+    Log::line(QStringLiteral("Deleted %1 oldest recording(s) to stay under the limit").arg(deleted));
+}
+
+// A folder chosen anew in Settings is taken up at once, without comparing.
+void RecordingManager::reloadFolderWhenChosenAnew() {
+    const QByteArray choice =
+        defaults_.data(SettingsKeys::recordingsFolderBookmark).value_or(QByteArray());
+    if (choice == folderChoice_) {
+        return;
+    }
+    folderChoice_ = choice;
+    fileOutputManager_->reloadFolder(RecordingsFolder::resolve(defaults_).folder);
+}
+
+std::optional<RecordingManager::RecordingCost> RecordingManager::recordingCost() const {
+    const QDateTime at = now();
+    std::vector<double> seconds;
+    for (const Recording& recording : fileOutputManager_->recordings()) {
+        const qint64 age = recording.started.secsTo(at);
+        if (age >= 0 && age <= 86400) {
+            seconds.push_back(static_cast<double>(recording.bytes) * 8 / 8000000);
+        }
+    }
+    if (seconds.size() < 10) {
+        return std::nullopt;
+    }
+    std::sort(seconds.begin(), seconds.end());
+    const double preRoll =
+        SettingsKeys::clampedPreRollSeconds(defaults_.real(SettingsKeys::preRollSeconds));
+    const double timeout = static_cast<double>(
+        std::clamp<qint64>(defaults_.integer(SettingsKeys::timeoutValueInSeconds), 0, 600));
+    return RecordingCost{static_cast<int>(seconds.size()), seconds[seconds.size() / 2],
+                         preRoll + timeout};
+}
 
 // Schedule, crash recovery, keep-awake and armed-stretch steps.
 

@@ -1,9 +1,13 @@
 #pragma once
 
 #include "ArmState.h"
+#include "Error.h"
+#include "RecordingFailure.h"
+#include "RecordingTarget.h"
 
 #include <QDateTime>
 #include <QObject>
+#include <QSet>
 #include <QString>
 #include <QVariant>
 #include <cstdint>
@@ -13,6 +17,7 @@
 
 class Clock;
 class Defaults;
+class FileOutputManager;
 class Timer;
 
 // The one owner of Nelvo's armed state. Every way of arming or disarming goes
@@ -29,6 +34,8 @@ class RecordingManager : public QObject {
     Q_PROPERTY(bool motionDetectionStopped READ motionDetectionStopped WRITE
                    setMotionDetectionStopped NOTIFY motionDetectionStoppedChanged)
     Q_PROPERTY(bool isRecordingTest READ isRecordingTest NOTIFY isRecordingTestChanged)
+    Q_PROPERTY(QDateTime recordingFailedAt READ recordingFailedAt NOTIFY recordingFailureChanged)
+    Q_PROPERTY(QDateTime deletedAt READ deletedAt NOTIFY deletedChanged)
 
 public:
     // Countdown lengths by who arms; they differ on purpose.
@@ -93,6 +100,42 @@ public:
     void startTestRecording();
     void endTest();
 
+    // Free space below this counts as a full volume.
+    static constexpr qint64 freeSpaceThreshold = 2147483648;
+    static constexpr int duringRecordingCheckSeconds = 30;
+
+    // Recording control, driven by the capture side.
+    void startRecordings(const std::vector<RecordingTarget>& targets);
+    void stopRecording();
+    void stopForSpace();
+    // The periodic check while recording: space, size limit, roll-over.
+    void duringRecordingCheck();
+    // Deletes the oldest recordings above "recordingsLimitGB".
+    void enforceSizeLimit();
+
+    FileOutputManager& fileOutputManager() const { return *fileOutputManager_; }
+    // How free space is learnt; the recordings volume's unless replaced.
+    std::function<std::optional<qint64>()> freeSpace;
+
+    const QSet<QString>& currentFilePaths() const { return currentFilePaths_; }
+    bool stoppingForSpace() const { return stoppingForSpace_; }
+    std::optional<RecordingFailure> recordingFailure() const { return recordingFailure_; }
+    qint64 recordingFailureCount() const { return recordingFailureCount_; }
+    QDateTime recordingFailedAt() const { return recordingFailedAt_; }
+    qint64 deletedCount() const { return deletedCount_; }
+    QDateTime deletedAt() const { return deletedAt_; }
+    int pendingTestFiles() const { return pendingTestFiles_; }
+
+    // How much one recording takes, from the recordings of the last day:
+    // their count, the typical length in seconds (at 8 Mbit/s) and the
+    // shortest a recording can be (pre-roll plus timeout).
+    struct RecordingCost {
+        int count = 0;
+        double typicalSeconds = 0;
+        double minimumSeconds = 0;
+    };
+    std::optional<RecordingCost> recordingCost() const;
+
     // Hooks installed by the application.
     std::function<void()> onArmedAtLaunch;
     std::function<void()> onTestRecordingWanted;
@@ -109,6 +152,8 @@ Q_SIGNALS:
     void armedByChanged();
     void motionDetectionStoppedChanged();
     void isRecordingTestChanged();
+    void recordingFailureChanged();
+    void deletedChanged();
 
 private:
     void setArmedState(std::optional<ArmState> state);
@@ -121,6 +166,15 @@ private:
     int testArmCountdown() const;
     void setRecordingTest(bool running);
     void updateDuringRecordingTimer();
+    MovieRecorder::Completion fileCompletion();
+    void fileFinished(const QString& filePath, const std::optional<Error>& error);
+    void failureStep(const std::optional<Error>& error);
+    void recordFailure(RecordingFailure failure);
+    void clearFailure();
+    void rollOverWhenTooLarge();
+    void reloadFolderWhenChosenAnew();
+    static QString standardizedPath(const QString& path);
+    static qint64 limitBytes(qint64 limitGB);
 
     Defaults& defaults_;
     Clock& clock_;
@@ -141,6 +195,20 @@ private:
     int pendingTestFiles_ = 0;
     std::unique_ptr<Timer> testDeadline_;
     bool stretchSuppressed_ = false;
+
+    // Recording control.
+    std::unique_ptr<FileOutputManager> fileOutputManager_;
+    QByteArray folderChoice_;  // the stored folder choice the file service was set up with
+    std::vector<std::shared_ptr<MovieRecorder>> recorders_;
+    std::vector<RecordingTarget> currentTargets_;
+    QSet<QString> currentFilePaths_;
+    bool stoppingForSpace_ = false;
+    std::unique_ptr<Timer> duringRecordingTimer_;
+    std::optional<RecordingFailure> recordingFailure_;
+    qint64 recordingFailureCount_ = 0;
+    QDateTime recordingFailedAt_;
+    qint64 deletedCount_ = 0;
+    QDateTime deletedAt_;
 
     // Schedule, crash recovery, keep-awake and armed-stretch steps.
     std::optional<QDateTime> nextScheduleStart() const;

@@ -1,13 +1,20 @@
 #include "Defaults.h"
+#include "FakeMovieRecorder.h"
+#include "FileOutputManager.h"
 #include "LaunchDefaults.h"
 #include "ManualClock.h"
 #include "RecordingManager.h"
 #include "SettingsKeys.h"
 #include "TestEnvironment.h"
 
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
 #include <QSignalSpy>
 #include <QTest>
 #include <memory>
+#include <sys/mount.h>
+#include <unistd.h>
 
 using namespace std::chrono_literals;
 using namespace SettingsKeys;
@@ -28,7 +35,31 @@ class tst_RecordingManager : public QObject {
         }
         // Lets queued change notices of the settings store arrive.
         void settle() { QCoreApplication::processEvents(); }
+
+        // Armed with a camera, ready for a trigger.
+        void armNow() {
+            manager->setCameraAvailable(true);
+            manager->armFromPopover();
+            clock.advance(5s);
+        }
+
+        QString folder() const { return env.home() + "/Videos/Nelvo"; }
     };
+
+    struct Camera {
+        std::shared_ptr<FakeMovieRecorder> recorder;
+        RecordingTarget target;
+        explicit Camera(const QString& name, QDateTime start = QDateTime(QDate(2026, 11, 23), QTime(8, 59, 55)))
+            : recorder(std::make_shared<FakeMovieRecorder>(start)),
+              target{recorder, name, QStringLiteral("Desk Mic")} {}
+    };
+
+    // Runs the recorders' completions, which come back through the main thread.
+    static void deliver(FakeMovieRecorder& recorder, std::optional<Error> error = std::nullopt,
+                        qint64 bytes = 1024) {
+        recorder.finishNext(std::move(error), bytes);
+        QCoreApplication::processEvents();
+    }
 
 private Q_SLOTS:
     void initTestCase() { QLocale::setDefault(QLocale(QLocale::English, QLocale::UnitedStates)); }
@@ -325,6 +356,328 @@ private Q_SLOTS:
         QCOMPARE(f.manager->armingCountdown(), 0);
         f.clock.advance(10s);
         QCOMPARE(f.manager->armingCountdown(), 0);  // the timer stopped at 0
+    }
+
+    // Recording control.
+
+    void startWhileArmingIsIgnored() {
+        Fixture f;
+        f.manager->setCameraAvailable(true);
+        f.manager->armFromPopover();
+        Camera front("Front Door");
+        f.manager->startRecordings({front.target});
+        front.recorder->drain();
+        QCOMPARE(f.manager->armedState(), ArmState::arming);
+        QVERIFY(front.recorder->started().isEmpty());
+    }
+
+    void startOpensOneFilePerCameraNamedAfterItsStart() {
+        Fixture f;
+        f.armNow();
+        Camera front("Front Door");
+        f.manager->freeSpace = [] { return std::optional<qint64>(1LL << 40); };
+        f.manager->startRecordings({front.target});
+        QCOMPARE(f.manager->armedState(), ArmState::recording);
+        front.recorder->drain();
+        QCOMPARE(front.recorder->started(),
+                 QStringList{f.folder() + "/2026-11-23 08.59.55 - Front Door + Desk Mic.mov"});
+        QCOMPARE(f.manager->currentFilePaths().size(), 1);
+    }
+
+    void twoCamerasReturnToArmedOnlyAfterBothFiles() {
+        Fixture f;
+        f.armNow();
+        Camera front("Front Door"), back("Back Door");
+        int finished = 0;
+        f.manager->onRecordingsFinished = [&] { ++finished; };
+        f.manager->startRecordings({front.target, back.target});
+        front.recorder->drain();
+        back.recorder->drain();
+        QCOMPARE(f.manager->currentFilePaths().size(), 2);
+        deliver(*front.recorder);  // both cameras stop by themselves
+        QCOMPARE(f.manager->armedState(), ArmState::recording);
+        QCOMPARE(finished, 0);
+        deliver(*back.recorder);
+        QCOMPARE(f.manager->armedState(), ArmState::armed);
+        QCOMPARE(finished, 1);
+        const QString path = front.recorder->started().first();
+        QCOMPARE(QFileInfo(path).permissions() & 0x7777,
+                 QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ReadUser |
+                     QFileDevice::WriteUser);
+    }
+
+    void stopRecordingReturnsToArmedAtOnceAndStopsEveryRecorder() {
+        Fixture f;
+        f.armNow();
+        Camera front("Front Door"), back("Back Door");
+        f.manager->startRecordings({front.target, back.target});
+        f.manager->stopRecording();
+        QCOMPARE(f.manager->armedState(), ArmState::armed);
+        QVERIFY(f.manager->currentFilePaths().isEmpty());
+        front.recorder->drain();
+        back.recorder->drain();
+        QCOMPARE(front.recorder->stops(), 1);
+        QCOMPARE(back.recorder->stops(), 1);
+        deliver(*front.recorder);
+        deliver(*back.recorder);
+        QCOMPARE(f.manager->armedState(), ArmState::armed);
+        QVERIFY(!f.manager->recordingFailure());
+    }
+
+    void fileAbandonedBeforeItsFirstKeyframeIsNoFailure() {
+        Fixture f;
+        f.armNow();
+        Camera front("Front Door");
+        f.manager->startRecordings({front.target});
+        front.recorder->drain();
+        deliver(*front.recorder,
+                Error{Error::writerDomain, MovieWriterCodes::abandonedBeforeKeyframe,
+                      "No keyframe arrived", nullptr});
+        QVERIFY(!f.manager->recordingFailure());
+        QCOMPARE(f.manager->recordingFailureCount(), 0);
+        QCOMPARE(f.manager->armedState(), ArmState::armed);
+    }
+
+    void failedFilesAreClassifiedAndCountedOncePerRecording() {
+        Fixture f;
+        f.armNow();
+        Camera front("Front Door"), back("Back Door");
+        f.manager->startRecordings({front.target, back.target});
+        front.recorder->drain();
+        back.recorder->drain();
+        deliver(*front.recorder, Error::posix(ENOSPC));
+        QCOMPARE(f.manager->recordingFailure(), RecordingFailure::diskFull);
+        QCOMPARE(f.manager->recordingFailureCount(), 1);
+        deliver(*back.recorder, Error::posix(EACCES));  // the same recording: not counted again
+        QCOMPARE(f.manager->recordingFailure(), RecordingFailure::notPermitted);
+        QCOMPARE(f.manager->recordingFailureCount(), 1);
+        QCOMPARE(f.manager->recordingFailedAt(), f.clock.now());
+        // The next recording fails too: two in a row.
+        f.manager->startRecordings({front.target});
+        front.recorder->drain();
+        f.manager->stopRecording();
+        deliver(*front.recorder, Error::posix(ENOENT));
+        QCOMPARE(f.manager->recordingFailure(), RecordingFailure::destinationMissing);
+        QCOMPARE(f.manager->recordingFailureCount(), 2);
+        // A recording that succeeds clears the record.
+        f.manager->startRecordings({front.target});
+        front.recorder->drain();
+        deliver(*front.recorder);
+        QVERIFY(!f.manager->recordingFailure());
+        QCOMPARE(f.manager->recordingFailureCount(), 0);
+        QVERIFY(!f.manager->recordingFailedAt().isValid());
+    }
+
+    void freeSpaceJustBelowTheThresholdRefusesAStart() {
+        Fixture f;
+        f.armNow();
+        Camera front("Front Door");
+        f.manager->freeSpace = [] { return std::optional<qint64>(2147483647); };
+        f.manager->startRecordings({front.target});
+        QCOMPARE(f.manager->armedState(), ArmState::armed);
+        QCOMPARE(f.manager->recordingFailure(), RecordingFailure::diskFull);
+        QCOMPARE(f.manager->recordingFailureCount(), 1);
+        f.manager->freeSpace = [] { return std::optional<qint64>(2147483648); };
+        f.manager->startRecordings({front.target});
+        QCOMPARE(f.manager->armedState(), ArmState::recording);
+    }
+
+    void freeSpaceOfARealSmallVolumeDecidesTheStart() {
+        if (geteuid() != 0) {
+            QSKIP("mounting a small file system for the recordings needs root");
+        }
+        Fixture f;
+        const QString mountPoint = f.env.home() + "/Videos";
+        QDir().mkpath(mountPoint);
+        if (::mount("tmpfs", mountPoint.toLocal8Bit().constData(), "tmpfs", 0, "size=2g") != 0) {
+            QSKIP("this machine does not allow mounting a tmpfs");
+        }
+        auto unmount = qScopeGuard([&] { ::umount2(mountPoint.toLocal8Bit().constData(), MNT_DETACH); });
+        f.armNow();
+        f.manager->fileOutputManager().reloadFolder(f.folder());
+        QCOMPARE(f.manager->fileOutputManager().availableCapacity(), std::optional<qint64>(2147483648));
+        Camera front("Front Door");
+        f.manager->startRecordings({front.target});
+        QCOMPARE(f.manager->armedState(), ArmState::recording);
+        front.recorder->drain();
+        deliver(*front.recorder, std::nullopt, 1);  // one byte takes a page: below 2 GiB now
+        QCOMPARE(f.manager->armedState(), ArmState::armed);
+        f.manager->startRecordings({front.target});
+        QCOMPARE(f.manager->armedState(), ArmState::armed);
+        QCOMPARE(f.manager->recordingFailure(), RecordingFailure::diskFull);
+    }
+
+    void runningOutOfSpaceWhileRecordingStopsAndReportsDiskFull() {
+        Fixture f;
+        f.armNow();
+        Camera front("Front Door"), back("Back Door");
+        std::optional<qint64> free = 1LL << 40;
+        f.manager->freeSpace = [&] { return free; };
+        f.manager->startRecordings({front.target, back.target});
+        free = 1LL << 30;
+        f.clock.advance(30s);
+        QVERIFY(f.manager->stoppingForSpace());
+        front.recorder->drain();
+        back.recorder->drain();
+        QCOMPARE(front.recorder->stops(), 1);
+        QCOMPARE(back.recorder->stops(), 1);
+        QCOMPARE(f.manager->armedState(), ArmState::recording);
+        deliver(*front.recorder);
+        QVERIFY(!f.manager->recordingFailure());
+        deliver(*back.recorder);
+        QCOMPARE(f.manager->armedState(), ArmState::armed);
+        QCOMPARE(f.manager->recordingFailure(), RecordingFailure::diskFull);
+        QVERIFY(!f.manager->stoppingForSpace());
+    }
+
+    void aLimitOfZeroNeverRolls() {
+        Fixture f;
+        f.armNow();
+        f.manager->freeSpace = [] { return std::optional<qint64>(1LL << 40); };
+        Camera front("Front Door");
+        f.manager->startRecordings({front.target});
+        front.recorder->drain();
+        QFile big(front.recorder->started().first());
+        QVERIFY(big.open(QIODevice::WriteOnly));
+        QVERIFY(big.resize(3LL << 30));  // sparse: takes no real space
+        f.defaults.set("recordingsLimitGB", 0);
+        f.clock.advance(30s);
+        front.recorder->drain();
+        QVERIFY(front.recorder->rolled().isEmpty());
+        f.defaults.set("recordingsLimitGB", 2);
+        f.clock.advance(30s);
+        front.recorder->drain();
+        QCOMPARE(front.recorder->rolled().size(), 1);
+        QCOMPARE(f.manager->currentFilePaths().size(), 2);
+    }
+
+    void aLimitOf20000ActsAs10000() {
+        Fixture f;
+        f.armNow();
+        f.manager->freeSpace = [] { return std::optional<qint64>(1LL << 40); };
+        Camera front("Front Door");
+        f.manager->startRecordings({front.target});
+        front.recorder->drain();
+        QFile big(front.recorder->started().first());
+        QVERIFY(big.open(QIODevice::WriteOnly));
+        if (!big.resize((10000LL << 30) + 1)) {
+            QSKIP("this file system cannot hold a sparse file above 10 000 GiB");
+        }
+        f.defaults.set("recordingsLimitGB", 20000);
+        f.clock.advance(30s);
+        front.recorder->drain();
+        QCOMPARE(front.recorder->rolled().size(), 1);  // above 10 000 GiB, though below 20 000
+    }
+
+    void sizeLimitDeletesTheOldestRecordingsAndCountsThem() {
+        Fixture f;
+        f.armNow();
+        f.manager->freeSpace = [] { return std::optional<qint64>(1LL << 40); };
+        QDir().mkpath(f.folder());
+        const QStringList old{"2026-11-20 10.00.00 - Front Door.mov", "2026-11-20 10.00.00 - Front Door.jpg",
+                              "2026-11-21 10.00.00 - Front Door.mov"};
+        for (const QString& name : old) {
+            QFile file(f.folder() + "/" + name);
+            QVERIFY(file.open(QIODevice::WriteOnly));
+            QVERIFY(file.resize(name.endsWith("jpg") ? 1024 : (1LL << 30)));
+        }
+        f.defaults.set("recordingsLimitGB", 1);
+        QSignalSpy deletedSpy(f.manager.get(), &RecordingManager::deletedChanged);
+        Camera front("Front Door");
+        f.manager->startRecordings({front.target});
+        front.recorder->drain();
+        deliver(*front.recorder);  // the last file finished: the limit is enforced
+        QVERIFY(!QFile::exists(f.folder() + "/" + old[0]));
+        QVERIFY(!QFile::exists(f.folder() + "/" + old[1]));
+        QVERIFY(QFile::exists(f.folder() + "/" + old[2]));
+        QCOMPARE(f.manager->deletedCount(), 2);
+        QCOMPARE(f.manager->deletedAt(), f.clock.now());
+        QCOMPARE(deletedSpy.count(), 1);
+        f.manager->disarm();  // a disarm clears the notices
+        QCOMPARE(f.manager->deletedCount(), 0);
+        QVERIFY(!f.manager->deletedAt().isValid());
+    }
+
+    void disarmWhileRecordingStopsTheRecordersAndEmptiesTheFiles() {
+        Fixture f;
+        f.armNow();
+        Camera front("Front Door");
+        f.manager->startRecordings({front.target});
+        f.manager->disarm();
+        QCOMPARE(f.manager->armedState(), ArmState::unarmed);
+        QVERIFY(f.manager->currentFilePaths().isEmpty());
+        front.recorder->drain();
+        QCOMPARE(front.recorder->stops(), 1);
+        deliver(*front.recorder);
+        QCOMPARE(f.manager->armedState(), ArmState::unarmed);
+    }
+
+    void testWhileUnarmedWithPreRoll8RecordsAfter8Seconds() {
+        Fixture f;
+        f.manager->setCameraAvailable(true);
+        f.defaults.set(preRollSeconds, 8);
+        Camera front("Front Door");
+        QStringList revealed;
+        f.manager->onTestRecordingWanted = [&] { f.manager->startRecordings({front.target}); };
+        f.manager->onTestRecordingFinished = [&](const QString& path) { revealed << path; };
+        f.manager->startTestRecording();
+        QCOMPARE(f.manager->armingCountdown(), 8);
+        f.clock.advance(7s);
+        QCOMPARE(f.manager->armedState(), ArmState::arming);
+        f.clock.advance(1s);
+        QCOMPARE(f.manager->armedState(), ArmState::recording);
+        QCOMPARE(f.manager->pendingTestFiles(), 1);
+        f.clock.advance(20s);  // the deadline is off once files are open
+        QVERIFY(f.manager->isRecordingTest());
+        front.recorder->drain();
+        f.manager->stopRecording();
+        deliver(*front.recorder);
+        QCOMPARE(revealed, front.recorder->started());
+        QVERIFY(!f.manager->isRecordingTest());
+        QCOMPARE(f.manager->armedState(), ArmState::unarmed);  // the test armed by itself
+    }
+
+    void testThatOpensNoFileDisarmsWithoutClearingNotices() {
+        Fixture f;
+        f.manager->setCameraAvailable(true);
+        f.defaults.set(preRollSeconds, 8);
+        f.manager->freeSpace = [] { return std::optional<qint64>(100); };
+        Camera front("Front Door");
+        // An earlier failure is on show.
+        f.armNow();
+        f.manager->startRecordings({front.target});
+        QCOMPARE(f.manager->recordingFailure(), RecordingFailure::diskFull);
+        f.manager->stopRecording();
+        f.manager->disarm(true);
+        f.manager->startTestRecording();  // nothing opens a file
+        f.clock.advance(8s);
+        QCOMPARE(f.manager->armedState(), ArmState::armed);
+        f.clock.advance(15s);
+        QVERIFY(!f.manager->isRecordingTest());
+        QCOMPARE(f.manager->armedState(), ArmState::unarmed);
+        QCOMPARE(f.manager->recordingFailure(), RecordingFailure::diskFull);
+        QCOMPARE(f.manager->recordingFailureCount(), 1);
+    }
+
+    void recordingCostNeedsTenRecordingsOfTheLastDay() {
+        Fixture f;
+        QDir().mkpath(f.folder());
+        auto make = [&](const QDateTime& start, qint64 bytes) {
+            QFile file(f.folder() + "/" + start.toString("yyyy-MM-dd HH.mm.ss") + " - Cam.mov");
+            QVERIFY(file.open(QIODevice::WriteOnly));
+            QVERIFY(file.resize(bytes));
+        };
+        for (int i = 0; i < 9; ++i) {
+            make(f.clock.now().addSecs(-3600 * (i + 1)), 1000000LL * (i + 1));
+        }
+        make(f.clock.now().addSecs(600), 1000000);  // in the future: not counted
+        QVERIFY(!f.manager->recordingCost());
+        make(f.clock.now().addSecs(-86400), 10000000);
+        const auto cost = f.manager->recordingCost();
+        QVERIFY(cost);
+        QCOMPARE(cost->count, 10);
+        QCOMPARE(cost->typicalSeconds, 6.0);  // sizes 1..10 MB: the upper median is 6 MB = 6 s
+        QCOMPARE(cost->minimumSeconds, 10.0);  // pre-roll 5 + timeout 5
     }
 };
 
