@@ -12,7 +12,6 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
-#include <QFileInfo>
 #include <QStandardPaths>
 #include <QUuid>
 #include <cerrno>
@@ -47,10 +46,6 @@ std::optional<FolderReference::Resolution> storedChoice(Defaults& defaults) {
     return resolution;
 }
 
-bool isReachableFolder(const QString& path) {
-    return QFileInfo(path).isDir();
-}
-
 }  // namespace
 
 QString defaultFolder() {
@@ -67,12 +62,14 @@ std::optional<QString> chosenFolder(Defaults& defaults) {
 }
 
 Resolved resolve(Defaults& defaults) {
-    const std::optional<QString> chosen = chosenFolder(defaults);
+    const std::optional<FolderReference::Resolution> chosen = storedChoice(defaults);
     if (!chosen) {
         return {defaultFolder(), false};
     }
-    if (isReachableFolder(*chosen)) {
-        return {*chosen, false};
+    // Reachable means this very folder is there: an empty mount point left by
+    // a detached disk is another folder.
+    if (chosen->reachable) {
+        return {chosen->path, false};
     }
     return {defaultFolder(), true};
 }
