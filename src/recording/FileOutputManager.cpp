@@ -1,0 +1,368 @@
+#include "FileOutputManager.h"
+
+#include "FileError.h"
+#include "Log.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <unistd.h>
+#include <QDir>
+#include <QFile>
+#include <QTextBoundaryFinder>
+#include <cerrno>
+#include <cstring>
+#include <limits>
+
+namespace {
+
+constexpr qsizetype dateLength = 19;  // "yyyy-MM-dd HH.mm.ss"
+
+// Closes a directory listing on every way out.
+class DirectoryListing {
+public:
+    explicit DirectoryListing(const QString& path) : dir_(opendir(QFile::encodeName(path))) {}
+    ~DirectoryListing() {
+        if (dir_ != nullptr) {
+            closedir(dir_);
+        }
+    }
+    DirectoryListing(const DirectoryListing&) = delete;
+    DirectoryListing& operator=(const DirectoryListing&) = delete;
+
+    bool isOpen() const { return dir_ != nullptr; }
+    int fd() const { return dirfd(dir_); }
+    const dirent* next() { return readdir(dir_); }
+
+private:
+    DIR* dir_;
+};
+
+QString joinedPath(const QString& folder, const QString& name) {
+    return folder.endsWith(u'/') ? folder + name : folder + u'/' + name;
+}
+
+bool itemExists(const QString& path) {
+    struct stat st {};
+    return lstat(QFile::encodeName(path).constData(), &st) == 0;
+}
+
+// A name read from the folder, or nothing when its bytes are not text that
+// converts back to the same bytes (such a file could not be addressed again).
+std::optional<QString> decodedName(const char* bytes) {
+    const QString name = QFile::decodeName(bytes);
+    if (QFile::encodeName(name) != QByteArrayView(bytes)) {
+        return std::nullopt;
+    }
+    return name;
+}
+
+QString formattedStart(const QDateTime& start) {
+    const QDateTime local = start.toLocalTime();
+    const QDate date = local.date();
+    const QTime time = local.time();
+    return QString::asprintf("%04d-%02d-%02d %02d.%02d.%02d", date.year(), date.month(), date.day(),
+                             time.hour(), time.minute(), time.second());
+}
+
+// A device name made safe for a file name: path separators (and the NUL that
+// Linux forbids in names) become "-", surrounding whitespace goes.
+QString cleanedDeviceName(QString name) {
+    name.replace(u'/', u'-').replace(u':', u'-').replace(QChar(u'\0'), u'-');
+    return name.trimmed();
+}
+
+// Cuts whole grapheme clusters from the end until the UTF-8 form fits.
+QString cappedToUtf8Bytes(const QString& text, qsizetype limit) {
+    qsizetype bytes = text.toUtf8().size();
+    if (bytes <= limit) {
+        return text;
+    }
+    QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, text);
+    finder.toEnd();
+    qsizetype end = text.size();
+    while (bytes > limit) {
+        const qsizetype start = finder.toPreviousBoundary();
+        if (start < 0) {
+            return {};
+        }
+        bytes -= QStringView(text).sliced(start, end - start).toUtf8().size();
+        end = start;
+    }
+    return text.first(end);
+}
+
+QString trimmedOfSpacesAndTabs(const QString& text) {
+    qsizetype first = 0;
+    qsizetype last = text.size();
+    auto isBlank = [](QChar c) { return c == u' ' || c == u'\t'; };
+    while (first < last && isBlank(text[first])) {
+        ++first;
+    }
+    while (last > first && isBlank(text[last - 1])) {
+        --last;
+    }
+    return text.sliced(first, last - first);
+}
+
+// The name without its extension (from the last dot on; a leading dot
+// starts a hidden name, not an extension).
+QStringView withoutExtension(QStringView name) {
+    const qsizetype dot = name.lastIndexOf(u'.');
+    return dot > 0 ? name.first(dot) : name;
+}
+
+// Reads "dddd-dd-dd dd.dd.dd" strictly; the fields must form a real date
+// and time of day.
+std::optional<QDateTime> parsedStart(QStringView text) {
+    int fields[6] = {};
+    // Offsets of each field, and the separator that must follow it.
+    static constexpr struct {
+        qsizetype offset;
+        qsizetype length;
+        char16_t separator;
+    } layout[6] = {{0, 4, u'-'},  {5, 2, u'-'},  {8, 2, u' '},
+                   {11, 2, u'.'}, {14, 2, u'.'}, {17, 2, 0}};
+    for (int i = 0; i < 6; ++i) {
+        int value = 0;
+        for (qsizetype k = 0; k < layout[i].length; ++k) {
+            const QChar c = text[layout[i].offset + k];
+            if (c < u'0' || c > u'9') {
+                return std::nullopt;
+            }
+            value = value * 10 + (c.unicode() - u'0');
+        }
+        const qsizetype after = layout[i].offset + layout[i].length;
+        if (layout[i].separator != 0 && text[after] != layout[i].separator) {
+            return std::nullopt;
+        }
+        fields[i] = value;
+    }
+    const QDate date(fields[0], fields[1], fields[2]);
+    const QTime time(fields[3], fields[4], fields[5]);
+    if (!date.isValid() || !time.isValid()) {
+        return std::nullopt;
+    }
+    const QDateTime start(date, time, Qt::LocalTime);
+    if (!start.isValid()) {
+        return std::nullopt;
+    }
+    return start;
+}
+
+// Creation time from the file system, in nanoseconds since the epoch: the
+// birth time where the file system records one, otherwise the last
+// modification.
+std::optional<qint64> creationTime(int folderFd, const char* name) {
+    struct statx info {};
+    if (statx(folderFd, name, AT_SYMLINK_NOFOLLOW, STATX_BTIME | STATX_MTIME, &info) != 0) {
+        return std::nullopt;
+    }
+    statx_timestamp stamp{};
+    if ((info.stx_mask & STATX_BTIME) != 0) {
+        stamp = info.stx_btime;
+    } else if ((info.stx_mask & STATX_MTIME) != 0) {
+        stamp = info.stx_mtime;
+    } else {
+        return std::nullopt;
+    }
+    return static_cast<qint64>(stamp.tv_sec) * 1'000'000'000 + stamp.tv_nsec;
+}
+
+}  // namespace
+
+FileOutputManager::FileOutputManager(QString folderPath) : nelvoPath_(std::move(folderPath)) {
+    ensureFolder();
+}
+
+bool FileOutputManager::adoptFolder(const QString& folderPath) {
+    if (QDir::cleanPath(folderPath) == QDir::cleanPath(nelvoPath_)) {
+        return false;
+    }
+    setFolder(folderPath);
+    return true;
+}
+
+void FileOutputManager::setFolder(const QString& folderPath) {
+    nelvoPath_ = folderPath;
+    issuedPaths_.clear();
+    ensureFolder();
+}
+
+void FileOutputManager::ensureFolder() {
+    if (itemExists(nelvoPath_)) {
+        return;
+    }
+    const QString folder = QDir::cleanPath(nelvoPath_);
+    // Creates each missing folder on the way, then the recordings folder.
+    const QStringList parts = folder.split(u'/');
+    QString prefix = folder.startsWith(u'/') ? QStringLiteral("/") : QString();
+    for (const QString& part : parts) {
+        if (part.isEmpty()) {
+            continue;
+        }
+        prefix = prefix.isEmpty() ? part : joinedPath(prefix, part);
+        const bool last = prefix.size() == folder.size();
+        if (mkdir(QFile::encodeName(prefix).constData(), last ? 0700 : 0777) == 0) {
+            continue;
+        }
+        const int error = errno;
+        if (error == EEXIST && !last) {
+            continue;
+        }
+        if (error != EEXIST) {
+            Log::line(
+                FileError::fromErrno(
+                    error, QStringLiteral("Could not create the recordings folder %1").arg(folder))
+                    .description);
+        }
+        return;
+    }
+    // The process's umask may have narrowed the mode; a failure leaves it so.
+    chmod(QFile::encodeName(folder).constData(), 0700);
+}
+
+QString FileOutputManager::newRecordingURL(const std::optional<QString>& camera,
+                                           const std::optional<QString>& microphone,
+                                           const QDateTime& start) {
+    const QString base = recordingName(start, camera, microphone);
+    QString candidate = joinedPath(nelvoPath_, base + QStringLiteral(".mov"));
+    for (qint64 n = 2; isTaken(candidate); ++n) {
+        candidate =
+            joinedPath(nelvoPath_, base + u' ' + QString::number(n) + QStringLiteral(".mov"));
+    }
+    issuedPaths_.insert(candidate);
+    return candidate;
+}
+
+bool FileOutputManager::isTaken(const QString& path) const {
+    return issuedPaths_.contains(path) || itemExists(path);
+}
+
+QString FileOutputManager::recordingName(const QDateTime& start,
+                                         const std::optional<QString>& camera,
+                                         const std::optional<QString>& microphone) {
+    QStringList devices;
+    for (const std::optional<QString>& name : {camera, microphone}) {
+        if (name) {
+            QString cleaned = cleanedDeviceName(*name);
+            if (!cleaned.isEmpty()) {
+                devices.append(std::move(cleaned));
+            }
+        }
+    }
+    QString name = formattedStart(start);
+    if (!devices.isEmpty()) {
+        name += QStringLiteral(" - ") + devices.join(QStringLiteral(" + "));
+    }
+    return trimmedOfSpacesAndTabs(cappedToUtf8Bytes(name, nameByteLimit));
+}
+
+std::optional<QDateTime> FileOutputManager::startDate(const QString& fileName) {
+    const QStringView stem = withoutExtension(fileName);
+    if (stem.size() < dateLength) {
+        return std::nullopt;
+    }
+    const QStringView rest = stem.sliced(dateLength);
+    if (!rest.isEmpty() && !rest.startsWith(u" - ")) {
+        return std::nullopt;
+    }
+    return parsedStart(stem.first(dateLength));
+}
+
+QList<Recording> FileOutputManager::recordings() const {
+    QList<Recording> found;
+    DirectoryListing listing(nelvoPath_);
+    if (!listing.isOpen()) {
+        return found;
+    }
+    while (const dirent* entry = listing.next()) {
+        if (entry->d_name[0] == '.') {
+            continue;  // hidden, including "." and ".."
+        }
+        if (entry->d_type != DT_REG && entry->d_type != DT_UNKNOWN) {
+            continue;
+        }
+        const std::optional<QString> name = decodedName(entry->d_name);
+        if (!name) {
+            continue;
+        }
+        std::optional<QDateTime> started = startDate(*name);
+        if (!started) {
+            continue;
+        }
+        struct stat info {};
+        if (fstatat(listing.fd(), entry->d_name, &info, AT_SYMLINK_NOFOLLOW) != 0 ||
+            !S_ISREG(info.st_mode)) {
+            continue;  // vanished meanwhile, unreadable, or not a regular file
+        }
+        found.append(Recording{joinedPath(nelvoPath_, *name), std::move(*started),
+                               static_cast<qint64>(info.st_size)});
+    }
+    return found;
+}
+
+std::optional<QString> FileOutputManager::newestRecording() const {
+    DirectoryListing listing(nelvoPath_);
+    if (!listing.isOpen()) {
+        return std::nullopt;
+    }
+    std::optional<QString> newest;
+    qint64 newestCreated = 0;
+    while (const dirent* entry = listing.next()) {
+        if (std::strcmp(entry->d_name, ".") == 0 || std::strcmp(entry->d_name, "..") == 0) {
+            continue;
+        }
+        const std::optional<QString> name = decodedName(entry->d_name);
+        if (!name) {
+            continue;
+        }
+        const qsizetype dot = name->lastIndexOf(u'.');
+        if (dot <= 0 || name->sliced(dot + 1).compare(u"mov", Qt::CaseInsensitive) != 0) {
+            continue;
+        }
+        const std::optional<qint64> created = creationTime(listing.fd(), entry->d_name);
+        if (!created) {
+            continue;
+        }
+        if (!newest || *created > newestCreated) {
+            newest = joinedPath(nelvoPath_, *name);
+            newestCreated = *created;
+        }
+    }
+    return newest;
+}
+
+std::optional<qint64> FileOutputManager::availableCapacity() const {
+    struct statvfs info {};
+    if (statvfs(QFile::encodeName(nelvoPath_).constData(), &info) != 0) {
+        return std::nullopt;
+    }
+    // Blocks available to unprivileged writers, not those kept for root.
+    unsigned long long bytes = 0;
+    if (__builtin_mul_overflow(static_cast<unsigned long long>(info.f_bavail),
+                               static_cast<unsigned long long>(info.f_frsize), &bytes) ||
+        bytes > static_cast<unsigned long long>(std::numeric_limits<qint64>::max())) {
+        return std::numeric_limits<qint64>::max();
+    }
+    return static_cast<qint64>(bytes);
+}
+
+std::optional<Error> FileOutputManager::setOwnerOnlyPermissions(const QString& filePath) {
+    if (chmod(QFile::encodeName(filePath).constData(), 0600) == 0) {
+        return std::nullopt;
+    }
+    const Error error =
+        FileError::fromErrno(errno, QStringLiteral("Could not make %1 private to its owner")
+                                        .arg(filePath.sliced(filePath.lastIndexOf(u'/') + 1)));
+    Log::line(error.description);
+    return error;
+}
+
+std::optional<Error> FileOutputManager::removeFile(const QString& filePath) {
+    if (unlink(QFile::encodeName(filePath).constData()) == 0) {
+        return std::nullopt;
+    }
+    return FileError::fromErrno(errno);
+}

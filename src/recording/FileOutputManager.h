@@ -1,0 +1,76 @@
+#pragma once
+
+#include "Error.h"
+#include "Recording.h"
+
+#include <QDateTime>
+#include <QList>
+#include <QSet>
+#include <QString>
+#include <optional>
+
+// Knows the recordings folder in use and everything about the names of the
+// files in it: issues a fresh, unique movie path for each recording that
+// starts, reads recordings back from the folder, finds the newest movie,
+// creates the folder when it is missing and reports the free space of its
+// volume. Writes no file contents. Owned and called on one thread (the main
+// thread); the static name functions keep no state and may be called anywhere.
+//
+// Paths are absolute file-system paths. The folder is flat: movies and their
+// stills lie directly in it.
+class FileOutputManager {
+public:
+    // Longest piece a name may have before its uniqueness suffix, frame-loss
+    // mark and extension are added, in UTF-8 bytes.
+    static constexpr qsizetype nameByteLimit = 247 - 19;
+
+    // Takes the folder and creates it when it is missing.
+    explicit FileOutputManager(QString folderPath);
+
+    const QString& nelvoPath() const { return nelvoPath_; }
+    const QSet<QString>& issuedPaths() const { return issuedPaths_; }
+
+    // Takes up the folder when it differs from the one in use (compared in
+    // cleaned form); true when something changed.
+    bool adoptFolder(const QString& folderPath);
+    // Sets the folder without comparing (a reload after the folder setting
+    // changed): forgets the issued paths and creates the folder if missing.
+    void setFolder(const QString& folderPath);
+    // Creates the folder (0700, with missing parents) when nothing is at its
+    // path; a failure is printed and surfaces later as a recording failure.
+    void ensureFolder();
+
+    // The path for a new movie: named after the start time and the devices,
+    // never issued before for this folder and not taken by any item.
+    QString newRecordingURL(const std::optional<QString>& camera,
+                            const std::optional<QString>& microphone, const QDateTime& start);
+
+    // "yyyy-MM-dd HH.mm.ss - {camera} + {microphone}" in local time, without
+    // uniqueness suffix or extension, at most nameByteLimit UTF-8 bytes.
+    static QString recordingName(const QDateTime& start, const std::optional<QString>& camera,
+                                 const std::optional<QString>& microphone);
+    // The start time of a recording's file name (a last path component), or
+    // nothing when the name is not a recording's.
+    static std::optional<QDateTime> startDate(const QString& fileName);
+
+    // Every regular, non-hidden file in the folder whose name parses, in
+    // listing order; empty when the folder cannot be listed.
+    QList<Recording> recordings() const;
+    // The ".mov" entry with the latest creation time, or nothing.
+    std::optional<QString> newestRecording() const;
+    // Free bytes on the folder's volume for an unprivileged writer, or
+    // nothing when unknown.
+    std::optional<qint64> availableCapacity() const;
+
+    // Owner read and write only (0600), for finished movies, stills and
+    // time-lapses. A failure is printed and returned; the file keeps its mode.
+    static std::optional<Error> setOwnerOnlyPermissions(const QString& filePath);
+    // Deletes a file for good (not to the trash).
+    static std::optional<Error> removeFile(const QString& filePath);
+
+private:
+    bool isTaken(const QString& path) const;
+
+    QString nelvoPath_;
+    QSet<QString> issuedPaths_;
+};

@@ -1,0 +1,469 @@
+#include "FileOutputManager.h"
+#include "RecordingFailure.h"
+#include "StdoutCapture.h"
+#include "TestMount.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/time.h>
+#include <unistd.h>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QThread>
+#include <algorithm>
+
+namespace {
+
+QDateTime localTime(int y, int mo, int d, int h, int mi, int s) {
+    return QDateTime(QDate(y, mo, d), QTime(h, mi, s), Qt::LocalTime);
+}
+
+void makeFile(const QString& path, qint64 bytes = 0) {
+    QFile file(path);
+    QVERIFY2(file.open(QIODevice::WriteOnly), qPrintable(path));
+    QVERIFY(file.resize(bytes));
+}
+
+QString fileName(const QString& path) {
+    return QFileInfo(path).fileName();
+}
+
+mode_t modeOf(const QString& path) {
+    struct stat info {};
+    if (stat(QFile::encodeName(path).constData(), &info) != 0) {
+        return 0;
+    }
+    return info.st_mode & 07777;
+}
+
+QStringList sortedNames(const QList<Recording>& recordings) {
+    QStringList names;
+    for (const Recording& r : recordings) {
+        names.append(fileName(r.url));
+    }
+    names.sort();
+    return names;
+}
+
+void setModificationTime(const QString& path, qint64 secondsSinceEpoch) {
+    const timeval times[2] = {{static_cast<time_t>(secondsSinceEpoch), 0},
+                              {static_cast<time_t>(secondsSinceEpoch), 0}};
+    QCOMPARE(utimes(QFile::encodeName(path).constData(), times), 0);
+}
+
+}  // namespace
+
+class tst_FileOutputManager : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase() {
+        // Names are in local time; a zone with an offset and daylight saving
+        // makes the difference from UTC visible.
+        qputenv("TZ", "Europe/Berlin");
+        tzset();
+        umask(022);
+    }
+
+    void namesAreLocalStartTimeAndCleanedDevices() {
+        const QDateTime utc(QDate(2025, 3, 14), QTime(6, 5, 9), Qt::UTC);
+        QCOMPARE(FileOutputManager::recordingName(utc, QStringLiteral("Front Door"),
+                                                  QStringLiteral("Desk Mic")),
+                 QStringLiteral("2025-03-14 07.05.09 - Front Door + Desk Mic"));
+        // Summer time: two hours ahead of UTC.
+        const QDateTime summer(QDate(2025, 7, 1), QTime(22, 30, 0), Qt::UTC);
+        QCOMPARE(FileOutputManager::recordingName(summer, std::nullopt, std::nullopt),
+                 QStringLiteral("2025-07-02 00.30.00"));
+    }
+
+    void cameraNameWithSpacesColonAndSlashIsCleaned() {
+        const QString name = FileOutputManager::recordingName(
+            localTime(2025, 3, 14, 7, 5, 9), QStringLiteral("  Cam:1/A  "), std::nullopt);
+        QCOMPARE(name, QStringLiteral("2025-03-14 07.05.09 - Cam-1-A"));
+        QCOMPARE(FileOutputManager::recordingName(localTime(2025, 3, 14, 7, 5, 9),
+                                                  QStringLiteral("\nCam\t"),
+                                                  QString::fromUtf8("Mic\0One", 7)),
+                 QStringLiteral("2025-03-14 07.05.09 - Cam + Mic-One"));
+    }
+
+    void noCameraAndBlankMicrophoneGiveStartTimeAlone() {
+        QTemporaryDir dir;
+        FileOutputManager manager(dir.path());
+        const QString path = manager.newRecordingURL(std::nullopt, QStringLiteral("   "),
+                                                     localTime(2025, 3, 14, 7, 5, 9));
+        QCOMPARE(path, dir.filePath(QStringLiteral("2025-03-14 07.05.09.mov")));
+        QVERIFY(QFileInfo(path).isAbsolute());
+    }
+
+    void issuingTwiceGivesSuffixTwoUntilTheFolderIsSetAgain() {
+        QTemporaryDir dir;
+        FileOutputManager manager(dir.path());
+        const QDateTime start = localTime(2025, 3, 14, 7, 5, 9);
+        const QString cam = QStringLiteral("Front Door");
+        const QString mic = QStringLiteral("Desk Mic");
+        const QString first = manager.newRecordingURL(cam, mic, start);
+        const QString second = manager.newRecordingURL(cam, mic, start);
+        QCOMPARE(fileName(first),
+                 QStringLiteral("2025-03-14 07.05.09 - Front Door + Desk Mic.mov"));
+        QCOMPARE(fileName(second),
+                 QStringLiteral("2025-03-14 07.05.09 - Front Door + Desk Mic 2.mov"));
+        QVERIFY(!QFile::exists(first));  // issuing creates nothing
+        QCOMPARE(manager.issuedPaths(), (QSet<QString>{first, second}));
+
+        manager.setFolder(dir.path());
+        QVERIFY(manager.issuedPaths().isEmpty());
+        QCOMPARE(manager.newRecordingURL(cam, mic, start), first);
+
+        // Adopting another folder and coming back forgets the issued names too.
+        QTemporaryDir other;
+        QVERIFY(manager.adoptFolder(other.path()));
+        QVERIFY(manager.adoptFolder(dir.path()));
+        QCOMPARE(manager.newRecordingURL(cam, mic, start), first);
+    }
+
+    void existingItemsMakeTheNextIssueTakeSuffixThree() {
+        QTemporaryDir dir;
+        FileOutputManager manager(dir.path());
+        const QDateTime start = localTime(2025, 3, 14, 7, 5, 9);
+        const QString base = dir.filePath(QStringLiteral("2025-03-14 07.05.09 - Cam"));
+        makeFile(base + QStringLiteral(".mov"));
+        makeFile(base + QStringLiteral(" 2.mov"));
+        QCOMPARE(manager.newRecordingURL(QStringLiteral("Cam"), std::nullopt, start),
+                 base + QStringLiteral(" 3.mov"));
+        // Any kind of item takes a name: a folder, a link that leads nowhere.
+        QVERIFY(QDir(dir.path()).mkdir(fileName(base) + QStringLiteral(" 4.mov")));
+        QCOMPARE(symlink("/nonexistent/target", QFile::encodeName(base + " 5.mov").constData()), 0);
+        QCOMPARE(manager.newRecordingURL(QStringLiteral("Cam"), std::nullopt, start),
+                 base + QStringLiteral(" 6.mov"));
+    }
+
+    void longNamesAreCutAtWholeCharacters() {
+        const QDateTime start = localTime(2025, 3, 14, 7, 5, 9);
+        // "yyyy-MM-dd HH.mm.ss - " is 22 bytes; 205 more make 227.
+        const QString fill(205, u'a');
+        // A three-byte character across the 228-byte cap goes whole.
+        QString name = FileOutputManager::recordingName(start, fill + QStringLiteral("\u20ACbbb"),
+                                                        std::nullopt);
+        QCOMPARE(name.toUtf8().size(), 227);
+        QVERIFY(name.endsWith(u'a'));
+        // So does a letter with a combining accent (one character, 3 bytes).
+        name = FileOutputManager::recordingName(start, fill + QStringLiteral("e\u0301z"),
+                                                std::nullopt);
+        QCOMPARE(name.toUtf8().size(), 227);
+        QVERIFY(name.endsWith(u'a'));
+        // A flag is two code points and eight bytes; it is cut whole as well.
+        name = FileOutputManager::recordingName(
+            start, QString(200, u'a') + QStringLiteral("\U0001F1E9\U0001F1EA"), std::nullopt);
+        QCOMPARE(name.toUtf8().size(), 222);
+        // What the cut leaves at the end is trimmed, so the name may be shorter.
+        name = FileOutputManager::recordingName(
+            start, QString(204, u'a') + QStringLiteral(" \u20ACbb"), std::nullopt);
+        QCOMPARE(name.toUtf8().size(), 226);
+        QVERIFY(name.endsWith(u'a'));
+        // Names that fit are left alone.
+        name = FileOutputManager::recordingName(start, QString(206, u'a'), std::nullopt);
+        QCOMPARE(name.toUtf8().size(), 228);
+        // The longest name with every suffix still fits a Linux file name.
+        const QString longest = name + QStringLiteral(" 99 - 9999999s missing.mov");
+        QVERIFY(longest.toUtf8().size() <= 255);
+    }
+
+    void startTimesParseFromNames_data() {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<bool>("parses");
+        QTest::newRow("bare start time") << "2025-03-14 07.05.09.mov" << true;
+        QTest::newRow("with devices") << "2025-03-14 07.05.09 - Front Door + Desk Mic.mov" << true;
+        QTest::newRow("devices and suffix") << "2025-03-14 07.05.09 - Front Door 2.mov" << true;
+        QTest::newRow("frame-loss mark") << "2025-03-14 07.05.09 - Cam - 12s missing.mov" << true;
+        QTest::newRow("still, bare start time") << "2025-03-14 07.05.09.jpg" << true;
+        QTest::newRow("still with devices") << "2025-03-14 07.05.09 - Cam + Mic.jpg" << true;
+        QTest::newRow("no extension: the last dot is in the time")
+            << "2025-03-14 07.05.09 - Cam" << false;
+        QTest::newRow("suffix without devices") << "2025-03-14 07.05.09 2.mov" << false;
+        QTest::newRow("30 February") << "2025-02-30 07.05.09.mov" << false;
+        QTest::newRow("hour 24") << "2025-03-14 24.00.00.mov" << false;
+        QTest::newRow("short") << "2025-03-14.mov" << false;
+        QTest::newRow("one-digit month") << "2025-3-14 07.05.09 - Cam.mov" << false;
+        QTest::newRow("other separators") << "2025-03-14 07:05:09.mov" << false;
+        QTest::newRow("other file") << "notes.txt" << false;
+        QTest::newRow("empty") << "" << false;
+        QTest::newRow("bare start time without extension") << "2025-03-14 07.05.09" << false;
+        QTest::newRow("Arabic-Indic digits") << "\u0662025-03-14 07.05.09.mov" << false;
+    }
+    void startTimesParseFromNames() {
+        QFETCH(QString, name);
+        QFETCH(bool, parses);
+        const std::optional<QDateTime> date = FileOutputManager::startDate(name);
+        QCOMPARE(date.has_value(), parses);
+        if (parses) {
+            QCOMPARE(*date, localTime(2025, 3, 14, 7, 5, 9));
+        }
+    }
+
+    void issuedNamesParseBackToTheirStart() {
+        QTemporaryDir dir;
+        FileOutputManager manager(dir.path());
+        const QDateTime start = localTime(2025, 10, 26, 23, 59, 58);
+        const QString path =
+            manager.newRecordingURL(QStringLiteral("Cam"), QStringLiteral("Mic"), start);
+        QCOMPARE(FileOutputManager::startDate(fileName(path)), std::optional(start));
+    }
+
+    void listingSkipsDirectoriesHiddenFilesAndOtherNames() {
+        QTemporaryDir dir;
+        const QString movie = QStringLiteral("2025-03-14 07.05.09 - Cam + Mic.mov");
+        const QString still = QStringLiteral("2025-03-14 07.05.09 - Cam + Mic.jpg");
+        const QString lossy = QStringLiteral("2025-03-14 08.00.00 - Cam - 4s missing.mov");
+        makeFile(dir.filePath(movie), 1000);
+        makeFile(dir.filePath(still), 20);
+        makeFile(dir.filePath(lossy), 3);
+        QVERIFY(QDir(dir.path()).mkdir(QStringLiteral("2025-03-14 09.00.00 - Cam.mov")));
+        makeFile(dir.filePath(QStringLiteral(".2025-03-14 10.00.00 - Cam.mov")), 5);
+        makeFile(dir.filePath(QStringLiteral("notes.txt")), 5);
+        makeFile(dir.filePath(QStringLiteral("2025-03-14 11.00.00 2.mov")), 5);
+        QCOMPARE(
+            symlink(QFile::encodeName(dir.filePath(movie)).constData(),
+                    QFile::encodeName(dir.filePath("2025-03-14 12.00.00 - Link.mov")).constData()),
+            0);
+        // A name whose bytes are not text: it could not be addressed again.
+        const QByteArray rawName =
+            QFile::encodeName(dir.path()) + "/2025-03-14 13.00.00 - \xff.mov";
+        const int fd = open(rawName.constData(), O_WRONLY | O_CREAT, 0600);
+        QVERIFY(fd >= 0);
+        close(fd);
+
+        FileOutputManager manager(dir.path());
+        const QList<Recording> found = manager.recordings();
+        unlink(rawName.constData());
+        QStringList expected{movie, still, lossy};
+        expected.sort();
+        QCOMPARE(sortedNames(found), expected);
+        for (const Recording& r : found) {
+            QCOMPARE(r.bytes, QFileInfo(r.url).size());
+            QCOMPARE(std::optional(r.started), FileOutputManager::startDate(fileName(r.url)));
+            QCOMPARE(QFileInfo(r.url).absolutePath(), dir.path());
+        }
+    }
+
+    void unreadableFolderListsNothing() {
+        if (geteuid() == 0) {
+            QSKIP("root reads every folder; the unprivileged run covers this");
+        }
+        QTemporaryDir dir;
+        makeFile(dir.filePath(QStringLiteral("2025-03-14 07.05.09.mov")), 10);
+        makeFile(dir.filePath(QStringLiteral("2025-03-14 07.05.10.mov")), 10);
+        FileOutputManager manager(dir.path());
+        QCOMPARE(manager.recordings().size(), 2);
+        QVERIFY(QFile::setPermissions(dir.path(), QFileDevice::WriteOwner));
+        QVERIFY(manager.recordings().isEmpty());
+        QVERIFY(!manager.newestRecording());
+        QVERIFY(QFile::setPermissions(
+            dir.path(), QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner));
+    }
+
+    void vanishedFolderListsNothingAndHasNoCapacity() {
+        QTemporaryDir parent;
+        const QString folder = parent.filePath(QStringLiteral("Recordings"));
+        FileOutputManager manager(folder);
+        makeFile(folder + QStringLiteral("/2025-03-14 07.05.09.mov"), 10);
+        QCOMPARE(manager.recordings().size(), 1);
+        QVERIFY(manager.availableCapacity());
+        QVERIFY(QDir(folder).removeRecursively());
+        QVERIFY(manager.recordings().isEmpty());
+        QVERIFY(!manager.newestRecording());
+        QVERIFY(!manager.availableCapacity());
+    }
+
+    void newestMovieIsTheLatestCreated() {
+        QTemporaryDir dir;
+        FileOutputManager manager(dir.path());
+        QVERIFY(!manager.newestRecording());
+        makeFile(dir.filePath(QStringLiteral("a.mov")));
+        QThread::msleep(20);
+        makeFile(dir.filePath(QStringLiteral("b.MOV")));
+        QThread::msleep(20);
+        makeFile(dir.filePath(QStringLiteral("c.jpg")));
+        QCOMPARE(manager.newestRecording(), std::optional(dir.filePath(QStringLiteral("b.MOV"))));
+        // Hidden entries count here, unlike in the listing.
+        QThread::msleep(20);
+        makeFile(dir.filePath(QStringLiteral(".hidden.mov")));
+        QCOMPARE(manager.newestRecording(),
+                 std::optional(dir.filePath(QStringLiteral(".hidden.mov"))));
+    }
+
+    void creationTimeIsTheBirthTimeWhereRecorded() {
+        QTemporaryDir dir;
+        if (!QFileInfo(dir.path()).birthTime().isValid()) {
+            QSKIP("this file system records no birth times");
+        }
+        FileOutputManager manager(dir.path());
+        makeFile(dir.filePath(QStringLiteral("first.mov")));
+        QThread::msleep(20);
+        makeFile(dir.filePath(QStringLiteral("second.mov")));
+        // Touching the older file later does not make it the newest.
+        setModificationTime(dir.filePath(QStringLiteral("first.mov")),
+                            QDateTime::currentSecsSinceEpoch() + 3600);
+        QCOMPARE(manager.newestRecording(),
+                 std::optional(dir.filePath(QStringLiteral("second.mov"))));
+    }
+
+    void creationTimeFallsBackToModificationTime() {
+        if (!TestMount::canMount()) {
+            QSKIP("needs root to mount a file system without birth times (ramfs)");
+        }
+        QTemporaryDir dir;
+        TestMount mount;
+        QVERIFY(mount.mountMemory(QStringLiteral("ramfs"), dir.path()));
+        QVERIFY(!QFileInfo(dir.path()).birthTime().isValid());
+        FileOutputManager manager(dir.path());
+        makeFile(dir.filePath(QStringLiteral("first.mov")));
+        makeFile(dir.filePath(QStringLiteral("second.mov")));
+        setModificationTime(dir.filePath(QStringLiteral("first.mov")), 2'000'000'000);
+        setModificationTime(dir.filePath(QStringLiteral("second.mov")), 1'900'000'000);
+        QCOMPARE(manager.newestRecording(),
+                 std::optional(dir.filePath(QStringLiteral("first.mov"))));
+    }
+
+    void missingFolderIsCreatedOwnerOnlyWithItsParents() {
+        QTemporaryDir dir;
+        const QString folder = dir.filePath(QStringLiteral("Videos/deeper/Nelvo"));
+        FileOutputManager manager(folder);
+        QVERIFY(QFileInfo(folder).isDir());
+        QCOMPARE(modeOf(folder), mode_t(0700));
+        QCOMPARE(modeOf(dir.filePath(QStringLiteral("Videos"))), mode_t(0755));
+    }
+
+    void existingFolderKeepsItsPermissions() {
+        QTemporaryDir dir;
+        const QString folder = dir.filePath(QStringLiteral("Shared"));
+        QVERIFY(QDir().mkdir(folder));
+        QCOMPARE(chmod(QFile::encodeName(folder).constData(), 0755), 0);
+        FileOutputManager manager(folder);
+        QVERIFY(manager.adoptFolder(dir.path()));
+        QVERIFY(manager.adoptFolder(folder));
+        QCOMPARE(modeOf(folder), mode_t(0755));
+    }
+
+    void folderThatCannotBeCreatedIsReportedAndLeftAlone() {
+        QTemporaryDir dir;
+        makeFile(dir.filePath(QStringLiteral("file")));
+        const QString folder = dir.filePath(QStringLiteral("file/Nelvo"));
+        StdoutCapture capture;
+        FileOutputManager manager(folder);
+        const QString printed = capture.take();
+        QVERIFY2(printed.contains(QStringLiteral("Could not create the recordings folder ") +
+                                  folder + QStringLiteral(": Not a directory")),
+                 qPrintable(printed));
+        QVERIFY(!QFileInfo::exists(folder));
+        QVERIFY(manager.recordings().isEmpty());
+    }
+
+    void folderInUnwritableParentIsReportedAndLeftAlone() {
+        if (geteuid() == 0) {
+            QSKIP("root writes into every folder; the unprivileged run covers this");
+        }
+        QTemporaryDir dir;
+        QVERIFY(QFile::setPermissions(dir.path(), QFileDevice::ReadOwner | QFileDevice::ExeOwner));
+        const QString folder = dir.filePath(QStringLiteral("Nelvo"));
+        StdoutCapture capture;
+        FileOutputManager manager(folder);
+        const QString printed = capture.take();
+        QVERIFY(QFile::setPermissions(
+            dir.path(), QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner));
+        QVERIFY2(printed.contains(QStringLiteral(": Permission denied")), qPrintable(printed));
+        QVERIFY(!QFileInfo::exists(folder));
+    }
+
+    void sameFolderWrittenDifferentlyIsNotAdoptedAgain() {
+        QTemporaryDir dir;
+        FileOutputManager manager(dir.path());
+        const QString issued = manager.newRecordingURL(QStringLiteral("Cam"), std::nullopt,
+                                                       QDateTime::currentDateTime());
+        QVERIFY(!manager.adoptFolder(dir.path() + u'/'));
+        QVERIFY(!manager.adoptFolder(dir.path() + QStringLiteral("/.")));
+        QVERIFY(!manager.adoptFolder(dir.path() + QStringLiteral("/./")));
+        QCOMPARE(manager.issuedPaths(), QSet<QString>{issued});
+        QCOMPARE(manager.nelvoPath(), dir.path());
+        QTemporaryDir other;
+        QVERIFY(manager.adoptFolder(other.path() + u'/'));
+        QCOMPARE(manager.nelvoPath(), other.path() + u'/');  // kept as given
+        QVERIFY(manager.issuedPaths().isEmpty());
+        const QString next = manager.newRecordingURL(QStringLiteral("Cam"), std::nullopt,
+                                                     QDateTime::currentDateTime());
+        QCOMPARE(QFileInfo(next).absolutePath(), other.path());
+        QVERIFY(!next.contains(QStringLiteral("//")));
+    }
+
+    void capacityIsWhatTheVolumeHasFree() {
+        if (!TestMount::canMount()) {
+            QSKIP("needs root to mount a volume of known size (tmpfs)");
+        }
+        QTemporaryDir dir;
+        TestMount mount;
+        QVERIFY(mount.mountMemory(QStringLiteral("tmpfs"), dir.path(), QStringLiteral("size=1m")));
+        FileOutputManager manager(dir.path());
+        QCOMPARE(manager.availableCapacity(), std::optional<qint64>(1 << 20));
+        QFile file(dir.filePath(QStringLiteral("filler")));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        QCOMPARE(file.write(QByteArray(256 * 1024, 'x')), qint64(256 * 1024));
+        file.close();
+        QCOMPARE(manager.availableCapacity(), std::optional<qint64>(768 * 1024));
+    }
+
+    void capacityAgreesWithDf() {
+        QTemporaryDir dir;
+        FileOutputManager manager(dir.path());
+        QProcess df;
+        df.start(QStringLiteral("df"),
+                 {QStringLiteral("-B1"), QStringLiteral("--output=avail"), dir.path()});
+        QVERIFY(df.waitForFinished());
+        const QList<QByteArray> lines = df.readAllStandardOutput().trimmed().split('\n');
+        bool ok = false;
+        const qint64 reported = lines.last().trimmed().toLongLong(&ok);
+        QVERIFY(ok);
+        const std::optional<qint64> capacity = manager.availableCapacity();
+        QVERIFY(capacity);
+        // Others write to the same disk meanwhile; the figures agree closely.
+        QVERIFY2(std::abs(*capacity - reported) < (qint64(256) << 20),
+                 qPrintable(QStringLiteral("%1 vs %2").arg(*capacity).arg(reported)));
+    }
+
+    void finishedFilesBecomeOwnerOnly() {
+        QTemporaryDir dir;
+        const QString movie = dir.filePath(QStringLiteral("2025-03-14 07.05.09.mov"));
+        makeFile(movie, 10);
+        QCOMPARE(chmod(QFile::encodeName(movie).constData(), 0644), 0);
+        QVERIFY(!FileOutputManager::setOwnerOnlyPermissions(movie));
+        QCOMPARE(modeOf(movie), mode_t(0600));
+    }
+
+    void permissionsOfAVanishedFileAreReportedNotThrown() {
+        QTemporaryDir dir;
+        const QString movie = dir.filePath(QStringLiteral("2025-03-14 07.05.09.mov"));
+        StdoutCapture capture;
+        const std::optional<Error> error = FileOutputManager::setOwnerOnlyPermissions(movie);
+        const QString printed = capture.take();
+        QVERIFY(error);
+        QCOMPARE(error->domain, Error::fileDomain);
+        QCOMPARE(RecordingFailure::classify(*error).value(), RecordingFailure::destinationMissing);
+        QVERIFY2(printed.contains(QStringLiteral("2025-03-14 07.05.09.mov")), qPrintable(printed));
+    }
+
+    void filesAreRemovedAndMissingOnesReported() {
+        QTemporaryDir dir;
+        const QString movie = dir.filePath(QStringLiteral("2025-03-14 07.05.09.mov"));
+        makeFile(movie, 10);
+        QVERIFY(!FileOutputManager::removeFile(movie));
+        QVERIFY(!QFileInfo::exists(movie));
+        const std::optional<Error> error = FileOutputManager::removeFile(movie);
+        QVERIFY(error);
+        QCOMPARE(error->description, QStringLiteral("No such file or directory"));
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_FileOutputManager)
+#include "tst_FileOutputManager.moc"
