@@ -5,6 +5,7 @@
 #include "DiskBudget.h"
 #include "FileOutputManager.h"
 #include "Log.h"
+#include "MovieWriter.h"
 #include "MainThread.h"
 #include "RecordingsFolder.h"
 #include "SerialQueue.h"
@@ -478,7 +479,7 @@ void RecordingManager::fileFinished(const QString& filePath, const std::optional
 // A file abandoned before its first keyframe holds nothing and is not a failure.
 void RecordingManager::failureStep(const std::optional<Error>& error) {
     const bool abandoned = error && error->domain == Error::writerDomain &&
-                           error->code == MovieWriterCodes::abandonedBeforeKeyframe;
+                           error->code == MovieWriter::noDataCode;
     if (!error || abandoned) {
         if (currentFilePaths_.isEmpty()) {
             clearFailure();
@@ -486,7 +487,7 @@ void RecordingManager::failureStep(const std::optional<Error>& error) {
         return;
     }
     const bool firstInRow = !recordingFailedAt_.isValid();
-    recordingFailure_ = classify(*error);
+    recordingFailure_ = RecordingFailure::classify(*error);
     if (firstInRow || currentFilePaths_.isEmpty()) {
         if (recordingFailureCount_ == std::numeric_limits<qint64>::max()) {
             qFatal("The recording failure count overflowed");
@@ -601,7 +602,7 @@ void RecordingManager::reloadFolderWhenChosenAnew() {
         return;
     }
     folderChoice_ = choice;
-    fileOutputManager_->reloadFolder(RecordingsFolder::resolve(defaults_).folder);
+    fileOutputManager_->setFolder(RecordingsFolder::resolve(defaults_).folder);
 }
 
 std::optional<RecordingManager::RecordingCost> RecordingManager::recordingCost() const {

@@ -1,0 +1,278 @@
+#include "MovieWriter.h"
+
+#include "Log.h"
+#include "SerialQueue.h"
+
+#include <fcntl.h>
+#include <gst/app/gstappsrc.h>
+#include <unistd.h>
+#include <QFile>
+#include <cerrno>
+
+namespace {
+
+// Room for a few seconds of either stream between the recorder's pending
+// samples and the muxer; above it the writer reports itself not ready.
+constexpr guint64 videoQueueBytes = 8 * 1024 * 1024;
+constexpr guint64 audioQueueBytes = 4 * 1024 * 1024;
+constexpr int aacBitRate = 128000;
+constexpr guint64 fragmentMilliseconds = 2000;
+
+// Carries bus messages from streaming threads to the owner's queue.
+struct BusRelay {
+    std::weak_ptr<MovieWriter> writer;
+    SerialQueue* queue;
+};
+
+GstElement* make(const char* factory) {
+    return gst_element_factory_make(factory, nullptr);
+}
+
+Error creationError(const QString& description, std::optional<Error> cause = std::nullopt) {
+    Error error{Error::writerDomain, MovieWriter::creationFailedCode, description, nullptr};
+    return cause ? error.withUnderlying(*cause) : error;
+}
+
+std::optional<int> errnoFor(GstResourceError code) {
+    switch (code) {
+        case GST_RESOURCE_ERROR_NO_SPACE_LEFT:
+            return ENOSPC;
+        case GST_RESOURCE_ERROR_NOT_FOUND:
+            return ENOENT;
+        case GST_RESOURCE_ERROR_NOT_AUTHORIZED:
+            return EACCES;
+        default:
+            return std::nullopt;
+    }
+}
+
+}  // namespace
+
+MovieWriter::MovieWriter(SerialQueue& owner, int fd) : owner_(owner), fd_(fd) {}
+
+MovieWriter::~MovieWriter() {
+    tearDown();
+}
+
+std::shared_ptr<MovieWriter> MovieWriter::create(const QString& filePath, GstCaps* videoCaps,
+                                                 GstCaps* audioCaps, SerialQueue& owner,
+                                                 Error* failure) {
+    Gst::ensureInitialised();
+    const int fd = ::open(QFile::encodeName(filePath).constData(),
+                          O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+    if (fd < 0) {
+        *failure =
+            creationError(QStringLiteral("Could not create the movie file"), Error::posix(errno));
+        return nullptr;
+    }
+    std::shared_ptr<MovieWriter> writer(new MovieWriter(owner, fd));
+    if (!writer->build(videoCaps, audioCaps, failure)) {
+        writer->tearDown();
+        ::unlink(QFile::encodeName(filePath).constData());
+        return nullptr;
+    }
+    return writer;
+}
+
+bool MovieWriter::build(GstCaps* videoCaps, GstCaps* audioCaps, Error* failure) {
+    pipeline_ = GstHandle<GstElement>::adopt(
+        GST_ELEMENT(gst_object_ref_sink(gst_pipeline_new("movie-writer"))));
+    GstElement* mux = make("qtmux");
+    GstElement* sink = make("fdsink");
+    if (!mux || !sink) {
+        *failure = creationError(QStringLiteral("The QuickTime muxer or file sink is missing"));
+        return false;
+    }
+    // A fragment every 2 s keeps a movie cut short readable up to its last fragment.
+    g_object_set(mux, "fragment-duration", guint(fragmentMilliseconds), nullptr);
+    g_object_set(sink, "fd", fd_, "sync", FALSE, "async", FALSE, nullptr);
+    gst_bin_add_many(GST_BIN(pipeline_.get()), mux, sink, nullptr);
+    gst_element_link(mux, sink);
+
+    auto makeSource = [&](GstCaps* caps, guint64 maxBytes) {
+        GstElement* src = make("appsrc");
+        g_object_set(src, "caps", caps, "format", GST_FORMAT_TIME, "max-bytes", maxBytes, "block",
+                     FALSE, "emit-signals", FALSE, nullptr);
+        gst_bin_add(GST_BIN(pipeline_.get()), src);
+        return src;
+    };
+    if (videoCaps) {
+        GstElement* src = makeSource(videoCaps, videoQueueBytes);
+        if (!gst_element_link_pads(src, "src", mux, "video_%u")) {
+            *failure = creationError(QStringLiteral("The muxer refused the video format"));
+            return false;
+        }
+        videoSrc_ = GstHandle<GstElement>::ref(src);
+        videoCaps_ = GstHandle<GstCaps>::ref(videoCaps);
+    }
+    if (audioCaps) {
+        const GstStructure* format = gst_caps_get_structure(audioCaps, 0);
+        int rate = 0;
+        int channels = 0;
+        if (format && gst_structure_get_int(format, "rate", &rate) && rate > 0) {
+            gst_structure_get_int(format, "channels", &channels);
+            GstElement* src = makeSource(audioCaps, audioQueueBytes);
+            GstElement* convert = make("audioconvert");
+            GstElement* filter = make("capsfilter");
+            GstElement* encoder = make("avenc_aac");
+            GstElement* parse = make("aacparse");
+            if (!convert || !filter || !encoder || !parse) {
+                *failure = creationError(QStringLiteral("The AAC encoder is missing"));
+                return false;
+            }
+            GstHandle<GstCaps> target = GstHandle<GstCaps>::adopt(
+                gst_caps_new_simple("audio/x-raw", "rate", G_TYPE_INT, rate, "channels", G_TYPE_INT,
+                                    channels < 2 ? 1 : 2, nullptr));
+            g_object_set(filter, "caps", target.get(), nullptr);
+            g_object_set(encoder, "bitrate", aacBitRate, nullptr);
+            gst_bin_add_many(GST_BIN(pipeline_.get()), convert, filter, encoder, parse, nullptr);
+            if (!gst_element_link_many(src, convert, filter, encoder, parse, nullptr) ||
+                !gst_element_link_pads(parse, "src", mux, "audio_%u")) {
+                *failure = creationError(QStringLiteral("The muxer refused the audio format"));
+                return false;
+            }
+            audioSrc_ = GstHandle<GstElement>::ref(src);
+            audioCaps_ = GstHandle<GstCaps>::ref(audioCaps);
+        }
+    }
+
+    GstHandle<GstBus> bus = GstHandle<GstBus>::adopt(gst_element_get_bus(pipeline_.get()));
+    gst_bus_set_sync_handler(bus.get(), &MovieWriter::onBusMessage,
+                             new BusRelay{weak_from_this(), &owner_},
+                             [](gpointer relay) { delete static_cast<BusRelay*>(relay); });
+    // Non-blocking: the pipeline reaches playing once data arrives.
+    if (gst_element_set_state(pipeline_.get(), GST_STATE_PLAYING) == GST_STATE_CHANGE_FAILURE) {
+        *failure = creationError(QStringLiteral("The movie writer could not start"));
+        return false;
+    }
+    return true;
+}
+
+GstBusSyncReply MovieWriter::onBusMessage(GstBus*, GstMessage* message, gpointer data) {
+    const GstMessageType type = GST_MESSAGE_TYPE(message);
+    if (type == GST_MESSAGE_EOS || type == GST_MESSAGE_ERROR) {
+        const auto* relay = static_cast<const BusRelay*>(data);
+        relay->queue->async([writer = relay->writer, held = GstHandle<GstMessage>::ref(message)] {
+            if (const std::shared_ptr<MovieWriter> alive = writer.lock()) {
+                alive->handleMessage(held.get());
+            }
+        });
+    }
+    return GST_BUS_DROP;
+}
+
+void MovieWriter::handleMessage(GstMessage* message) {
+    if (status_ != Status::writing) {
+        return;
+    }
+    if (GST_MESSAGE_TYPE(message) == GST_MESSAGE_ERROR) {
+        GError* gerror = nullptr;
+        gchar* debug = nullptr;
+        gst_message_parse_error(message, &gerror, &debug);
+        error_ = errorFrom(gerror, QString::fromUtf8(debug));
+        Log::line(QStringLiteral("The movie writer failed: %1").arg(error_->description));
+        g_clear_error(&gerror);
+        g_free(debug);
+        status_ = Status::failed;
+    } else if (completion_) {
+        status_ = Status::completed;
+    } else {
+        return;  // an end of stream nobody asked for cannot happen; keep writing
+    }
+    if (completion_) {
+        complete();
+    }
+}
+
+void MovieWriter::complete() {
+    tearDown();
+    Completion completion = std::move(completion_);
+    completion_ = nullptr;
+    completion(status_ == Status::completed ? std::nullopt : error_);
+}
+
+bool MovieWriter::isReady(GstElement* src) const {
+    return src && status_ == Status::writing && !completion_ &&
+           gst_app_src_get_current_level_bytes(GST_APP_SRC(src)) <
+               gst_app_src_get_max_bytes(GST_APP_SRC(src));
+}
+
+bool MovieWriter::append(GstElement* src, GstHandle<GstCaps>& current, GstSample* sample) {
+    GstBuffer* buffer = gst_sample_get_buffer(sample);
+    if (!src || !buffer || status_ != Status::writing || completion_ ||
+        !GST_CLOCK_TIME_IS_VALID(sessionStart_) || !GST_BUFFER_PTS_IS_VALID(buffer) ||
+        GST_BUFFER_PTS(buffer) < sessionStart_) {
+        return false;
+    }
+    GstCaps* caps = gst_sample_get_caps(sample);
+    if (caps && caps != current.get() && !gst_caps_is_equal(caps, current.get())) {
+        gst_app_src_set_caps(GST_APP_SRC(src), caps);
+        current = GstHandle<GstCaps>::ref(caps);
+    }
+    // A new buffer header over the same memory: the data is never copied or
+    // touched, only its times move to the movie's timeline.
+    GstBuffer* retimed = gst_buffer_copy_region(
+        buffer,
+        GstBufferCopyFlags(GST_BUFFER_COPY_FLAGS | GST_BUFFER_COPY_TIMESTAMPS |
+                           GST_BUFFER_COPY_MEMORY),
+        0, static_cast<gsize>(-1));
+    GST_BUFFER_PTS(retimed) = GST_BUFFER_PTS(buffer) - sessionStart_;
+    const GstClockTime dts = GST_BUFFER_DTS(buffer);
+    GST_BUFFER_DTS(retimed) = GST_CLOCK_TIME_IS_VALID(dts) && dts >= sessionStart_
+                                  ? dts - sessionStart_
+                                  : GST_BUFFER_PTS(retimed);
+    return gst_app_src_push_buffer(GST_APP_SRC(src), retimed) == GST_FLOW_OK;
+}
+
+void MovieWriter::finish(Completion completion) {
+    completion_ = std::move(completion);
+    if (status_ != Status::writing) {
+        complete();
+        return;
+    }
+    for (GstElement* src : {videoSrc_.get(), audioSrc_.get()}) {
+        if (src) {
+            gst_app_src_end_of_stream(GST_APP_SRC(src));
+        }
+    }
+}
+
+void MovieWriter::cancel() {
+    if (status_ == Status::writing) {
+        status_ = Status::cancelled;
+    }
+    completion_ = nullptr;  // a cancelled file is never completed
+    tearDown();
+}
+
+void MovieWriter::tearDown() {
+    if (pipeline_) {
+        gst_element_set_state(pipeline_.get(), GST_STATE_NULL);
+        GstHandle<GstBus> bus = GstHandle<GstBus>::adopt(gst_element_get_bus(pipeline_.get()));
+        gst_bus_set_sync_handler(bus.get(), nullptr, nullptr, nullptr);
+        videoSrc_.reset();
+        audioSrc_.reset();
+        pipeline_.reset();
+    }
+    if (fd_ >= 0) {
+        ::close(fd_);
+        fd_ = -1;
+    }
+}
+
+Error MovieWriter::errorFrom(const GError* gerror, const QString& debug) {
+    const QString message = gerror ? QString::fromUtf8(gerror->message) : QString();
+    const QString description =
+        debug.isEmpty() ? message : message + QStringLiteral(" (") + debug + QLatin1Char(')');
+    if (gerror && gerror->domain == GST_RESOURCE_ERROR) {
+        Error error{Error::gstResourceDomain, gerror->code, description, nullptr};
+        if (const std::optional<int> cause = errnoFor(GstResourceError(gerror->code))) {
+            return error.withUnderlying(Error::posix(*cause));
+        }
+        return error;
+    }
+    if (gerror && gerror->domain == GST_STREAM_ERROR) {
+        return Error{Error::gstStreamDomain, gerror->code, description, nullptr};
+    }
+    return Error{Error::writerDomain, creationFailedCode, description, nullptr};
+}

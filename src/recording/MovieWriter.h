@@ -1,0 +1,86 @@
+#pragma once
+
+#include "Error.h"
+#include "GstHandle.h"
+
+#include <QString>
+#include <functional>
+#include <memory>
+#include <optional>
+
+class SerialQueue;
+
+// Writes one QuickTime movie: H.264 passed through untouched and AAC at
+// 128 kbit/s made from PCM, muxed with a movie fragment every 2 seconds into
+// a file the writer opened itself, so a movie cut short by a crash stays
+// readable up to its last fragment. Times are the capture clock's, with the
+// session start as the movie's time 0.
+//
+// Used only on its owner's queue. Bus messages are taken by a sync handler
+// and handled on that queue, so finishing never blocks it.
+class MovieWriter : public std::enable_shared_from_this<MovieWriter> {
+public:
+    enum class Status { writing, failed, completed, cancelled };
+    using Completion = std::function<void(std::optional<Error> error)>;
+
+    // Codes of the writer's own errors (domain Error::writerDomain).
+    static constexpr long long creationFailedCode = -11800;
+    static constexpr long long noDataCode = -11805;
+
+    // Opens the file and starts the pipeline. A track is made for each caps
+    // given; audio caps without a usable rate give no audio track. On failure
+    // the error has code creationFailedCode and, where known, the cause.
+    static std::shared_ptr<MovieWriter> create(const QString& filePath, GstCaps* videoCaps,
+                                               GstCaps* audioCaps, SerialQueue& owner,
+                                               Error* failure);
+    ~MovieWriter();
+    MovieWriter(const MovieWriter&) = delete;
+    MovieWriter& operator=(const MovieWriter&) = delete;
+
+    bool hasVideo() const { return static_cast<bool>(videoSrc_); }
+    bool hasAudio() const { return static_cast<bool>(audioSrc_); }
+    Status status() const { return status_; }
+    const std::optional<Error>& error() const { return error_; }
+
+    // The capture-clock time that becomes the movie's time 0.
+    void startSession(GstClockTime sourceStart) { sessionStart_ = sourceStart; }
+
+    bool isReadyForVideo() const { return isReady(videoSrc_.get()); }
+    bool isReadyForAudio() const { return isReady(audioSrc_.get()); }
+    // False when the sample is refused (no track, before the session start,
+    // writer not writing). The sample's data is shared, never copied.
+    bool appendVideo(GstSample* sample) { return append(videoSrc_.get(), videoCaps_, sample); }
+    bool appendAudio(GstSample* sample) { return append(audioSrc_.get(), audioCaps_, sample); }
+
+    // Ends the streams; the completion runs on the owner's queue once the
+    // movie is complete on disk (or the writer failed).
+    void finish(Completion completion);
+    // Stops at once; the file stays as far as it was written.
+    void cancel();
+
+    // Maps a GStreamer error message to Nelvo's error: resource errors keep
+    // their code and carry the errno where it is known.
+    static Error errorFrom(const GError* gerror, const QString& debug);
+
+private:
+    MovieWriter(SerialQueue& owner, int fd);
+    bool build(GstCaps* videoCaps, GstCaps* audioCaps, Error* failure);
+    bool isReady(GstElement* src) const;
+    bool append(GstElement* src, GstHandle<GstCaps>& current, GstSample* sample);
+    void handleMessage(GstMessage* message);
+    void complete();
+    void tearDown();
+    static GstBusSyncReply onBusMessage(GstBus* bus, GstMessage* message, gpointer relay);
+
+    SerialQueue& owner_;
+    int fd_ = -1;
+    GstHandle<GstElement> pipeline_;
+    GstHandle<GstElement> videoSrc_;
+    GstHandle<GstElement> audioSrc_;
+    GstHandle<GstCaps> videoCaps_;  // what the video source was last told
+    GstHandle<GstCaps> audioCaps_;
+    GstClockTime sessionStart_ = GST_CLOCK_TIME_NONE;
+    Status status_ = Status::writing;
+    std::optional<Error> error_;
+    Completion completion_;
+};

@@ -1,0 +1,126 @@
+#pragma once
+
+#include "FrameLoss.h"
+#include "GstHandle.h"
+#include "MovieRecorder.h"
+#include "MovieWriter.h"
+#include "SampleRing.h"
+#include "SerialQueue.h"
+
+#include <QDateTime>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <vector>
+
+class Defaults;
+
+// Writes a camera's movie files. Fed every encoded video frame, every audio
+// buffer and the newest raw frame, it keeps the last seconds of compressed
+// media in two rings, so that a movie started by a trigger begins up to the
+// pre-roll before it, on a keyframe, without re-encoding anything. It counts
+// and measures lost frames per file and writes a JPEG still beside the first
+// file of each recording.
+//
+// All state lives on its queue ("PreRollRecorder"); every call enqueues work
+// there and returns at once, except startDate.
+class PreRollRecorder : public MovieRecorder {
+public:
+    using WallClock = std::function<QDateTime()>;
+
+    explicit PreRollRecorder(Defaults& defaults, WallClock wallClock = &QDateTime::currentDateTime);
+    ~PreRollRecorder() override;
+    PreRollRecorder(const PreRollRecorder&) = delete;
+    PreRollRecorder& operator=(const PreRollRecorder&) = delete;
+
+    // Fed by the camera pipeline. Samples carry capture-clock times.
+    void appendVideo(GstHandle<GstSample> encodedH264);
+    void appendAudio(GstHandle<GstSample> pcm);
+    void setNewestFrame(GstHandle<GstSample> rawFrame);
+    void recordLoss(FrameLoss::Reason reason);
+    // Empties the rings and forgets formats and the last written time; an
+    // open file is not touched.
+    void reset();
+
+    QDateTime startDate() override;
+    void start(const QString& filePath, Completion onFinish) override;
+    void roll(const QString& filePath, Completion onFinish) override;
+    void stop() override;
+    SerialQueue& queue() override { return queue_; }
+
+    // The still written beside a movie.
+    static QString stillPath(const QString& moviePath);
+
+private:
+    using Sample = GstHandle<GstSample>;
+    using Ring = SampleRing<Sample>;
+
+    // Samples accepted for the open file but not yet appended, oldest first.
+    // Keeps its storage between files so the pump allocates nothing.
+    class Pending {
+    public:
+        void push(Sample sample) { items_.push_back(std::move(sample)); }
+        bool empty() const { return head_ == items_.size(); }
+        Sample take();
+        void clear();
+
+    private:
+        std::vector<Sample> items_;
+        std::size_t head_ = 0;
+    };
+
+    struct Roll {
+        QString filePath;
+        Completion onFinish;
+    };
+
+    enum class Track { video, audio };
+
+    double preRollSeconds() const;
+    void trimRings();
+    void onVideo(Sample sample);
+    void onAudio(Sample sample);
+    void route(const Sample& sample, double time, bool isKeyframe, Track track);
+    std::optional<double> chooseStart() const;
+    void open(const QString& filePath, Completion onFinish, bool owesStill);
+    void startSession(double start);
+    void pump();
+    void appendPending(Track track);
+    void finishing();
+    void abandon(const std::shared_ptr<MovieWriter>& writer, const QString& filePath,
+                 const Completion& onFinish);
+    void clearFileState();
+    void writeStillIfOwed();
+
+    Defaults& defaults_;
+    const WallClock wallClock_;
+    Ring video_;
+    Ring audio_;
+    GstHandle<GstCaps> videoFormat_;
+    GstHandle<GstCaps> audioFormat_;
+    std::shared_ptr<MovieWriter> writer_;
+    Pending pendingVideo_;
+    Pending pendingAudio_;
+    std::optional<double> sessionStart_;
+    bool stopRequested_ = false;
+    std::optional<QString> filePath_;
+    Completion onFinish_;
+    std::optional<double> lastWritten_;
+    std::optional<double> newestWritten_;
+    std::optional<Roll> rollPending_;
+    Sample newestFrame_;
+    bool wantsStill_ = false;
+    std::optional<QString> stillBeside_;
+    FrameLoss::Tally tally_;
+    FrameLoss::Gaps gaps_;
+    double frameInterval_ = 0;
+
+    // Files finishing in the background, kept until their writer completes.
+    std::vector<std::shared_ptr<MovieWriter>> finishingWriters_;
+    bool pumpRetryScheduled_ = false;
+
+    // Last, so they stop first: work still queued runs while every field
+    // above is alive, and the recorder's queue may still hand stills over.
+    SerialQueue stillQueue_{"StillWriter"};
+    SerialQueue queue_{"PreRollRecorder"};
+};
