@@ -21,8 +21,10 @@ QString reasonText(KeepAwakeReason reason) {
             //: Why the computer is kept awake, as the system lists it (systemd-inhibit --list)
             return QCoreApplication::translate("KeepAwakeReason", "Nelvo is armed");
         case KeepAwakeReason::schedule:
-            //: Why the computer is kept awake between schedule windows, as the system lists it (systemd-inhibit --list)
-            return QCoreApplication::translate("KeepAwakeReason", "Nelvo is waiting for its schedule");
+            //: Why the computer is kept awake between schedule windows, as the system lists it
+            //: (systemd-inhibit --list)
+            return QCoreApplication::translate("KeepAwakeReason",
+                                               "Nelvo is waiting for its schedule");
     }
     return {};
 }

@@ -65,7 +65,9 @@ std::optional<ScheduleWindow> windowFromJson(const QJsonValue& value) {
 
 }  // namespace
 
-int Schedule::weekday(const QDate& date) { return date.dayOfWeek() % 7 + 1; }
+int Schedule::weekday(const QDate& date) {
+    return date.dayOfWeek() % 7 + 1;
+}
 
 QDateTime Schedule::atMinutes(const QDate& day, int minutes) {
     const int days = minutes / minutesPerDay;
@@ -154,7 +156,8 @@ QByteArray Schedule::toJson() const {
         for (int day : window.days) {
             days.append(day);
         }
-        array.append(QJsonObject{{u"days"_qs, days}, {u"start"_qs, window.start}, {u"end"_qs, window.end}});
+        array.append(
+            QJsonObject{{u"days"_qs, days}, {u"start"_qs, window.start}, {u"end"_qs, window.end}});
     }
     return QJsonDocument(QJsonObject{{u"windows"_qs, array}}).toJson(QJsonDocument::Compact);
 }

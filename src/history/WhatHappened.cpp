@@ -58,7 +58,7 @@ QString WhatHappened::stretchRangeText(const ArmedStretch& stretch, const QTimeZ
     const QDateTime to = stretch.to.toTimeZone(zone);
     if (from.date() == to.date()) {
         return QStringLiteral("%1 – %2").arg(locale.toString(from.time(), QLocale::ShortFormat),
-                                            locale.toString(to.time(), QLocale::ShortFormat));
+                                             locale.toString(to.time(), QLocale::ShortFormat));
     }
     const auto dateAndTime = [&locale](const QDateTime& date) {
         return locale.toString(date.date(), QLocale::ShortFormat) + QStringLiteral(", ") +

@@ -33,7 +33,8 @@ public:
     static QString stretchRangeText(const ArmedStretch& stretch, const QTimeZone& zone,
                                     const QLocale& locale);
     // "Armed for 2h: 3 recordings between 22:14 and 05:02" and its variants.
-    static QString summaryText(const WhatHappened& what, const QTimeZone& zone, const QLocale& locale);
+    static QString summaryText(const WhatHappened& what, const QTimeZone& zone,
+                               const QLocale& locale);
     // The abbreviated duration: seconds alone under a minute, else up to two
     // of days, hours and minutes, leaving out those that are zero.
     static QString durationText(qint64 seconds, const QLocale& locale);

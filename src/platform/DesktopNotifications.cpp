@@ -23,11 +23,12 @@ void DesktopNotifications::post(const QString& identifier, const QString& title,
 void DesktopNotifications::send(const QString& identifier, const QString& title,
                                 const QString& body) {
     QDBusMessage call = QDBusMessage::createMethodCall(
-        QStringLiteral("org.freedesktop.Notifications"), QStringLiteral("/org/freedesktop/Notifications"),
+        QStringLiteral("org.freedesktop.Notifications"),
+        QStringLiteral("/org/freedesktop/Notifications"),
         QStringLiteral("org.freedesktop.Notifications"), QStringLiteral("Notify"));
     const QVariantMap hints{{QStringLiteral("desktop-entry"), QStringLiteral("io.nelvo.Nelvo")}};
-    call << QStringLiteral("Nelvo") << ids_.value(identifier, 0u) << QStringLiteral("io.nelvo.Nelvo")
-         << title << body << QStringList() << hints << -1;
+    call << QStringLiteral("Nelvo") << ids_.value(identifier, 0u)
+         << QStringLiteral("io.nelvo.Nelvo") << title << body << QStringList() << hints << -1;
     inFlight_.insert(identifier, true);
     auto* watcher = new QDBusPendingCallWatcher(bus_.asyncCall(call), this);
     connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, watcher, identifier] {
@@ -37,7 +38,8 @@ void DesktopNotifications::send(const QString& identifier, const QString& title,
         if (reply.isError()) {
             if (!reported_) {
                 reported_ = true;
-                Log::line(QStringLiteral("Cannot show notifications: %1").arg(reply.error().message()));
+                Log::line(
+                    QStringLiteral("Cannot show notifications: %1").arg(reply.error().message()));
             }
         } else {
             ids_.insert(identifier, reply.value());

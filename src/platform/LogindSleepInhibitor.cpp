@@ -54,4 +54,6 @@ std::unique_ptr<SleepInhibitor::Inhibition> LogindSleepInhibitor::begin(const QS
         reported_);
 }
 
-void LogindSleepInhibitor::reportUnavailable(const QString& why) { reportOnce(*reported_, why); }
+void LogindSleepInhibitor::reportUnavailable(const QString& why) {
+    reportOnce(*reported_, why);
+}

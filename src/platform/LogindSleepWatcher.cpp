@@ -38,7 +38,8 @@ void LogindSleepWatcher::takeDelay() {
     connect(pendingDelay_.get(), &QDBusPendingCallWatcher::finished, this, [this] {
         QDBusPendingReply<QDBusUnixFileDescriptor> reply = *pendingDelay_;
         if (reply.isError()) {
-            Log::line(QStringLiteral("Cannot hold back sleep to note it: %1").arg(reply.error().message()));
+            Log::line(QStringLiteral("Cannot hold back sleep to note it: %1")
+                          .arg(reply.error().message()));
         } else {
             delay_ = reply.value();
             Q_EMIT delayChanged();

@@ -19,7 +19,7 @@ constexpr uint batteryKind = 2;  // UP_DEVICE_KIND_BATTERY
 QVariantMap allProperties(const QDBusConnection& bus, const QString& objectPath,
                           const QString& ofInterface, bool* ok) {
     QDBusMessage call = QDBusMessage::createMethodCall(service, objectPath, propertiesInterface,
-                                                      QStringLiteral("GetAll"));
+                                                       QStringLiteral("GetAll"));
     call << ofInterface;
     const QDBusReply<QVariantMap> reply = bus.call(call, QDBus::Block, timeoutMs);
     if (ok) {
@@ -66,8 +66,8 @@ void UPowerClient::refresh() {
 }
 
 bool UPowerClient::hasBatteryDevice() const {
-    QDBusMessage call =
-        QDBusMessage::createMethodCall(service, path, interface, QStringLiteral("EnumerateDevices"));
+    QDBusMessage call = QDBusMessage::createMethodCall(service, path, interface,
+                                                       QStringLiteral("EnumerateDevices"));
     const QDBusReply<QList<QDBusObjectPath>> devices = bus_.call(call, QDBus::Block, timeoutMs);
     if (!devices.isValid()) {
         return false;
