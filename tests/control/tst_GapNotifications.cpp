@@ -14,8 +14,12 @@ using namespace std::chrono_literals;
 namespace {
 const QString service = QStringLiteral("org.freedesktop.Notifications");
 const QString path = QStringLiteral("/org/freedesktop/Notifications");
-QDateTime at(int hour, int minute, int day = 1) { return QDateTime(QDate(2024, 1, day), QTime(hour, minute)); }
-QString shortTime(int hour, int minute) { return QLocale().toString(QTime(hour, minute), QLocale::ShortFormat); }
+QDateTime at(int hour, int minute, int day = 1) {
+    return QDateTime(QDate(2024, 1, day), QTime(hour, minute));
+}
+QString shortTime(int hour, int minute) {
+    return QLocale().toString(QTime(hour, minute), QLocale::ShortFormat);
+}
 }  // namespace
 
 // The two gap notifications as a notification daemon mock receives them.
@@ -66,8 +70,9 @@ private Q_SLOTS:
         QTRY_COMPARE(notifyCalls().size(), 1);
         QCOMPARE(notifyCalls().at(0),
                  (QVariantList{0u, QStringLiteral("Nelvo quit unexpectedly"),
-                               QStringLiteral("Nelvo quit unexpectedly at %1 and wasn't watching until %2, so "
-                                              "nothing was recorded in between.")
+                               QStringLiteral(
+                                   "Nelvo quit unexpectedly at %1 and wasn't watching until %2, so "
+                                   "nothing was recorded in between.")
                                    .arg(shortTime(10, 41), shortTime(11, 5))}));
 
         clock.advance(15s);
@@ -79,8 +84,9 @@ private Q_SLOTS:
         const QVariantList first = notifyCalls().at(1);
         QCOMPARE(first.at(0).toUInt(), 0u);
         QCOMPARE(first.at(1).toString(), QStringLiteral("Nelvo wasn't watching"));
-        QCOMPARE(first.at(2).toString(), QStringLiteral("Nelvo wasn't watching from %1 to %2, so nothing was recorded.")
-                                             .arg(shortTime(23, 10), shortTime(7, 0)));
+        QCOMPARE(first.at(2).toString(),
+                 QStringLiteral("Nelvo wasn't watching from %1 to %2, so nothing was recorded.")
+                     .arg(shortTime(23, 10), shortTime(7, 0)));
 
         // A second sleep gap replaces the first notification.
         QTest::qWait(100);  // the id of the first has come back
@@ -95,10 +101,13 @@ private Q_SLOTS:
     }
 
     void quitBodyShowsDatesOffToday() {
-        const QString body = GapNotifications::quitUnexpectedlyBody(at(23, 50), at(8, 0, 2), at(8, 1, 2));
-        QCOMPARE(body, QStringLiteral("Nelvo quit unexpectedly at %1 and wasn't watching until %2, so nothing was "
-                                      "recorded in between.")
-                           .arg(QLocale().toString(at(23, 50), QLocale::ShortFormat), shortTime(8, 0)));
+        const QString body =
+            GapNotifications::quitUnexpectedlyBody(at(23, 50), at(8, 0, 2), at(8, 1, 2));
+        QCOMPARE(body,
+                 QStringLiteral(
+                     "Nelvo quit unexpectedly at %1 and wasn't watching until %2, so nothing was "
+                     "recorded in between.")
+                     .arg(QLocale().toString(at(23, 50), QLocale::ShortFormat), shortTime(8, 0)));
     }
 };
 

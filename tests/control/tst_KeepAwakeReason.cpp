@@ -83,9 +83,10 @@ private Q_SLOTS:
 
         manager.armFromPopover();
         QCOMPARE(manager.keepAwakeReason(), KeepAwakeReason::armed);
-        QTRY_COMPARE(inhibitors(), (QList<QStringList>{{QStringLiteral("sleep:idle"), QStringLiteral("Nelvo"),
-                                                         QStringLiteral("Nelvo is armed"),
-                                                         QStringLiteral("block")}}));
+        QTRY_COMPARE(
+            inhibitors(),
+            (QList<QStringList>{{QStringLiteral("sleep:idle"), QStringLiteral("Nelvo"),
+                                 QStringLiteral("Nelvo is armed"), QStringLiteral("block")}}));
         clock.advance(5s);  // arming to armed keeps the same inhibitor
         QCOMPARE(reasons(), QStringList{QStringLiteral("Nelvo is armed")});
 

@@ -33,7 +33,9 @@ public:
     }
 };
 
-Error someError(const QString& text) { return Error{Error::fileDomain, 1, text, nullptr}; }
+Error someError(const QString& text) {
+    return Error{Error::fileDomain, 1, text, nullptr};
+}
 
 }  // namespace
 
@@ -99,13 +101,15 @@ private Q_SLOTS:
 
     void autostartEntryRepeatsTheOptionsThatMatter() {
         const QStringList kept = XdgAutostartLoginItemService::argumentsThatMatter(
-            {QStringLiteral("/usr/bin/nelvo"), QStringLiteral("--headless"), QStringLiteral("--arm"),
-             QStringLiteral("--camera-file"), QStringLiteral("/home/me/My Films/a.mp4")});
+            {QStringLiteral("/usr/bin/nelvo"), QStringLiteral("--headless"),
+             QStringLiteral("--arm"), QStringLiteral("--camera-file"),
+             QStringLiteral("/home/me/My Films/a.mp4")});
         QCOMPARE(kept, (QStringList{QStringLiteral("--headless"), QStringLiteral("--camera-file"),
                                     QStringLiteral("/home/me/My Films/a.mp4")}));
 
         XdgAutostartLoginItemService service(QStringLiteral("/opt/nelvo/bin/nelvo"), kept);
-        QCOMPARE(service.entryPath(), environment_.home() + QStringLiteral("/.config/autostart/io.nelvo.Nelvo.desktop"));
+        QCOMPARE(service.entryPath(),
+                 environment_.home() + QStringLiteral("/.config/autostart/io.nelvo.Nelvo.desktop"));
         LoginItem item(service);
         QCOMPARE(item.state(), LoginItem::State::off);
         const auto [state, error] = item.set(true);
@@ -115,8 +119,8 @@ private Q_SLOTS:
         QVERIFY(file.open(QIODevice::ReadOnly));
         const QString text = QString::fromUtf8(file.readAll());
         QVERIFY(text.startsWith(QStringLiteral("[Desktop Entry]\n")));
-        QVERIFY2(text.contains(QStringLiteral(
-                     "\nExec=/opt/nelvo/bin/nelvo --headless --camera-file \"/home/me/My Films/a.mp4\"\n")),
+        QVERIFY2(text.contains(QStringLiteral("\nExec=/opt/nelvo/bin/nelvo --headless "
+                                              "--camera-file \"/home/me/My Films/a.mp4\"\n")),
                  qPrintable(text));
         QVERIFY(text.contains(QStringLiteral("\nType=Application\n")));
 
@@ -134,9 +138,12 @@ private Q_SLOTS:
     }
 
     void execArgumentsAreQuoted() {
-        QCOMPARE(XdgAutostartLoginItemService::execArgument(QStringLiteral("--demo")), QStringLiteral("--demo"));
-        QCOMPARE(XdgAutostartLoginItemService::execArgument(QStringLiteral("100%")), QStringLiteral("100%%"));
-        QCOMPARE(XdgAutostartLoginItemService::execArgument(QStringLiteral("a$b")), QStringLiteral("\"a\\\\$b\""));
+        QCOMPARE(XdgAutostartLoginItemService::execArgument(QStringLiteral("--demo")),
+                 QStringLiteral("--demo"));
+        QCOMPARE(XdgAutostartLoginItemService::execArgument(QStringLiteral("100%")),
+                 QStringLiteral("100%%"));
+        QCOMPARE(XdgAutostartLoginItemService::execArgument(QStringLiteral("a$b")),
+                 QStringLiteral("\"a\\\\$b\""));
     }
 
     void unwritableFolderReportsTheError() {
@@ -158,7 +165,8 @@ private Q_SLOTS:
         const QDateTime now(QDate(2024, 1, 1), QTime(12, 0));
         Schedule{{ScheduleWindow{{2}, 22 * 60, 6 * 60}}}.save(defaults);
         using ScheduleSurvival::scheduleCannotSurviveRestart;
-        QVERIFY(!scheduleCannotSurviveRestart(defaults, LoginItem::State::off, now));  // schedule off
+        QVERIFY(
+            !scheduleCannotSurviveRestart(defaults, LoginItem::State::off, now));  // schedule off
         defaults.set(SettingsKeys::scheduledArmingEnabled, true);
         QVERIFY(scheduleCannotSurviveRestart(defaults, LoginItem::State::off, now));
         QVERIFY(scheduleCannotSurviveRestart(defaults, LoginItem::State::needsApproval, now));

@@ -15,8 +15,12 @@ using namespace std::chrono_literals;
 namespace {
 
 // 2024-01-01 is a Monday.
-QDateTime monday(int hour, int minute = 0) { return QDateTime(QDate(2024, 1, 1), QTime(hour, minute)); }
-QDateTime tuesday(int hour, int minute = 0) { return QDateTime(QDate(2024, 1, 2), QTime(hour, minute)); }
+QDateTime monday(int hour, int minute = 0) {
+    return QDateTime(QDate(2024, 1, 1), QTime(hour, minute));
+}
+QDateTime tuesday(int hour, int minute = 0) {
+    return QDateTime(QDate(2024, 1, 2), QTime(hour, minute));
+}
 
 const Schedule mondayNight{{ScheduleWindow{{2}, 22 * 60, 6 * 60 + 30}}};
 
@@ -47,9 +51,10 @@ private Q_SLOTS:
 
     void cleanup() {
         if (defaults_) {
-            for (const QString& key : {SettingsKeys::scheduleWindows, SettingsKeys::scheduledArmingEnabled,
-                                       SettingsKeys::armedRecordLastSeen, SettingsKeys::armedRecordBySchedule,
-                                       SettingsKeys::armedStretchSince}) {
+            for (const QString& key :
+                 {SettingsKeys::scheduleWindows, SettingsKeys::scheduledArmingEnabled,
+                  SettingsKeys::armedRecordLastSeen, SettingsKeys::armedRecordBySchedule,
+                  SettingsKeys::armedStretchSince}) {
                 defaults_->remove(key);
             }
             defaults_->flush();
@@ -107,7 +112,8 @@ private Q_SLOTS:
         QCOMPARE(springEnd, QDateTime(QDate(2024, 3, 31), QTime(6, 30)));
         QCOMPARE(springNight.secsTo(*springEnd), qint64(6.5 * 3600));  // an hour less of real time
         const QDateTime autumnNight(QDate(2024, 10, 26), QTime(23, 0));
-        QCOMPARE(autumnNight.secsTo(*saturdayNight.endOfCurrentWindow(autumnNight)), qint64(8.5 * 3600));
+        QCOMPARE(autumnNight.secsTo(*saturdayNight.endOfCurrentWindow(autumnNight)),
+                 qint64(8.5 * 3600));
 
         const Schedule sundayMorning{{ScheduleWindow{{1}, 8 * 60, 10 * 60}}};
         const auto start = sundayMorning.nextStart(QDateTime(QDate(2024, 3, 30), QTime(12, 0)));
@@ -120,19 +126,22 @@ private Q_SLOTS:
     }
 
     void storedFormDecodesTheExample() {
-        const Schedule schedule = Schedule::fromJson(
-            R"({"windows":[{"days":[2,3,4,5,6],"start":1320,"end":390}]})");
+        const Schedule schedule =
+            Schedule::fromJson(R"({"windows":[{"days":[2,3,4,5,6],"start":1320,"end":390}]})");
         QCOMPARE(schedule, (Schedule{{ScheduleWindow{{2, 3, 4, 5, 6}, 1320, 390}}}));
         QCOMPARE(Schedule::fromJson(R"({"windows":[{"days":[6,2,4,3,5],"start":1320,"end":390}]})"),
                  schedule);
         QCOMPARE(Schedule::fromJson(schedule.toJson()), schedule);
-        QCOMPARE(schedule.toJson(), QByteArray(R"({"windows":[{"days":[2,3,4,5,6],"end":390,"start":1320}]})"));
+        QCOMPARE(schedule.toJson(),
+                 QByteArray(R"({"windows":[{"days":[2,3,4,5,6],"end":390,"start":1320}]})"));
     }
 
     void undecodableDataReadsAsEmpty() {
         QCOMPARE(Schedule::fromJson("not json"), Schedule{});
-        QCOMPARE(Schedule::fromJson(R"({"windows":[{"days":[2],"start":"x","end":1}]})"), Schedule{});
-        QCOMPARE(Schedule::fromJson(R"({"windows":[{"days":[2],"start":1.5,"end":1}]})"), Schedule{});
+        QCOMPARE(Schedule::fromJson(R"({"windows":[{"days":[2],"start":"x","end":1}]})"),
+                 Schedule{});
+        QCOMPARE(Schedule::fromJson(R"({"windows":[{"days":[2],"start":1.5,"end":1}]})"),
+                 Schedule{});
         QCOMPARE(Schedule::fromJson(R"({"windows":[{"start":1,"end":2}]})"), Schedule{});
         QCOMPARE(Schedule::fromJson(R"([1,2])"), Schedule{});
         Defaults defaults(environment_.settingsFilePath());

@@ -22,19 +22,21 @@ private:
 
     void startUPower(bool onBattery) {
         bus_.stopTemplate(upower);
-        QVERIFY(bus_.startTemplate(QStringLiteral("upower"), upower,
-                                   onBattery ? QStringLiteral(R"({"OnBattery": true})") : QString()));
+        QVERIFY(
+            bus_.startTemplate(QStringLiteral("upower"), upower,
+                               onBattery ? QStringLiteral(R"({"OnBattery": true})") : QString()));
     }
     void addBattery() {
-        const QDBusMessage reply =
-            bus_.call(upower, upowerPath, mockInterface, QStringLiteral("AddDischargingBattery"),
-                      {QStringLiteral("battery0"), QStringLiteral("Internal battery"), 80.0, qint64(3600)});
+        const QDBusMessage reply = bus_.call(
+            upower, upowerPath, mockInterface, QStringLiteral("AddDischargingBattery"),
+            {QStringLiteral("battery0"), QStringLiteral("Internal battery"), 80.0, qint64(3600)});
         QCOMPARE(reply.type(), QDBusMessage::ReplyMessage);
     }
     void setOnBattery(bool onBattery) {
         const QVariantMap properties{{QStringLiteral("OnBattery"), onBattery}};
-        const QDBusMessage reply = bus_.call(upower, upowerPath, mockInterface, QStringLiteral("UpdateProperties"),
-                                             {upower, properties});
+        const QDBusMessage reply =
+            bus_.call(upower, upowerPath, mockInterface, QStringLiteral("UpdateProperties"),
+                      {upower, properties});
         QCOMPARE(reply.type(), QDBusMessage::ReplyMessage);
     }
 
@@ -48,8 +50,10 @@ private Q_SLOTS:
         QVERIFY(!SleepRiskMonitor::lidRisk(true, true, true));
         QVERIFY(!SleepRiskMonitor::hasExternalDisplay({}));
         QVERIFY(!SleepRiskMonitor::hasExternalDisplay({QStringLiteral("eDP-1")}));
-        QVERIFY(!SleepRiskMonitor::hasExternalDisplay({QStringLiteral("LVDS-1"), QStringLiteral("DSI-1")}));
-        QVERIFY(SleepRiskMonitor::hasExternalDisplay({QStringLiteral("eDP-1"), QStringLiteral("HDMI-A-1")}));
+        QVERIFY(!SleepRiskMonitor::hasExternalDisplay(
+            {QStringLiteral("LVDS-1"), QStringLiteral("DSI-1")}));
+        QVERIFY(SleepRiskMonitor::hasExternalDisplay(
+            {QStringLiteral("eDP-1"), QStringLiteral("HDMI-A-1")}));
     }
 
     void desktopWithoutBatteryNeverReportsRisk() {

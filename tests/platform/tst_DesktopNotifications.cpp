@@ -34,10 +34,13 @@ private Q_SLOTS:
     void sameIdentifierReplaces() {
         DesktopNotifications notifications(bus_.connection());
         QSignalSpy delivered(&notifications, &DesktopNotifications::delivered);
-        notifications.post(QStringLiteral("sleep-gap"), QStringLiteral("A"), QStringLiteral("first"));
+        notifications.post(QStringLiteral("sleep-gap"), QStringLiteral("A"),
+                           QStringLiteral("first"));
         // Posted before the first is answered: waits for its id.
-        notifications.post(QStringLiteral("sleep-gap"), QStringLiteral("A"), QStringLiteral("second"));
-        notifications.post(QStringLiteral("quit-unexpectedly"), QStringLiteral("B"), QStringLiteral("other"));
+        notifications.post(QStringLiteral("sleep-gap"), QStringLiteral("A"),
+                           QStringLiteral("second"));
+        notifications.post(QStringLiteral("quit-unexpectedly"), QStringLiteral("B"),
+                           QStringLiteral("other"));
         QTRY_COMPARE(delivered.count(), 3);
         const QList<QVariantList> calls = notifyCalls();
         QCOMPARE(calls.size(), 3);

@@ -20,7 +20,8 @@ private:
     PrivateBus bus_;
 
     QStringList delayInhibitors() {
-        const QDBusMessage reply = bus_.call(logind, logindPath, manager, QStringLiteral("ListInhibitors"));
+        const QDBusMessage reply =
+            bus_.call(logind, logindPath, manager, QStringLiteral("ListInhibitors"));
         QStringList modes;
         const QDBusArgument array = reply.arguments().value(0).value<QDBusArgument>();
         array.beginArray();
@@ -37,10 +38,11 @@ private:
     }
 
     void prepareForSleep(bool start) {
-        const QDBusMessage reply =
-            bus_.call(logind, logindPath, QStringLiteral("org.freedesktop.DBus.Mock"), QStringLiteral("EmitSignal"),
-                      {manager, QStringLiteral("PrepareForSleep"), QStringLiteral("b"),
-                       QVariant::fromValue(QVariantList{QVariant::fromValue(QDBusVariant(start))})});
+        const QDBusMessage reply = bus_.call(
+            logind, logindPath, QStringLiteral("org.freedesktop.DBus.Mock"),
+            QStringLiteral("EmitSignal"),
+            {manager, QStringLiteral("PrepareForSleep"), QStringLiteral("b"),
+             QVariant::fromValue(QVariantList{QVariant::fromValue(QDBusVariant(start))})});
         QCOMPARE(reply.type(), QDBusMessage::ReplyMessage);
     }
 

@@ -55,8 +55,8 @@ bool PrivateBus::startTemplate(const QString& name, const QString& busName,
                                const QString& parameters) {
     auto process = std::make_unique<QProcess>();
     process->setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    QStringList arguments{QStringLiteral("-m"), QStringLiteral("dbusmock"), QStringLiteral("--template"),
-                          name};
+    QStringList arguments{QStringLiteral("-m"), QStringLiteral("dbusmock"),
+                          QStringLiteral("--template"), name};
     if (!parameters.isEmpty()) {
         arguments << QStringLiteral("--parameters") << parameters;
     }
@@ -89,8 +89,8 @@ QDBusMessage PrivateBus::call(const QString& service, const QString& path, const
 
 std::vector<std::pair<QString, QVariantList>> PrivateBus::mockCalls(const QString& service,
                                                                     const QString& path) const {
-    const QDBusMessage reply =
-        call(service, path, QStringLiteral("org.freedesktop.DBus.Mock"), QStringLiteral("GetCalls"));
+    const QDBusMessage reply = call(service, path, QStringLiteral("org.freedesktop.DBus.Mock"),
+                                    QStringLiteral("GetCalls"));
     std::vector<std::pair<QString, QVariantList>> calls;
     if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty()) {
         return calls;
