@@ -10,6 +10,8 @@
 #include "RecordingsFolder.h"
 #include "SerialQueue.h"
 #include "SettingsKeys.h"
+#include "ArmedRecord.h"
+#include "Recovery.h"
 
 #include <QDir>
 #include <QFile>
@@ -33,6 +35,7 @@ RecordingManager::RecordingManager(Defaults& defaults, Clock& clock, QObject* pa
       duringRecordingTimer_(clock.makeTimer([this] { duringRecordingCheck(); })) {
     freeSpace = [this] { return fileOutputManager_->availableCapacity(); };
     connect(&defaults_, &Defaults::changed, this, &RecordingManager::settingsChanged);
+    startSchedule();
 }
 
 RecordingManager::~RecordingManager() = default;
@@ -237,6 +240,7 @@ void RecordingManager::disarm(bool keepNotices) {
     defaults_.remove(SettingsKeys::armedRecordLastSeen);
     defaults_.remove(SettingsKeys::armedRecordBySchedule);
     currentFilePaths_.clear();
+    clearGaps();
     if (!keepNotices) {
         clearFailure();
         if (deletedCount_ != 0 || deletedAt_.isValid()) {
@@ -367,8 +371,6 @@ void RecordingManager::endTest() {
 QString RecordingManager::standardizedPath(const QString& path) {
     return QDir::cleanPath(QFileInfo(path).absoluteFilePath());
 }
-
-qint64 RecordingManager::limitBytes(qint64 limitGB) { return std::min<qint64>(limitGB, 10000) << 30; }
 
 void RecordingManager::startRecordings(const std::vector<RecordingTarget>& targets) {
     Q_ASSERT(MainThread::isCurrent());
@@ -544,8 +546,8 @@ void RecordingManager::duringRecordingCheck() {
 // A recording that alone exceeds the limit continues in a new file, so the
 // size limit can delete its finished part.
 void RecordingManager::rollOverWhenTooLarge() {
-    const qint64 limitGB = defaults_.integer(SettingsKeys::recordingsLimitGB);
-    if (limitGB <= 0) {
+    const auto limit = DiskBudget::limitBytes(defaults_.integer(SettingsKeys::recordingsLimitGB));
+    if (!limit) {
         return;
     }
     qint64 writing = 0;
@@ -554,7 +556,7 @@ void RecordingManager::rollOverWhenTooLarge() {
             writing += recording.bytes;
         }
     }
-    if (writing <= limitBytes(limitGB)) {
+    if (writing <= *limit) {
         return;
     }
     for (const auto& target : currentTargets_) {
@@ -566,20 +568,19 @@ void RecordingManager::rollOverWhenTooLarge() {
 }
 
 void RecordingManager::enforceSizeLimit() {
-    const qint64 limitGB = defaults_.integer(SettingsKeys::recordingsLimitGB);
-    if (limitGB <= 0) {
+    const auto limit = DiskBudget::limitBytes(defaults_.integer(SettingsKeys::recordingsLimitGB));
+    if (!limit) {
         return;
     }
-    const auto doomed = DiskBudget::filesToDelete(fileOutputManager_->recordings(),
-                                                  limitBytes(limitGB), currentFilePaths_);
+    const auto doomed =
+        DiskBudget::filesToDelete(fileOutputManager_->recordings(), limit, currentFilePaths_);
     qint64 deleted = 0;
     for (const Recording& recording : doomed) {
-        QFile file(recording.url);
-        if (file.remove()) {
-            ++deleted;
-        } else {
+        if (const auto error = FileOutputManager::removeFile(recording.url)) {
             Log::line(QStringLiteral("Could not delete %1: %2")
-                          .arg(QFileInfo(recording.url).fileName(), file.errorString()));
+                          .arg(QFileInfo(recording.url).fileName(), error->description));
+        } else {
+            ++deleted;
         }
     }
     if (deleted == 0) {
@@ -605,47 +606,250 @@ void RecordingManager::reloadFolderWhenChosenAnew() {
     fileOutputManager_->setFolder(RecordingsFolder::resolve(defaults_).folder);
 }
 
-std::optional<RecordingManager::RecordingCost> RecordingManager::recordingCost() const {
-    const QDateTime at = now();
-    std::vector<double> seconds;
-    for (const Recording& recording : fileOutputManager_->recordings()) {
-        const qint64 age = recording.started.secsTo(at);
-        if (age >= 0 && age <= 86400) {
-            seconds.push_back(static_cast<double>(recording.bytes) * 8 / 8000000);
-        }
-    }
-    if (seconds.size() < 10) {
-        return std::nullopt;
-    }
-    std::sort(seconds.begin(), seconds.end());
+std::optional<DiskBudget::RecordingCost> RecordingManager::recordingCost() const {
     const double preRoll =
         SettingsKeys::clampedPreRollSeconds(defaults_.real(SettingsKeys::preRollSeconds));
     const double timeout = static_cast<double>(
         std::clamp<qint64>(defaults_.integer(SettingsKeys::timeoutValueInSeconds), 0, 600));
-    return RecordingCost{static_cast<int>(seconds.size()), seconds[seconds.size() / 2],
-                         preRoll + timeout};
+    return DiskBudget::recordingCost(fileOutputManager_->recordings(), now(), preRoll, timeout);
 }
 
 // Schedule, crash recovery, keep-awake and armed-stretch steps.
 
 std::optional<QDateTime> RecordingManager::nextScheduleStart() const {
-    return std::nullopt;
+    return schedule_.nextStart(now());
 }
 
 std::optional<QDateTime> RecordingManager::currentScheduleWindowEnd() const {
-    return std::nullopt;
+    return schedule_.endOfCurrentWindow(now());
 }
 
 bool RecordingManager::scheduleOn() const {
-    return false;
+    return scheduleEnabled_;
 }
 
-void RecordingManager::updateKeepAwake() {}
+void RecordingManager::updateKeepAwake() {
+    const std::optional<KeepAwakeReason> reason =
+        KeepAwake::reasonFor(armedState_, scheduleOn(), nextScheduleStart().has_value());
+    if (reason == keepAwakeReason_) {
+        return;
+    }
+    // The old inhibition ends before the new one begins.
+    keepAwakeActivity_.reset();
+    keepAwakeReason_ = reason;
+    if (reason && sleepInhibitor_) {
+        keepAwakeActivity_ = sleepInhibitor_->begin(KeepAwake::reasonText(*reason));
+    }
+    Q_EMIT keepAwakeReasonChanged();
+}
 
-void RecordingManager::updateStretch(std::optional<ArmState>, std::optional<ArmState>) {}
+void RecordingManager::updateStretch(std::optional<ArmState> oldState,
+                                     std::optional<ArmState> newState) {
+    const bool wasArmed = oldState.value_or(ArmState::unarmed) != ArmState::unarmed;
+    const bool isArmed = newState.value_or(ArmState::unarmed) != ArmState::unarmed;
+    if (wasArmed && !isArmed) {
+        endStretch(now(), stretchSuppressed_);
+    }
+}
 
-void RecordingManager::launchRecovery() {}
+void RecordingManager::launchRecovery() {
+    if (recoveredAtLaunch_) {
+        return;
+    }
+    recoveredAtLaunch_ = true;
+    const QDateTime at = now();
+    const std::optional<ArmedRecord> record = ArmedRecord::load(defaults_);
+    const bool insideNow = scheduleEnabled_ && schedule_.contains(at);
+    if (!record) {
+        // A stretch without a record is dropped unrecorded.
+        defaults_.remove(SettingsKeys::armedStretchSince);
+        return;
+    }
+    const Recovery recovery = Recovery::from(*record, insideNow);
+    ArmedRecord::remove(defaults_);
+    if (const auto since = ArmedStretch::since(defaults_)) {
+        defaults_.remove(SettingsKeys::armedStretchSince);
+        keepStretch({*since, recovery.gapStart});
+    }
+    if (recovery.rearm && armedState_.value_or(ArmState::unarmed) == ArmState::unarmed) {
+        armedAtLaunch_ = true;
+        armedBySchedule_ = recovery.bySchedule;
+        Q_EMIT armedByChanged();
+        arm(crashRearmCountdown);
+        if (onArmedAtLaunch) {
+            onArmedAtLaunch();
+        }
+    }
+    quitUnexpectedlyAt_ = recovery.gapStart;
+    quitUnexpectedlyUntil_ = at;
+    Q_EMIT gapsChanged();
+}
 
-void RecordingManager::evaluateSchedule(const QDateTime&) {}
+void RecordingManager::evaluateSchedule(const QDateTime& at) {
+    const bool inside = scheduleEnabled_ && schedule_.contains(at);
+    if (!scheduleEnabled_) {
+        insideScheduleWindow_ = inside;
+    } else if (inside) {
+        // Only the step from outside to inside arms: a user who disarmed
+        // inside a window stays disarmed until the next window opens.
+        if (insideScheduleWindow_ != true) {
+            insideScheduleWindow_ = true;
+            if (armedState_ == ArmState::unarmed && ruleCanArm()) {
+                armedBySchedule_ = true;
+                Q_EMIT armedByChanged();
+                arm(scheduleArmCountdown);
+                if (onArmedAtLaunch) {
+                    onArmedAtLaunch();
+                }
+            }
+        }
+    } else {
+        const bool wasInside = insideScheduleWindow_ == true;
+        insideScheduleWindow_ = false;
+        // Only a stretch the schedule armed ends with its window.
+        if (wasInside && armedBySchedule_ &&
+            armedState_.value_or(ArmState::unarmed) != ArmState::unarmed) {
+            disarm();
+        }
+    }
+    if (scheduleEnabled_ && armedState_.value_or(ArmState::unarmed) == ArmState::unarmed) {
+        bumpScheduleGeneration();  // "Unarmed until …" is recomputed every minute
+    }
+    writeHeartbeat(at);
+}
 
-void RecordingManager::reloadSchedule() {}
+void RecordingManager::reloadSchedule() {
+    Schedule loaded = Schedule::load(defaults_);
+    const bool enabled = defaults_.boolValue(SettingsKeys::scheduledArmingEnabled);
+    if (loaded == schedule_ && enabled == scheduleEnabled_) {
+        return;
+    }
+    schedule_ = std::move(loaded);
+    scheduleEnabled_ = enabled;
+    insideScheduleWindow_.reset();
+    bumpScheduleGeneration();
+    updateKeepAwake();
+    evaluateSchedule(now());
+}
+
+// Loads the schedule and starts the minute timer at the next whole minute
+// since 1970, so that ticks fall on the wall clock's minutes.
+void RecordingManager::startSchedule() {
+    schedule_ = Schedule::load(defaults_);
+    scheduleEnabled_ = defaults_.boolValue(SettingsKeys::scheduledArmingEnabled);
+    const qint64 intoMinute = now().toMSecsSinceEpoch() % 60000;
+    scheduleTimer_->start(std::chrono::milliseconds(60000 - intoMinute), 60s);
+    updateKeepAwake();
+}
+
+void RecordingManager::writeHeartbeat(const QDateTime& at) {
+    if (armedState_.value_or(ArmState::unarmed) == ArmState::unarmed) {
+        return;
+    }
+    ArmedRecord{at, armedBySchedule_}.store(defaults_);
+}
+
+void RecordingManager::bumpScheduleGeneration() {
+    if (scheduleGeneration_ == std::numeric_limits<qint64>::max()) {
+        qFatal("The schedule generation overflowed");
+    }
+    scheduleGeneration_ += 1;
+    Q_EMIT scheduleGenerationChanged();
+    Q_EMIT armedStateDescriptionChanged();
+}
+
+bool RecordingManager::endStretch(const QDateTime& end, bool suppress) {
+    const std::optional<QDateTime> since = ArmedStretch::since(defaults_);
+    if (!since) {
+        return false;
+    }
+    defaults_.remove(SettingsKeys::armedStretchSince);
+    if (!suppress) {
+        keepStretch({*since, end});
+    }
+    return true;
+}
+
+void RecordingManager::keepStretch(const ArmedStretch& stretch) {
+    const std::vector<Event> events =
+        WhatHappened::eventsOf(listRecordings ? listRecordings() : std::vector<ListedRecording>(),
+                               stretch, clampedPreRoll());
+    // A short stretch with nothing in it leaves no trace.
+    constexpr qint64 shortestKeptMs = 600 * 1000;
+    if (events.empty() && stretch.from.msecsTo(stretch.to) < shortestKeptMs) {
+        return;
+    }
+    stretch.storeAsLast(defaults_);
+    if (stretchGeneration_ == std::numeric_limits<qint64>::max()) {
+        qFatal("The stretch generation overflowed");
+    }
+    stretchGeneration_ += 1;
+    Q_EMIT stretchGenerationChanged();
+}
+
+double RecordingManager::clampedPreRoll() const {
+    return SettingsKeys::clampedPreRollSeconds(defaults_.real(SettingsKeys::preRollSeconds));
+}
+
+std::optional<WhatHappened> RecordingManager::lastWhatHappened() const {
+    const std::optional<ArmedStretch> last = ArmedStretch::last(defaults_);
+    if (!last) {
+        return std::nullopt;
+    }
+    return WhatHappened{
+        *last,
+        WhatHappened::eventsOf(listRecordings ? listRecordings() : std::vector<ListedRecording>(),
+                               *last, clampedPreRoll())};
+}
+
+void RecordingManager::setSleepInhibitor(SleepInhibitor* inhibitor) {
+    sleepInhibitor_ = inhibitor;
+    keepAwakeActivity_.reset();
+    keepAwakeReason_.reset();
+    updateKeepAwake();
+}
+
+void RecordingManager::willSleep() {
+    if (armedState_.value_or(ArmState::unarmed) != ArmState::unarmed) {
+        sleptAt_ = now();
+    }
+}
+
+void RecordingManager::didWake() {
+    const QDateTime at = now();
+    evaluateSchedule(at);
+    if (sleptAt_) {
+        const QDateTime from = *sleptAt_;
+        sleptAt_.reset();
+        reportGap(from, at);
+    }
+}
+
+void RecordingManager::cleanQuit() {
+    ArmedRecord::remove(defaults_);
+    if (armedState_.value_or(ArmState::unarmed) != ArmState::unarmed) {
+        endStretch(now(), false);
+    }
+}
+
+void RecordingManager::reportGap(const QDateTime& from, const QDateTime& until) {
+    if (armedState_.value_or(ArmState::unarmed) == ArmState::unarmed) {
+        return;
+    }
+    notWatchingFrom_ = from;
+    notWatchingUntil_ = until;
+    Q_EMIT gapsChanged();
+}
+
+void RecordingManager::clearGaps() {
+    if (!sleptAt_ && !notWatchingFrom_ && !notWatchingUntil_ && !quitUnexpectedlyAt_ &&
+        !quitUnexpectedlyUntil_) {
+        return;
+    }
+    sleptAt_.reset();
+    notWatchingFrom_.reset();
+    notWatchingUntil_.reset();
+    quitUnexpectedlyAt_.reset();
+    quitUnexpectedlyUntil_.reset();
+    Q_EMIT gapsChanged();
+}

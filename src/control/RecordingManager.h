@@ -1,9 +1,17 @@
 #pragma once
 
 #include "ArmState.h"
+#include "ArmedStretch.h"
+#include "DiskBudget.h"
+#include "Clock.h"
 #include "Error.h"
+#include "KeepAwakeReason.h"
+#include "ListedRecording.h"
 #include "RecordingFailure.h"
 #include "RecordingTarget.h"
+#include "Schedule.h"
+#include "SleepInhibitor.h"
+#include "WhatHappened.h"
 
 #include <QDateTime>
 #include <QObject>
@@ -14,6 +22,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <vector>
 
 class Clock;
 class Defaults;
@@ -126,15 +135,8 @@ public:
     QDateTime deletedAt() const { return deletedAt_; }
     int pendingTestFiles() const { return pendingTestFiles_; }
 
-    // How much one recording takes, from the recordings of the last day:
-    // their count, the typical length in seconds (at 8 Mbit/s) and the
-    // shortest a recording can be (pre-roll plus timeout).
-    struct RecordingCost {
-        int count = 0;
-        double typicalSeconds = 0;
-        double minimumSeconds = 0;
-    };
-    std::optional<RecordingCost> recordingCost() const;
+    // How much one recording takes, from the recordings of the last day.
+    std::optional<DiskBudget::RecordingCost> recordingCost() const;
 
     // Hooks installed by the application.
     std::function<void()> onArmedAtLaunch;
@@ -174,7 +176,6 @@ private:
     void rollOverWhenTooLarge();
     void reloadFolderWhenChosenAnew();
     static QString standardizedPath(const QString& path);
-    static qint64 limitBytes(qint64 limitGB);
 
     Defaults& defaults_;
     Clock& clock_;
@@ -219,4 +220,67 @@ private:
     void launchRecovery();
     void evaluateSchedule(const QDateTime& at);
     void reloadSchedule();
+    void startSchedule();
+    void writeHeartbeat(const QDateTime& at);
+    void bumpScheduleGeneration();
+    bool endStretch(const QDateTime& end, bool suppress);
+    void keepStretch(const ArmedStretch& stretch);
+    double clampedPreRoll() const;
+    void clearGaps();
+
+    Schedule schedule_;
+    bool scheduleEnabled_ = false;
+    std::optional<bool> insideScheduleWindow_;
+    // First at the next whole minute of the wall clock, then every minute.
+    std::unique_ptr<Timer> scheduleTimer_ = clock_.makeTimer([this] { evaluateSchedule(now()); });
+    qint64 scheduleGeneration_ = 0;
+    bool recoveredAtLaunch_ = false;
+    std::optional<QDateTime> sleptAt_;
+    std::optional<QDateTime> notWatchingFrom_;
+    std::optional<QDateTime> notWatchingUntil_;
+    std::optional<QDateTime> quitUnexpectedlyAt_;
+    std::optional<QDateTime> quitUnexpectedlyUntil_;
+    SleepInhibitor* sleepInhibitor_ = nullptr;
+    std::unique_ptr<SleepInhibitor::Inhibition> keepAwakeActivity_;
+    std::optional<KeepAwakeReason> keepAwakeReason_;
+    qint64 stretchGeneration_ = 0;
+
+    Q_PROPERTY(qint64 scheduleGeneration READ scheduleGeneration NOTIFY scheduleGenerationChanged)
+    Q_PROPERTY(qint64 stretchGeneration READ stretchGeneration NOTIFY stretchGenerationChanged)
+
+public:
+    // Keeps the computer awake through `inhibitor` (not owned) from now on.
+    void setSleepInhibitor(SleepInhibitor* inhibitor);
+    std::optional<KeepAwakeReason> keepAwakeReason() const { return keepAwakeReason_; }
+
+    const Schedule& schedule() const { return schedule_; }
+    bool scheduleEnabled() const { return scheduleEnabled_; }
+    std::optional<bool> insideScheduleWindow() const { return insideScheduleWindow_; }
+    qint64 scheduleGeneration() const { return scheduleGeneration_; }
+
+    // The computer is about to sleep / woke (logind's PrepareForSleep).
+    void willSleep();
+    void didWake();
+    // The application is ending normally: no crash is to be seen at the next launch.
+    void cleanQuit();
+    // The capture side was not watching from `from` to `until`.
+    void reportGap(const QDateTime& from, const QDateTime& until);
+    bool recoveredAtLaunch() const { return recoveredAtLaunch_; }
+    std::optional<QDateTime> sleptAt() const { return sleptAt_; }
+    std::optional<QDateTime> notWatchingFrom() const { return notWatchingFrom_; }
+    std::optional<QDateTime> notWatchingUntil() const { return notWatchingUntil_; }
+    std::optional<QDateTime> quitUnexpectedlyAt() const { return quitUnexpectedlyAt_; }
+    std::optional<QDateTime> quitUnexpectedlyUntil() const { return quitUnexpectedlyUntil_; }
+
+    qint64 stretchGeneration() const { return stretchGeneration_; }
+    // The last kept stretch with its events gathered afresh from the folder.
+    std::optional<WhatHappened> lastWhatHappened() const;
+    // The recordings folder listing; installed by the application.
+    std::function<std::vector<ListedRecording>()> listRecordings;
+
+Q_SIGNALS:
+    void scheduleGenerationChanged();
+    void stretchGenerationChanged();
+    void gapsChanged();
+    void keepAwakeReasonChanged();
 };

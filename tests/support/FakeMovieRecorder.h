@@ -29,8 +29,8 @@ public:
     int stops() const;
     void drain() { queue_.drain(); }
 
-    // Finishes the oldest open file (writing a small file at its path when
-    // `bytes` > 0 and there is no error) and calls its completion.
+    // Finishes the oldest open file (writing `bytes` at its path when there is
+    // no error; above 1 MiB as a sparse file) and calls its completion.
     void finishNext(std::optional<Error> error = std::nullopt, qint64 bytes = 1024);
     int openFiles() const;
 

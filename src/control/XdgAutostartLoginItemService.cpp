@@ -1,0 +1,121 @@
+#include "XdgAutostartLoginItemService.h"
+
+#include <QDir>
+#include <QFile>
+#include <QSaveFile>
+#include <QStandardPaths>
+#include <QTextStream>
+
+namespace {
+
+Error fileError(const QString& description) {
+    return Error{Error::fileDomain, 0, description, nullptr};
+}
+
+}  // namespace
+
+XdgAutostartLoginItemService::XdgAutostartLoginItemService(QString executable,
+                                                           QStringList arguments,
+                                                           QString autostartFolder)
+    : executable_(std::move(executable)),
+      arguments_(std::move(arguments)),
+      folder_(autostartFolder.isEmpty()
+                  ? QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) +
+                        QStringLiteral("/autostart")
+                  : std::move(autostartFolder)) {}
+
+QString XdgAutostartLoginItemService::entryPath() const {
+    return folder_ + u'/' + fileName;
+}
+
+LoginItemService::Status XdgAutostartLoginItemService::status() const {
+    QFile file(entryPath());
+    if (!file.open(QIODevice::ReadOnly | QIODevice::Text)) {
+        return Status::notRegistered;
+    }
+    QTextStream stream(&file);
+    while (!stream.atEnd()) {
+        const QString line = stream.readLine().trimmed();
+        if (line.compare(u"Hidden=true", Qt::CaseInsensitive) == 0 ||
+            line.compare(u"X-GNOME-Autostart-enabled=false", Qt::CaseInsensitive) == 0) {
+            return Status::notRegistered;
+        }
+    }
+    return Status::enabled;
+}
+
+QString XdgAutostartLoginItemService::entryText() const {
+    QStringList exec{execArgument(executable_)};
+    for (const QString& argument : arguments_) {
+        exec.append(execArgument(argument));
+    }
+    return QStringLiteral(
+               "[Desktop Entry]\n"
+               "Type=Application\n"
+               "Name=Nelvo\n"
+               "Comment=Records movies when the camera sees motion or the microphone hears sound\n"
+               "Icon=io.nelvo.Nelvo\n"
+               "Exec=%1\n"
+               "Terminal=false\n"
+               "X-GNOME-Autostart-enabled=true\n")
+        .arg(exec.join(u' '));
+}
+
+std::optional<Error> XdgAutostartLoginItemService::registerItem() {
+    if (!QDir().mkpath(folder_)) {
+        return fileError(QStringLiteral("Could not create the folder %1.").arg(folder_));
+    }
+    QSaveFile file(entryPath());
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Text)) {
+        return fileError(file.errorString());
+    }
+    file.write(entryText().toUtf8());
+    if (!file.commit()) {
+        return fileError(file.errorString());
+    }
+    return std::nullopt;
+}
+
+std::optional<Error> XdgAutostartLoginItemService::unregisterItem() {
+    QFile file(entryPath());
+    if (file.exists() && !file.remove()) {
+        return fileError(file.errorString());
+    }
+    return std::nullopt;
+}
+
+QStringList XdgAutostartLoginItemService::argumentsThatMatter(const QStringList& commandLine) {
+    QStringList kept;
+    for (qsizetype i = 1; i < commandLine.size(); ++i) {
+        const QString& argument = commandLine.at(i);
+        if (argument == u"--headless" || argument == u"--demo" ||
+            argument.startsWith(u"--camera-file=")) {
+            kept.append(argument);
+        } else if (argument == u"--camera-file" && i + 1 < commandLine.size()) {
+            kept.append({argument, commandLine.at(++i)});
+        }
+    }
+    return kept;
+}
+
+QString XdgAutostartLoginItemService::execArgument(const QString& argument) {
+    constexpr QStringView reserved = u" \t\n\"'\\><~|&;$*?#()`";
+    QString text = argument;
+    text.replace(u'%', QStringLiteral("%%"));
+    const bool needsQuotes =
+        text.isEmpty() ||
+        std::any_of(text.begin(), text.end(), [reserved](QChar c) { return reserved.contains(c); });
+    if (!needsQuotes) {
+        return text;
+    }
+    QString quoted;
+    for (QChar c : text) {
+        if (c == u'"' || c == u'`' || c == u'$' || c == u'\\') {
+            quoted += u'\\';
+        }
+        quoted += c;
+    }
+    // The value of a desktop-entry key escapes every backslash once more.
+    quoted.replace(u'\\', QStringLiteral("\\\\"));
+    return u'"' + quoted + u'"';
+}

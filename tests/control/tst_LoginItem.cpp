@@ -1,0 +1,181 @@
+#include "Defaults.h"
+#include "LoginItem.h"
+#include "Schedule.h"
+#include "ScheduleSurvival.h"
+#include "SettingsKeys.h"
+#include "TestEnvironment.h"
+#include "XdgAutostartLoginItemService.h"
+
+#include <QFile>
+#include <QSignalSpy>
+#include <QTest>
+
+namespace {
+
+// A login-item service whose answers the test sets, as the design allows for
+// tests and platforms without the service.
+class ReplacementService : public LoginItemService {
+public:
+    Status statusNow = Status::notRegistered;
+    Status statusAfterRegister = Status::enabled;
+    Status statusAfterUnregister = Status::notRegistered;
+    std::optional<Error> registerError;
+    std::optional<Error> unregisterError;
+
+    Status status() const override { return statusNow; }
+    std::optional<Error> registerItem() override {
+        statusNow = statusAfterRegister;
+        return registerError;
+    }
+    std::optional<Error> unregisterItem() override {
+        statusNow = statusAfterUnregister;
+        return unregisterError;
+    }
+};
+
+Error someError(const QString& text) {
+    return Error{Error::fileDomain, 1, text, nullptr};
+}
+
+}  // namespace
+
+class tst_LoginItem : public QObject {
+    Q_OBJECT
+
+private:
+    TestEnvironment environment_;
+
+private Q_SLOTS:
+    void stateFollowsStatus() {
+        ReplacementService service;
+        LoginItem item(service);
+        service.statusNow = LoginItemService::Status::enabled;
+        QCOMPARE(item.state(), LoginItem::State::on);
+        service.statusNow = LoginItemService::Status::requiresApproval;
+        QCOMPARE(item.state(), LoginItem::State::needsApproval);
+        service.statusNow = LoginItemService::Status::notRegistered;
+        QCOMPARE(item.state(), LoginItem::State::off);
+        service.statusNow = LoginItemService::Status::notFound;
+        QCOMPARE(item.state(), LoginItem::State::off);
+        QCOMPARE(static_cast<int>(LoginItemService::Status::notFound), 3);
+    }
+
+    void turningOnWhenApprovalIsNeeded() {
+        ReplacementService service;
+        service.statusAfterRegister = LoginItemService::Status::requiresApproval;
+        LoginItem item(service);
+        const auto [state, error] = item.set(true);
+        QCOMPARE(state, LoginItem::State::needsApproval);
+        QVERIFY(!error);
+    }
+
+    void turningOffWhenNotFound() {
+        ReplacementService service;
+        service.statusNow = LoginItemService::Status::notFound;
+        service.statusAfterUnregister = LoginItemService::Status::notFound;
+        service.unregisterError = someError(QStringLiteral("no such registration"));
+        LoginItem item(service);
+        const auto [state, error] = item.set(false);
+        QCOMPARE(state, LoginItem::State::off);
+        QCOMPARE(error->description, QStringLiteral("no such registration"));
+    }
+
+    void failingRegisterYieldsOffAndTheError() {
+        ReplacementService service;
+        service.statusAfterRegister = LoginItemService::Status::notRegistered;
+        service.registerError = someError(QStringLiteral("refused"));
+        LoginItem item(service);
+        const auto [state, error] = item.set(true);
+        QCOMPARE(state, LoginItem::State::off);
+        QCOMPARE(error->description, QStringLiteral("refused"));
+    }
+
+    void notificationCarriesTheState() {
+        LoginItemNotifier notifier;
+        QCOMPARE(LoginItemNotifier::name, QStringLiteral("Nelvo.loginItemStateChanged"));
+        QSignalSpy spy(&notifier, &LoginItemNotifier::loginItemStateChanged);
+        notifier.post(LoginItem::State::needsApproval);
+        QCOMPARE(spy.count(), 1);
+        QCOMPARE(spy.at(0).at(0).value<LoginItem::State>(), LoginItem::State::needsApproval);
+    }
+
+    void autostartEntryRepeatsTheOptionsThatMatter() {
+        const QStringList kept = XdgAutostartLoginItemService::argumentsThatMatter(
+            {QStringLiteral("/usr/bin/nelvo"), QStringLiteral("--headless"),
+             QStringLiteral("--arm"), QStringLiteral("--camera-file"),
+             QStringLiteral("/home/me/My Films/a.mp4")});
+        QCOMPARE(kept, (QStringList{QStringLiteral("--headless"), QStringLiteral("--camera-file"),
+                                    QStringLiteral("/home/me/My Films/a.mp4")}));
+
+        XdgAutostartLoginItemService service(QStringLiteral("/opt/nelvo/bin/nelvo"), kept);
+        QCOMPARE(service.entryPath(),
+                 environment_.home() + QStringLiteral("/.config/autostart/io.nelvo.Nelvo.desktop"));
+        LoginItem item(service);
+        QCOMPARE(item.state(), LoginItem::State::off);
+        const auto [state, error] = item.set(true);
+        QVERIFY(!error);
+        QCOMPARE(state, LoginItem::State::on);
+        QFile file(service.entryPath());
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        const QString text = QString::fromUtf8(file.readAll());
+        QVERIFY(text.startsWith(QStringLiteral("[Desktop Entry]\n")));
+        QVERIFY2(text.contains(QStringLiteral("\nExec=/opt/nelvo/bin/nelvo --headless "
+                                              "--camera-file \"/home/me/My Films/a.mp4\"\n")),
+                 qPrintable(text));
+        QVERIFY(text.contains(QStringLiteral("\nType=Application\n")));
+
+        // The desktop's settings turned the entry off.
+        file.close();
+        QVERIFY(file.open(QIODevice::Append));
+        file.write("Hidden=true\n");
+        file.close();
+        QCOMPARE(item.state(), LoginItem::State::off);
+
+        const auto [offState, offError] = item.set(false);
+        QVERIFY(!offError);
+        QCOMPARE(offState, LoginItem::State::off);
+        QVERIFY(!QFile::exists(service.entryPath()));
+    }
+
+    void execArgumentsAreQuoted() {
+        QCOMPARE(XdgAutostartLoginItemService::execArgument(QStringLiteral("--demo")),
+                 QStringLiteral("--demo"));
+        QCOMPARE(XdgAutostartLoginItemService::execArgument(QStringLiteral("100%")),
+                 QStringLiteral("100%%"));
+        QCOMPARE(XdgAutostartLoginItemService::execArgument(QStringLiteral("a$b")),
+                 QStringLiteral("\"a\\\\$b\""));
+    }
+
+    void unwritableFolderReportsTheError() {
+        if (geteuid() == 0) {
+            QSKIP("root writes into read-only folders; the unprivileged run covers this");
+        }
+        const QString folder = environment_.home() + QStringLiteral("/locked");
+        QDir().mkpath(folder);
+        QFile::setPermissions(folder, QFile::ReadOwner | QFile::ExeOwner);
+        XdgAutostartLoginItemService service(QStringLiteral("/usr/bin/nelvo"), {}, folder);
+        const auto [state, error] = LoginItem(service).set(true);
+        QCOMPARE(state, LoginItem::State::off);
+        QVERIFY(error.has_value());
+        QCOMPARE(error->domain, Error::fileDomain);
+    }
+
+    void scheduleSurvivalTest() {
+        Defaults defaults(environment_.settingsFilePath());
+        const QDateTime now(QDate(2024, 1, 1), QTime(12, 0));
+        Schedule{{ScheduleWindow{{2}, 22 * 60, 6 * 60}}}.save(defaults);
+        using ScheduleSurvival::scheduleCannotSurviveRestart;
+        QVERIFY(
+            !scheduleCannotSurviveRestart(defaults, LoginItem::State::off, now));  // schedule off
+        defaults.set(SettingsKeys::scheduledArmingEnabled, true);
+        QVERIFY(scheduleCannotSurviveRestart(defaults, LoginItem::State::off, now));
+        QVERIFY(scheduleCannotSurviveRestart(defaults, LoginItem::State::needsApproval, now));
+        QVERIFY(!scheduleCannotSurviveRestart(defaults, LoginItem::State::on, now));
+        Schedule{{ScheduleWindow{{2}, 600, 600}}}.save(defaults);  // no window ever opens
+        QVERIFY(!scheduleCannotSurviveRestart(defaults, LoginItem::State::off, now));
+        defaults.flush();
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_LoginItem)
+#include "tst_LoginItem.moc"
