@@ -20,7 +20,8 @@ struct RecorderMedia {
     std::vector<GstHandle<GstSample>> video;
     std::vector<GstHandle<GstSample>> audio;
 
-    static RecorderMedia make(double seconds, const EncodedStream::AudioOptions& audioOptions = {}) {
+    static RecorderMedia make(double seconds,
+                              const EncodedStream::AudioOptions& audioOptions = {}) {
         RecorderMedia media;
         for (const auto& sample : EncodedStream::video(seconds)) {
             media.video.push_back(EncodedStream::shifted(sample, origin));
@@ -44,19 +45,21 @@ struct RecorderMedia {
         std::size_t a = 0;
         const auto began = std::chrono::steady_clock::now();
         auto nextVideo = [&] {
-            while (v < video.size() && at(video[v]) < from) ++v;
+            while (v < video.size() && at(video[v]) < from)
+                ++v;
             return withVideo && v < video.size() && at(video[v]) < to;
         };
         auto nextAudio = [&] {
-            while (a < audio.size() && at(audio[a]) < from) ++a;
+            while (a < audio.size() && at(audio[a]) < from)
+                ++a;
             return withAudio && a < audio.size() && at(audio[a]) < to;
         };
         while (nextVideo() || nextAudio()) {
             const bool takeVideo = nextVideo() && (!nextAudio() || at(video[v]) <= at(audio[a]));
             const GstHandle<GstSample>& sample = takeVideo ? video[v] : audio[a];
             if (realTime) {
-                std::this_thread::sleep_until(
-                    began + std::chrono::duration<double>(at(sample) - from));
+                std::this_thread::sleep_until(began +
+                                              std::chrono::duration<double>(at(sample) - from));
             }
             if (takeVideo) {
                 recorder.appendVideo(video[v++]);

@@ -4,6 +4,7 @@
 #include "RecorderFeed.h"
 #include "SettingsKeys.h"
 
+#include <unistd.h>
 #include <QDir>
 #include <QFile>
 #include <QImage>
@@ -12,7 +13,6 @@
 #include <QTemporaryDir>
 #include <QTest>
 #include <csignal>
-#include <unistd.h>
 
 class tst_PreRollRecorder : public QObject {
     Q_OBJECT
@@ -237,10 +237,10 @@ private Q_SLOTS:
         auto rec = recorder(setup);
         Finishes finishes;
         const QString path = setup.path("late.mov");
-        media_.feed(*rec, 0, 0.5);   // ring holds video: the movie has a video track
+        media_.feed(*rec, 0.1, 0.5);  // video but no keyframe yet: no start can be chosen
         rec->start(path, finishes.completion());
         rec->queue().drain();
-        media_.feed(*rec, 0.5, 4);   // audio from 0.5 on arrives before the keyframe at 1.0
+        media_.feed(*rec, 0.5, 4);  // audio from 0.5 on arrives before the keyframe at 1.0
         rec->stop();
         QVERIFY(finishes.waitFor(1));
         const double keyframe = media_.keyframeAfter(0.5);
@@ -264,7 +264,8 @@ private Q_SLOTS:
         QVERIFY(finishes.waitFor(1));
         QCOMPARE(finishes.calls()[0].path, path);
         QVERIFY(!finishes.calls()[0].error);
-        const QString renamed = setup.path("2024-05-01 10.11.12 - Camera + Microphone - 3s missing.mov");
+        const QString renamed =
+            setup.path("2024-05-01 10.11.12 - Camera + Microphone - 3s missing.mov");
         QVERIFY(!QFile::exists(path));
         QVERIFY(QFile::exists(renamed));
         const MovieProbe probe(renamed);
@@ -290,8 +291,9 @@ private Q_SLOTS:
             QCOMPARE(reader.format(), QByteArray("jpeg"));
             QCOMPARE(reader.read().size(), QSize(352, 288));
             QVERIFY(!QFile::exists(PreRollRecorder::stillPath(setup.path("still 2.mov"))));
-            QCOMPARE(QDir(setup.dir.path()).entryList({"*.tmp", ".*.jpg*"}, QDir::Files | QDir::Hidden),
-                     QStringList());
+            QCOMPARE(
+                QDir(setup.dir.path()).entryList({"*.tmp", ".*.jpg*"}, QDir::Files | QDir::Hidden),
+                QStringList());
         }
     }
 
@@ -338,8 +340,9 @@ private Q_SLOTS:
         auto rec = recorder(setup);
         Finishes finishes;
         const QString path = setup.path("audio only.mov");
+        media_.feed(*rec, 0, 1, false, false, true);
         rec->start(path, finishes.completion());
-        media_.feed(*rec, 0, 3, false, false, true);
+        media_.feed(*rec, 1, 3, false, false, true);
         rec->stop();
         QVERIFY(finishes.waitFor(1));
         QVERIFY(!finishes.calls()[0].error);

@@ -1,7 +1,7 @@
 #include "EncodedStream.h"
 
-#include <QByteArray>
 #include <gst/app/gstappsink.h>
+#include <QByteArray>
 
 namespace EncodedStream {
 
@@ -52,8 +52,10 @@ std::vector<GstHandle<GstSample>> video(double seconds, const VideoOptions& o) {
         QByteArray("videotestsrc pattern=ball num-buffers=") + QByteArray::number(frames) +
         " ! video/x-raw,format=I420,width=" + QByteArray::number(o.width) +
         ",height=" + QByteArray::number(o.height) + ",framerate=" + QByteArray::number(o.fps) +
-        "/1 ! " + clockOverlay() + "x264enc tune=zerolatency speed-preset=ultrafast"
-        " bframes=0 key-int-max=" + QByteArray::number(o.fps) +
+        "/1 ! " + clockOverlay() +
+        "x264enc tune=zerolatency speed-preset=ultrafast"
+        " bframes=0 key-int-max=" +
+        QByteArray::number(o.fps) +
         " bitrate=1000 ! h264parse ! video/x-h264,stream-format=avc,alignment=au"
         " ! appsink name=out";
     // x264enc moves its output far into the future (to leave room for
@@ -71,8 +73,9 @@ std::vector<GstHandle<GstSample>> video(double seconds, const VideoOptions& o) {
 std::vector<GstHandle<GstSample>> audio(double seconds, const AudioOptions& o) {
     const int buffers = static_cast<int>(seconds * o.rate / o.samplesPerBuffer + 0.5);
     const QByteArray description =
-        QByteArray("audiotestsrc wave=sine samplesperbuffer=") + QByteArray::number(o.samplesPerBuffer) +
-        " num-buffers=" + QByteArray::number(buffers) + " ! audio/x-raw,format=" + o.format +
+        QByteArray("audiotestsrc wave=sine samplesperbuffer=") +
+        QByteArray::number(o.samplesPerBuffer) + " num-buffers=" + QByteArray::number(buffers) +
+        " ! audio/x-raw,format=" + o.format +
         ",layout=interleaved,rate=" + QByteArray::number(o.rate) +
         ",channels=" + QByteArray::number(o.channels) + " ! appsink name=out";
     return collect(description);
@@ -89,7 +92,8 @@ GstHandle<GstSample> rawFrame(int width, int height, const char* format) {
 
 GstHandle<GstSample> shifted(const GstHandle<GstSample>& sample, GstClockTimeDiff offset) {
     GstBuffer* buffer = gst_sample_get_buffer(sample.get());
-    GstBuffer* moved = gst_buffer_copy_region(buffer, GST_BUFFER_COPY_ALL, 0, static_cast<gsize>(-1));
+    GstBuffer* moved =
+        gst_buffer_copy_region(buffer, GST_BUFFER_COPY_ALL, 0, static_cast<gsize>(-1));
     GST_BUFFER_PTS(moved) = GST_BUFFER_PTS(buffer) + offset;
     if (GST_BUFFER_DTS_IS_VALID(buffer)) {
         GST_BUFFER_DTS(moved) = GST_BUFFER_DTS(buffer) + offset;

@@ -40,12 +40,24 @@ QJsonArray MovieProbe::packetsOf(const QString& type) const {
     return result;
 }
 
-QString MovieProbe::codec(const QString& type) const { return firstStream(type).value("codec_name").toString(); }
-int MovieProbe::channels() const { return firstStream("audio").value("channels").toInt(); }
-int MovieProbe::sampleRate() const { return firstStream("audio").value("sample_rate").toString().toInt(); }
-int MovieProbe::width() const { return firstStream("video").value("width").toInt(); }
-int MovieProbe::height() const { return firstStream("video").value("height").toInt(); }
-int MovieProbe::frameCount(const QString& type) const { return packetsOf(type).size(); }
+QString MovieProbe::codec(const QString& type) const {
+    return firstStream(type).value("codec_name").toString();
+}
+int MovieProbe::channels() const {
+    return firstStream("audio").value("channels").toInt();
+}
+int MovieProbe::sampleRate() const {
+    return firstStream("audio").value("sample_rate").toString().toInt();
+}
+int MovieProbe::width() const {
+    return firstStream("video").value("width").toInt();
+}
+int MovieProbe::height() const {
+    return firstStream("video").value("height").toInt();
+}
+int MovieProbe::frameCount(const QString& type) const {
+    return packetsOf(type).size();
+}
 
 bool MovieProbe::firstFrameIsKeyframe() const {
     const QJsonArray packets = packetsOf("video");
@@ -112,7 +124,8 @@ bool MovieProbe::timestampsMonotonic() const {
         std::optional<double> previous;
         for (const QJsonValue& packet : packetsOf(stream["codec_type"].toString())) {
             const QJsonValue dts = packet["dts_time"];
-            const double time = (dts.isUndefined() ? packet["pts_time"] : dts).toString().toDouble();
+            const double time =
+                (dts.isUndefined() ? packet["pts_time"] : dts).toString().toDouble();
             if (previous && time < *previous) {
                 return false;
             }

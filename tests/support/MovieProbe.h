@@ -18,13 +18,13 @@ public:
     // "h264", "aac", ... of the first stream of that type ("video", "audio"),
     // empty when there is none.
     QString codec(const QString& type) const;
-    int channels() const;     // of the first audio stream
-    int sampleRate() const;   // of the first audio stream
+    int channels() const;    // of the first audio stream
+    int sampleRate() const;  // of the first audio stream
     int width() const;
     int height() const;
 
     int frameCount(const QString& type = QStringLiteral("video")) const;  // packets
-    bool firstFrameIsKeyframe() const;                                  // first video packet
+    bool firstFrameIsKeyframe() const;                                    // first video packet
     std::optional<double> firstTime(const QString& type = QStringLiteral("video")) const;
     std::optional<double> lastTime(const QString& type = QStringLiteral("video")) const;
     // The container's duration, else the longest stream's.
