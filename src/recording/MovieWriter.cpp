@@ -54,8 +54,7 @@ MovieWriter::~MovieWriter() {
     tearDown();
 }
 
-std::shared_ptr<MovieWriter> MovieWriter::create(const QString& filePath, GstCaps* videoCaps,
-                                                 GstCaps* audioCaps, SerialQueue& owner,
+std::shared_ptr<MovieWriter> MovieWriter::create(const QString& filePath, SerialQueue& owner,
                                                  Error* failure) {
     Gst::ensureInitialised();
     const int fd = ::open(QFile::encodeName(filePath).constData(),
@@ -65,16 +64,20 @@ std::shared_ptr<MovieWriter> MovieWriter::create(const QString& filePath, GstCap
             creationError(QStringLiteral("Could not create the movie file"), Error::posix(errno));
         return nullptr;
     }
-    std::shared_ptr<MovieWriter> writer(new MovieWriter(owner, fd));
-    if (!writer->build(videoCaps, audioCaps, failure)) {
-        writer->tearDown();
-        ::unlink(QFile::encodeName(filePath).constData());
-        return nullptr;
-    }
-    return writer;
+    return std::shared_ptr<MovieWriter>(new MovieWriter(owner, fd));
 }
 
-bool MovieWriter::build(GstCaps* videoCaps, GstCaps* audioCaps, Error* failure) {
+bool MovieWriter::begin(GstCaps* videoCaps, GstCaps* audioCaps, Error* failure) {
+    if (buildPipeline(videoCaps, audioCaps, failure)) {
+        return true;
+    }
+    tearDown();
+    status_ = Status::failed;
+    error_ = *failure;
+    return false;
+}
+
+bool MovieWriter::buildPipeline(GstCaps* videoCaps, GstCaps* audioCaps, Error* failure) {
     pipeline_ = GstHandle<GstElement>::adopt(
         GST_ELEMENT(gst_object_ref_sink(gst_pipeline_new("movie-writer"))));
     GstElement* mux = make("qtmux");

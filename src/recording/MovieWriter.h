@@ -27,12 +27,14 @@ public:
     static constexpr long long creationFailedCode = -11800;
     static constexpr long long noDataCode = -11805;
 
-    // Opens the file and starts the pipeline. A track is made for each caps
-    // given; audio caps without a usable rate give no audio track. On failure
-    // the error has code creationFailedCode and, where known, the cause.
-    static std::shared_ptr<MovieWriter> create(const QString& filePath, GstCaps* videoCaps,
-                                               GstCaps* audioCaps, SerialQueue& owner,
+    // Opens (creates or truncates) the movie file. On failure the error has
+    // code creationFailedCode and the errno as its cause.
+    static std::shared_ptr<MovieWriter> create(const QString& filePath, SerialQueue& owner,
                                                Error* failure);
+    // Makes the tracks and starts the pipeline: a track for each caps given;
+    // audio caps without a usable rate give no audio track. Once per writer.
+    bool begin(GstCaps* videoCaps, GstCaps* audioCaps, Error* failure);
+    bool hasBegun() const { return static_cast<bool>(pipeline_); }
     ~MovieWriter();
     MovieWriter(const MovieWriter&) = delete;
     MovieWriter& operator=(const MovieWriter&) = delete;
@@ -64,7 +66,7 @@ public:
 
 private:
     MovieWriter(SerialQueue& owner, int fd);
-    bool build(GstCaps* videoCaps, GstCaps* audioCaps, Error* failure);
+    bool buildPipeline(GstCaps* videoCaps, GstCaps* audioCaps, Error* failure);
     bool isReady(GstElement* src) const;
     bool append(GstElement* src, GstHandle<GstCaps>& current, GstSample* sample);
     void handleMessage(GstMessage* message);

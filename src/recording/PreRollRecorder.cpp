@@ -158,6 +158,15 @@ void PreRollRecorder::route(const Sample& sample, double time, bool isKeyframe, 
     }
     // Every movie with video begins on a video keyframe; an audio-only movie
     // begins with its first audio buffer.
+    if (!writer_->hasBegun()) {
+        Error failure;
+        if (track != Track::video || !isKeyframe ||
+            !writer_->begin(videoFormat_.get(), audioFormat_.get(), &failure)) {
+            return;  // a writer that could not begin is abandoned at the stop
+        }
+        startSession(time);
+        return;
+    }
     const bool startsSession = track == Track::video ? isKeyframe : !writer_->hasVideo();
     if (startsSession) {
         startSession(time);
@@ -218,8 +227,15 @@ void PreRollRecorder::open(const QString& filePath, Completion onFinish, bool ow
         return;
     }
     Error failure;
-    std::shared_ptr<MovieWriter> writer =
-        MovieWriter::create(filePath, videoFormat_.get(), audioFormat_.get(), queue_, &failure);
+    std::shared_ptr<MovieWriter> writer = MovieWriter::create(filePath, queue_, &failure);
+    // With no format known yet, the tracks are made when the first keyframe
+    // arrives; otherwise at once, from the formats of the newest samples.
+    const bool formatsKnown = videoFormat_ || audioFormat_;
+    if (writer && formatsKnown &&
+        !writer->begin(videoFormat_.get(), audioFormat_.get(), &failure)) {
+        writer.reset();
+        QFile::remove(filePath);
+    }
     if (!writer) {
         if (onFinish) {
             onFinish(filePath, failure);

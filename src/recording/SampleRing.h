@@ -24,6 +24,7 @@ public:
     // Adds an entry as the newest, then enforces the cap.
     void append(double time, bool isKeyframe, Payload payload) {
         const std::size_t before = size();
+        inTimeOrder_ = inTimeOrder_ && (before == 0 || newest().time <= time);
         store_.push_back(Entry{time, isKeyframe, std::move(payload)});
         if (before >= maxEntries) {
             dropOldest(before - (maxEntries - 1));
@@ -38,6 +39,10 @@ public:
             return;
         }
         const double cutoff = newest().time - seconds;
+        if (inTimeOrder_) {
+            trimInTimeOrder(cutoff);
+            return;
+        }
         for (std::size_t i = size(); i-- > 0;) {
             const Entry& entry = at(i);
             if (entry.isKeyframe && entry.time <= cutoff) {
@@ -79,6 +84,7 @@ public:
     void clear() {
         store_.clear();
         head_ = 0;
+        inTimeOrder_ = true;
     }
 
     std::size_t size() const { return store_.size() - head_; }
@@ -90,10 +96,26 @@ public:
     // Tests and benchmarks only: puts entries in without the cap, the way a
     // ring could look if the cap had been bypassed.
     void appendUncapped(double time, bool isKeyframe, Payload payload) {
+        inTimeOrder_ = inTimeOrder_ && (empty() || newest().time <= time);
         store_.push_back(Entry{time, isKeyframe, std::move(payload)});
     }
 
 private:
+    // With ascending times the newest keyframe at or before the cutoff is the
+    // last keyframe among the entries at or before it, so only those (the ones
+    // about to go and at most one keyframe interval more) are touched.
+    void trimInTimeOrder(double cutoff) {
+        std::optional<std::size_t> found;
+        for (std::size_t i = 0; i < size() && at(i).time <= cutoff; ++i) {
+            if (at(i).isKeyframe) {
+                found = i;
+            }
+        }
+        if (found && *found > 0) {
+            dropOldest(*found);
+        }
+    }
+
     // Removal is always a prefix. Removed slots are released at once (payloads
     // unreferenced) but compacted only once they outnumber the live entries,
     // so appends and trims stay amortised constant and reuse the storage.
@@ -110,4 +132,5 @@ private:
 
     std::vector<Entry> store_;
     std::size_t head_ = 0;
+    bool inTimeOrder_ = true;  // every entry appended at or after the one before
 };

@@ -25,6 +25,8 @@ QImage imageFrom(GstSample* rawFrame) {
     GstVideoInfo out;
     gst_video_info_set_format(&out, GST_VIDEO_FORMAT_RGBx, GST_VIDEO_INFO_WIDTH(&in),
                               GST_VIDEO_INFO_HEIGHT(&in));
+    GST_VIDEO_INFO_FPS_N(&out) = GST_VIDEO_INFO_FPS_N(&in);
+    GST_VIDEO_INFO_FPS_D(&out) = GST_VIDEO_INFO_FPS_D(&in);
     GST_VIDEO_INFO_PLANE_STRIDE(&out, 0) = static_cast<gint>(image.bytesPerLine());
     GST_VIDEO_INFO_SIZE(&out) = static_cast<gsize>(image.sizeInBytes());
     // The converter writes straight into the image's pixels.

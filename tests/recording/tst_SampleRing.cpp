@@ -84,6 +84,16 @@ private Q_SLOTS:
         QCOMPARE(ring.oldest().time, 49 * 0.02);
     }
 
+    void trimOutOfTimeOrderWalksFromTheNewestEntry() {
+        Ring ring;
+        ring.append(0.0, true, payload());
+        ring.append(6.0, true, payload());
+        ring.append(2.0, true, payload());  // appended late with an older time
+        ring.append(10.0, false, payload());
+        ring.trim(5);  // cutoff 5: from the newest end, 2.0 is the first keyframe at or before it
+        QCOMPARE(times(ring), (QList<double>{2.0, 10.0}));
+    }
+
     void theCapRemovesTheOldestEntry() {
         Ring ring;
         for (std::size_t i = 0; i < Ring::maxEntries; ++i) {

@@ -1,0 +1,450 @@
+#include "Defaults.h"
+#include "MovieProbe.h"
+#include "PreRollRecorder.h"
+#include "RecorderFeed.h"
+#include "SettingsKeys.h"
+
+#include <unistd.h>
+#include <QDir>
+#include <QFile>
+#include <QImage>
+#include <QImageReader>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QTest>
+#include <csignal>
+
+class tst_PreRollRecorder : public QObject {
+    Q_OBJECT
+
+    RecorderMedia media_;
+    const double frame_ = 1.0 / 30;
+    const QDateTime now_ = QDateTime::fromMSecsSinceEpoch(1'800'000'000'000);
+
+    struct Setup {
+        QTemporaryDir dir;
+        Defaults defaults{dir.filePath("Nelvo.conf")};
+        explicit Setup(double preRoll) {
+            defaults.set(SettingsKeys::preRollSeconds, preRoll);
+            dir.setAutoRemove(!qEnvironmentVariableIsSet("NELVO_KEEP_MOVIES"));
+        }
+        QString path(const QString& name) const { return dir.filePath(name); }
+    };
+
+    std::unique_ptr<PreRollRecorder> recorder(Setup& setup) {
+        return std::make_unique<PreRollRecorder>(setup.defaults, [this] { return now_; });
+    }
+
+    // What every movie must satisfy when read back independently.
+    static void checkMovie(const MovieProbe& probe, bool withAudio = true) {
+        QVERIFY2(probe.readable(), qPrintable(probe.errorText()));
+        QCOMPARE(probe.codec("video"), QStringLiteral("h264"));
+        QCOMPARE(probe.codec("audio"), withAudio ? QStringLiteral("aac") : QString());
+        QVERIFY(probe.firstFrameIsKeyframe());
+        QVERIFY(probe.firstTime().has_value());
+        QVERIFY(qAbs(*probe.firstTime()) < 1e-6);
+        QVERIFY(probe.timestampsMonotonic());
+    }
+
+private Q_SLOTS:
+    void initTestCase() {
+        media_ = RecorderMedia::make(16);
+        QVERIFY(media_.video.size() >= 470);
+        QVERIFY(!media_.audio.empty());
+    }
+
+    void preRollStartsAtTheNewestKeyframeAtOrBeforeTheTarget() {
+        Setup setup(5);
+        auto rec = recorder(setup);
+        media_.feed(*rec, 0, 12);
+        const double newest = 12 - frame_;
+        const double expected = media_.keyframeAtOrBefore(newest - 5);
+        QVERIFY(expected > 5 && expected <= newest - 5);
+        QCOMPARE(rec->startDate(), now_.addMSecs(std::llround((expected - newest) * 1000)));
+
+        Finishes finishes;
+        const QString path = setup.path("pre-roll.mov");
+        rec->start(path, finishes.completion());
+        media_.feed(*rec, 12, 15);
+        rec->stop();
+        QVERIFY(finishes.waitFor(1));
+        QCOMPARE(finishes.calls()[0].path, path);
+        QVERIFY(!finishes.calls()[0].error);
+
+        const MovieProbe probe(path);
+        checkMovie(probe);
+        // The first frame is the one captured at the chosen keyframe: the movie
+        // holds exactly the frames from it on.
+        QCOMPARE(probe.frameCount(), media_.videoFramesFrom(expected, 15));
+        QVERIFY(qAbs(probe.videoSpan() - (15 - expected)) <= frame_ + 1e-3);
+        QVERIFY(qAbs(probe.duration() - (15 - expected)) <= frame_ + 0.05);
+        QCOMPARE(probe.channels(), 1);
+        QCOMPARE(probe.sampleRate(), 48000);
+    }
+
+    void aPreRollOf45BehavesAs30() {
+        Setup setup(45);
+        auto rec = recorder(setup);
+        media_.feed(*rec, 0, 16);
+        // 30 s reach before the first frame: the oldest keyframe held.
+        QCOMPARE(rec->startDate(), now_.addMSecs(std::llround((0 - (16 - frame_)) * 1000)));
+        Setup thirty(30);
+        auto other = recorder(thirty);
+        media_.feed(*other, 0, 16);
+        QCOMPARE(other->startDate(), rec->startDate());
+    }
+
+    void aNegativePreRollBehavesAsZero() {
+        Setup setup(-3);
+        auto rec = recorder(setup);
+        media_.feed(*rec, 0, 10.5);
+        const double newest = media_.at(media_.video[314]);  // frame before 10.5 s
+        const double expected = media_.keyframeAtOrBefore(newest);
+        QCOMPARE(rec->startDate(), now_.addMSecs(std::llround((expected - newest) * 1000)));
+        Finishes finishes;
+        const QString path = setup.path("zero.mov");
+        rec->start(path, finishes.completion());
+        media_.feed(*rec, 10.5, 12);
+        rec->stop();
+        QVERIFY(finishes.waitFor(1));
+        const MovieProbe probe(path);
+        checkMovie(probe);
+        QCOMPARE(probe.frameCount(), media_.videoFramesFrom(expected, 12));
+    }
+
+    void startWithEmptyRingsBeginsAtTheNextKeyframe() {
+        Setup setup(5);
+        auto rec = recorder(setup);
+        QCOMPARE(rec->startDate(), now_);
+        Finishes finishes;
+        const QString path = setup.path("empty.mov");
+        rec->start(path, finishes.completion());
+        rec->queue().drain();
+        QVERIFY(QFile::exists(path));  // opened at once
+        media_.feed(*rec, 0.5, 4);     // begins mid-second: the first frames are not keyframes
+        rec->stop();
+        QVERIFY(finishes.waitFor(1));
+        QVERIFY(!finishes.calls()[0].error);
+        const double firstKeyframe = media_.keyframeAfter(0.5);
+        const MovieProbe probe(path);
+        checkMovie(probe);
+        QCOMPARE(probe.frameCount(), media_.videoFramesFrom(firstKeyframe, 4));
+    }
+
+    void stopBeforeAnyKeyframeDeletesTheFileAndReportsAnError() {
+        Setup setup(5);
+        auto rec = recorder(setup);
+        rec->setNewestFrame(EncodedStream::rawFrame(320, 240, "I420"));
+        Finishes finishes;
+        const QString path = setup.path("nothing.mov");
+        rec->start(path, finishes.completion());
+        rec->stop();
+        QVERIFY(finishes.waitFor(1));
+        const auto call = finishes.calls()[0];
+        QCOMPARE(call.path, path);
+        QVERIFY(call.error.has_value());
+        QCOMPARE(call.error->domain, Error::writerDomain);
+        QCOMPARE(call.error->code, MovieWriter::noDataCode);
+        QVERIFY(!QFile::exists(path));
+        QVERIFY(!QFile::exists(PreRollRecorder::stillPath(path)));
+        // The recorder goes on: the next movie is written.
+        const QString next = setup.path("next.mov");
+        media_.feed(*rec, 0, 3);
+        rec->start(next, finishes.completion());
+        rec->stop();
+        QVERIFY(finishes.waitFor(2));
+        QVERIFY(!finishes.calls()[1].error);
+        checkMovie(MovieProbe(next));
+    }
+
+    void aSecondRollBeforeTheNextKeyframeIsIgnored() {
+        Setup setup(2);
+        auto rec = recorder(setup);
+        Finishes first;
+        Finishes second;
+        Finishes third;
+        media_.feed(*rec, 0, 3.1);
+        rec->start(setup.path("a.mov"), first.completion());
+        rec->roll(setup.path("b.mov"), second.completion());
+        rec->roll(setup.path("c.mov"), third.completion());
+        media_.feed(*rec, 3.1, 6.1);
+        rec->stop();
+        QVERIFY(first.waitFor(1));
+        QVERIFY(second.waitFor(1));
+        QVERIFY(!third.waitFor(1, std::chrono::milliseconds(300)));
+        QVERIFY(!QFile::exists(setup.path("c.mov")));
+        checkMovie(MovieProbe(setup.path("a.mov")));
+        checkMovie(MovieProbe(setup.path("b.mov")));
+    }
+
+    void backToBackRollsNeitherOverlapNorLeaveOutFrames() {
+        Setup setup(3);
+        auto rec = recorder(setup);
+        Finishes finishes;
+        media_.feed(*rec, 0, 5);
+        const double start = media_.keyframeAtOrBefore(5 - frame_ - 3);
+        rec->start(setup.path("1.mov"), finishes.completion());
+        media_.feed(*rec, 5, 6.5);
+        rec->roll(setup.path("2.mov"), finishes.completion());
+        media_.feed(*rec, 6.5, 9.5);
+        rec->roll(setup.path("3.mov"), finishes.completion());
+        media_.feed(*rec, 9.5, 13);
+        rec->stop();
+        QVERIFY(finishes.waitFor(3));
+        int total = 0;
+        double previousEnd = start;
+        for (const QString name : {"1.mov", "2.mov", "3.mov"}) {
+            const MovieProbe probe(setup.path(name));
+            checkMovie(probe);
+            total += probe.frameCount();
+            // Each file ends where the next begins: one keyframe interval apart.
+            const double begins = previousEnd;
+            previousEnd = begins + probe.videoSpan();
+            QCOMPARE(probe.frameCount(), media_.videoFramesFrom(begins, previousEnd - frame_ / 2));
+        }
+        QCOMPARE(total, media_.videoFramesFrom(start, 13));
+        QVERIFY(qAbs(previousEnd - 13) < 1e-3);
+    }
+
+    void audioOlderThanTheSessionStartIsNotWritten() {
+        Setup setup(2);
+        auto rec = recorder(setup);
+        Finishes finishes;
+        const QString path = setup.path("audio.mov");
+        // Audio reaches back further than video in the ring; the file starts
+        // at the video keyframe and holds no audio before it.
+        media_.feed(*rec, 0, 4.5);
+        const double start = media_.keyframeAtOrBefore(4.5 - frame_ - 2);
+        rec->start(path, finishes.completion());
+        rec->queue().drain();
+        // Audio that arrives late with old times never reaches the file.
+        for (int i = 0; i < 10; ++i) {
+            rec->appendAudio(media_.audio[i]);
+        }
+        media_.feed(*rec, 4.5, 6);
+        rec->stop();
+        QVERIFY(finishes.waitFor(1));
+        const MovieProbe probe(path);
+        checkMovie(probe);
+        QVERIFY(*probe.firstTime("audio") >= -0.03);  // encoder priming only
+        const double audioSeconds = probe.frameCount("audio") * 1024.0 / 48000;
+        QVERIFY2(audioSeconds < (6 - start) + 0.1, qPrintable(QString::number(audioSeconds)));
+        QVERIFY(audioSeconds > (6 - start) - 0.2);
+    }
+
+    void audioBeforeTheFirstKeyframeOfAMovieWithVideoIsLeftOut() {
+        Setup setup(0);
+        auto rec = recorder(setup);
+        Finishes finishes;
+        const QString path = setup.path("late.mov");
+        media_.feed(*rec, 0.1, 0.5);  // video but no keyframe yet: no start can be chosen
+        rec->start(path, finishes.completion());
+        rec->queue().drain();
+        media_.feed(*rec, 0.5, 4);  // audio from 0.5 on arrives before the keyframe at 1.0
+        rec->stop();
+        QVERIFY(finishes.waitFor(1));
+        const double keyframe = media_.keyframeAfter(0.5);
+        const MovieProbe probe(path);
+        checkMovie(probe);
+        QCOMPARE(probe.frameCount(), media_.videoFramesFrom(keyframe, 4));
+        const double audioSeconds = probe.frameCount("audio") * 1024.0 / 48000;
+        QVERIFY2(audioSeconds < (4 - keyframe) + 0.1, qPrintable(QString::number(audioSeconds)));
+    }
+
+    void aFileWithAThreeSecondHoleIsRenamedButReportedUnderItsOpeningName() {
+        Setup setup(0);
+        auto rec = recorder(setup);
+        Finishes finishes;
+        const QString path = setup.path("2024-05-01 10.11.12 - Camera + Microphone.mov");
+        media_.feed(*rec, 0, 1);
+        rec->start(path, finishes.completion());
+        media_.feed(*rec, 1, 3);
+        media_.feed(*rec, 6, 9);  // video and audio lost between 3 and 6 s
+        rec->stop();
+        QVERIFY(finishes.waitFor(1));
+        QCOMPARE(finishes.calls()[0].path, path);
+        QVERIFY(!finishes.calls()[0].error);
+        const QString renamed =
+            setup.path("2024-05-01 10.11.12 - Camera + Microphone - 3s missing.mov");
+        QVERIFY(!QFile::exists(path));
+        QVERIFY(QFile::exists(renamed));
+        const MovieProbe probe(renamed);
+        checkMovie(probe);
+        QCOMPARE(probe.frameCount(), media_.videoFramesFrom(0, 3) + media_.videoFramesFrom(6, 9));
+    }
+
+    void theStillIsTheNewestFrameAsAJpegBesideTheFirstFileOnly() {
+        for (const char* format : {"I420", "NV12", "RGBx"}) {
+            Setup setup(1);
+            auto rec = recorder(setup);
+            Finishes finishes;
+            media_.feed(*rec, 0, 2);
+            rec->setNewestFrame(EncodedStream::rawFrame(352, 288, format));
+            const QString path = setup.path("still.mov");
+            rec->start(path, finishes.completion());
+            rec->roll(setup.path("still 2.mov"), finishes.completion());
+            media_.feed(*rec, 2, 3.5);
+            rec->stop();
+            QVERIFY(finishes.waitFor(2));
+            rec.reset();  // the still queue has finished its work
+            QImageReader reader(PreRollRecorder::stillPath(path));
+            QCOMPARE(reader.format(), QByteArray("jpeg"));
+            QCOMPARE(reader.read().size(), QSize(352, 288));
+            QVERIFY(!QFile::exists(PreRollRecorder::stillPath(setup.path("still 2.mov"))));
+            QCOMPARE(
+                QDir(setup.dir.path()).entryList({"*.tmp", ".*.jpg*"}, QDir::Files | QDir::Hidden),
+                QStringList());
+        }
+    }
+
+    void aFrameThatCannotBeConvertedLeavesNoStillAndNoError() {
+        Setup setup(1);
+        auto rec = recorder(setup);
+        Finishes finishes;
+        media_.feed(*rec, 0, 2);
+        rec->setNewestFrame(media_.video[0]);  // an encoded frame is no picture
+        const QString path = setup.path("no still.mov");
+        rec->start(path, finishes.completion());
+        media_.feed(*rec, 2, 3);
+        rec->stop();
+        QVERIFY(finishes.waitFor(1));
+        QVERIFY(!finishes.calls()[0].error);
+        rec.reset();
+        QVERIFY(!QFile::exists(PreRollRecorder::stillPath(path)));
+    }
+
+    void stereoAndMultichannelSourcesGiveStereoAac() {
+        EncodedStream::AudioOptions options;
+        options.channels = 4;
+        options.rate = 44100;
+        options.format = "F32LE";
+        options.samplesPerBuffer = 441;
+        const RecorderMedia media = RecorderMedia::make(3, options);
+        Setup setup(5);
+        auto rec = recorder(setup);
+        Finishes finishes;
+        media.feed(*rec, 0, 3);
+        const QString path = setup.path("stereo.mov");
+        rec->start(path, finishes.completion());
+        rec->stop();
+        QVERIFY(finishes.waitFor(1));
+        const MovieProbe probe(path);
+        checkMovie(probe);
+        QCOMPARE(probe.channels(), 2);
+        QCOMPARE(probe.sampleRate(), 44100);
+        QCOMPARE(probe.frameCount(), 90);
+    }
+
+    void anAudioOnlyMovieStartsWithItsFirstAudioBuffer() {
+        Setup setup(1);
+        auto rec = recorder(setup);
+        Finishes finishes;
+        const QString path = setup.path("audio only.mov");
+        media_.feed(*rec, 0, 1, false, false, true);
+        rec->start(path, finishes.completion());
+        media_.feed(*rec, 1, 3, false, false, true);
+        rec->stop();
+        QVERIFY(finishes.waitFor(1));
+        QVERIFY(!finishes.calls()[0].error);
+        const MovieProbe probe(path);
+        QVERIFY2(probe.readable(), qPrintable(probe.errorText()));
+        QCOMPARE(probe.codec("audio"), QStringLiteral("aac"));
+        QCOMPARE(probe.codec("video"), QString());
+        QVERIFY(qAbs(probe.duration() - 3) < 0.1);
+    }
+
+    void resetForgetsTheRingsButNotTheOpenFile() {
+        Setup setup(5);
+        auto rec = recorder(setup);
+        media_.feed(*rec, 0, 4);
+        rec->reset();
+        QCOMPARE(rec->startDate(), now_);
+        Finishes finishes;
+        const QString path = setup.path("after reset.mov");
+        media_.feed(*rec, 4, 5);
+        rec->start(path, finishes.completion());
+        rec->reset();  // the open file goes on
+        media_.feed(*rec, 5, 7);
+        rec->stop();
+        QVERIFY(finishes.waitFor(1));
+        const MovieProbe probe(path);
+        checkMovie(probe);
+        QCOMPARE(probe.frameCount(), media_.videoFramesFrom(4, 7));
+    }
+
+    void anUnwritableDestinationIsReportedAsPermissionAndRecordingGoesOn() {
+        if (::geteuid() == 0) {
+            QSKIP("root ignores folder permissions; the unprivileged run checks this");
+        }
+        Setup setup(2);
+        QDir(setup.dir.path()).mkdir("locked");
+        QFile::setPermissions(setup.path("locked"), QFileDevice::ReadOwner | QFileDevice::ExeOwner);
+        auto rec = recorder(setup);
+        Finishes finishes;
+        media_.feed(*rec, 0, 3);
+        const QString path = setup.path("locked/movie.mov");
+        rec->start(path, finishes.completion());
+        QVERIFY(finishes.waitFor(1));
+        const auto call = finishes.calls()[0];
+        QCOMPARE(call.path, path);
+        QVERIFY(call.error.has_value());
+        QCOMPARE(call.error->domain, Error::writerDomain);
+        QCOMPARE(call.error->code, MovieWriter::creationFailedCode);
+        QVERIFY(call.error->underlying);
+        QCOMPARE(call.error->underlying->domain, Error::posixDomain);
+        QCOMPARE(call.error->underlying->code, EACCES);
+        media_.feed(*rec, 3, 4);
+        rec->start(setup.path("fine.mov"), finishes.completion());
+        rec->stop();
+        QVERIFY(finishes.waitFor(2));
+        QVERIFY(!finishes.calls()[1].error);
+        checkMovie(MovieProbe(setup.path("fine.mov")));
+    }
+
+    void aVanishedDestinationIsReportedAsMissingAndRecordingGoesOn() {
+        Setup setup(2);
+        QDir(setup.dir.path()).mkdir("gone");
+        QDir(setup.path("gone")).removeRecursively();
+        auto rec = recorder(setup);
+        Finishes finishes;
+        media_.feed(*rec, 0, 3);
+        rec->start(setup.path("gone/movie.mov"), finishes.completion());
+        QVERIFY(finishes.waitFor(1));
+        const auto call = finishes.calls()[0];
+        QVERIFY(call.error.has_value());
+        QCOMPARE(call.error->code, MovieWriter::creationFailedCode);
+        QVERIFY(call.error->underlying);
+        QCOMPARE(call.error->underlying->domain, Error::posixDomain);
+        QCOMPARE(call.error->underlying->code, ENOENT);
+        media_.feed(*rec, 3, 4);
+        rec->start(setup.path("fine.mov"), finishes.completion());
+        rec->stop();
+        QVERIFY(finishes.waitFor(2));
+        QVERIFY(!finishes.calls()[1].error);
+        checkMovie(MovieProbe(setup.path("fine.mov")));
+    }
+
+    void aRecordingKilledMidwayLeavesAReadableMovie() {
+        QTemporaryDir dir;
+        const QString path = dir.filePath("killed.mov");
+        QProcess child;
+        child.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        child.start(QCoreApplication::applicationDirPath() + "/recording_crash_child", {path});
+        QVERIFY(child.waitForStarted());
+        QVERIFY(child.waitForReadyRead(20000));
+        QVERIFY(child.readLine().startsWith("recording"));
+        QTest::qWait(7000);
+        ::kill(static_cast<pid_t>(child.processId()), SIGKILL);
+        QVERIFY(child.waitForFinished());
+        QCOMPARE(child.exitStatus(), QProcess::CrashExit);
+        const MovieProbe probe(path);
+        QVERIFY2(probe.readable(), qPrintable(probe.errorText()));
+        QCOMPARE(probe.codec("video"), QStringLiteral("h264"));
+        QVERIFY(probe.firstFrameIsKeyframe());
+        QVERIFY(probe.timestampsMonotonic());
+        QVERIFY2(probe.videoSpan() >= 4.0, qPrintable(QString::number(probe.videoSpan())));
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_PreRollRecorder)
+#include "tst_PreRollRecorder.moc"
