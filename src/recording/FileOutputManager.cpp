@@ -10,6 +10,8 @@
 #include <unistd.h>
 #include <QDir>
 #include <QFile>
+#include <QHash>
+#include <QStringDecoder>
 #include <QTextBoundaryFinder>
 #include <cerrno>
 #include <cstring>
@@ -48,11 +50,12 @@ bool itemExists(const QString& path) {
     return lstat(QFile::encodeName(path).constData(), &st) == 0;
 }
 
-// A name read from the folder, or nothing when its bytes are not text that
-// converts back to the same bytes (such a file could not be addressed again).
+// A name read from the folder, or nothing when its bytes are not UTF-8 text
+// (such a file could not be addressed again through its decoded name).
 std::optional<QString> decodedName(const char* bytes) {
-    const QString name = QFile::decodeName(bytes);
-    if (QFile::encodeName(name) != QByteArrayView(bytes)) {
+    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+    QString name = decoder(QByteArrayView(bytes));
+    if (decoder.hasError()) {
         return std::nullopt;
     }
     return name;
@@ -113,9 +116,59 @@ QStringView withoutExtension(QStringView name) {
     return dot > 0 ? name.first(dot) : name;
 }
 
+}  // namespace
+
+// The UTC moment of local times. Each conversion of a local time looks the
+// time zone up again; a listing meets the same hours over and over, so it
+// learns each hour's offset once and converts directly where the offset is
+// the same at both ends of the hour.
+class LocalTimes {
+public:
+    std::optional<QDateTime> toUtc(QDate date, QTime time) {
+        const qint64 key = date.toJulianDay() * 24 + time.hour();
+        auto found = offsets_.constFind(key);
+        if (found == offsets_.cend()) {
+            found = offsets_.insert(key, hourOffset(date, time.hour()));
+        }
+        if (*found) {
+            return QDateTime(date, time, Qt::UTC).addSecs(-**found);
+        }
+        return convertedOnce(date, time);
+    }
+
+    static std::optional<QDateTime> convertedOnce(QDate date, QTime time) {
+        const QDateTime local(date, time, Qt::LocalTime);
+        return local.isValid() ? std::optional(local.toUTC()) : std::nullopt;
+    }
+
+private:
+    // The hour's offset when no change of offset lies within an hour of it,
+    // so every local time in it names exactly one moment.
+    static std::optional<int> hourOffset(QDate date, int hour) {
+        const QDateTime first(date, QTime(hour, 0, 0), Qt::LocalTime);
+        if (!first.isValid()) {
+            return std::nullopt;
+        }
+        const int offset = first.offsetFromUtc();
+        const qint64 naiveFirst = QDateTime(date, QTime(hour, 0, 0), Qt::UTC).toSecsSinceEpoch();
+        // Moments to local time are unambiguous; check the offset across the
+        // hour and an hour either side.
+        for (const qint64 moment : {naiveFirst - offset - 3600, naiveFirst - offset + 2 * 3600}) {
+            if (QDateTime::fromSecsSinceEpoch(moment, Qt::LocalTime).offsetFromUtc() != offset) {
+                return std::nullopt;
+            }
+        }
+        return offset;
+    }
+
+    QHash<qint64, std::optional<int>> offsets_;
+};
+
+namespace {
+
 // Reads "dddd-dd-dd dd.dd.dd" strictly; the fields must form a real date
 // and time of day.
-std::optional<QDateTime> parsedStart(QStringView text) {
+std::optional<QDateTime> parsedStart(QStringView text, LocalTimes* localTimes) {
     int fields[6] = {};
     // Offsets of each field, and the separator that must follow it.
     static constexpr struct {
@@ -144,11 +197,9 @@ std::optional<QDateTime> parsedStart(QStringView text) {
     if (!date.isValid() || !time.isValid()) {
         return std::nullopt;
     }
-    const QDateTime start(date, time, Qt::LocalTime);
-    if (!start.isValid()) {
-        return std::nullopt;
-    }
-    return start;
+    // Kept as UTC: comparing local times would convert them at every comparison.
+    return localTimes != nullptr ? localTimes->toUtc(date, time)
+                                 : LocalTimes::convertedOnce(date, time);
 }
 
 // Creation time from the file system, in nanoseconds since the epoch: the
@@ -260,6 +311,11 @@ QString FileOutputManager::recordingName(const QDateTime& start,
 }
 
 std::optional<QDateTime> FileOutputManager::startDate(const QString& fileName) {
+    return startDateOf(fileName, nullptr);
+}
+
+std::optional<QDateTime> FileOutputManager::startDateOf(QStringView fileName,
+                                                        LocalTimes* localTimes) {
     const QStringView stem = withoutExtension(fileName);
     if (stem.size() < dateLength) {
         return std::nullopt;
@@ -268,11 +324,12 @@ std::optional<QDateTime> FileOutputManager::startDate(const QString& fileName) {
     if (!rest.isEmpty() && !rest.startsWith(u" - ")) {
         return std::nullopt;
     }
-    return parsedStart(stem.first(dateLength));
+    return parsedStart(stem.first(dateLength), localTimes);
 }
 
 QList<Recording> FileOutputManager::recordings() const {
     QList<Recording> found;
+    LocalTimes localTimes;
     DirectoryListing listing(nelvoPath_);
     if (!listing.isOpen()) {
         return found;
@@ -288,7 +345,7 @@ QList<Recording> FileOutputManager::recordings() const {
         if (!name) {
             continue;
         }
-        std::optional<QDateTime> started = startDate(*name);
+        std::optional<QDateTime> started = startDateOf(*name, &localTimes);
         if (!started) {
             continue;
         }

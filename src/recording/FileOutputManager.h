@@ -9,6 +9,8 @@
 #include <QString>
 #include <optional>
 
+class LocalTimes;
+
 // Knows the recordings folder in use and everything about the names of the
 // files in it: issues a fresh, unique movie path for each recording that
 // starts, reads recordings back from the folder, finds the newest movie,
@@ -69,6 +71,7 @@ public:
     static std::optional<Error> removeFile(const QString& filePath);
 
 private:
+    static std::optional<QDateTime> startDateOf(QStringView fileName, LocalTimes* localTimes);
     bool isTaken(const QString& path) const;
 
     QString nelvoPath_;

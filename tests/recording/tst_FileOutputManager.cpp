@@ -249,6 +249,31 @@ private Q_SLOTS:
         }
     }
 
+    void listedStartsAgreeWithNamesAcrossClockChanges() {
+        QTemporaryDir dir;
+        // Around the spring and autumn clock changes in the test's zone.
+        const QStringList times{
+            "2025-03-30 01.59.59", "2025-03-30 03.00.00", "2025-03-30 03.30.00",
+            "2025-10-26 01.59.59", "2025-10-26 02.00.00", "2025-10-26 02.30.00",
+            "2025-10-26 02.59.59", "2025-10-26 03.00.00", "2025-10-26 03.00.01"};
+        for (const QString& time : times) {
+            makeFile(dir.filePath(time + QStringLiteral(" - Cam.mov")));
+            makeFile(dir.filePath(time + QStringLiteral(" - Cam.jpg")));
+        }
+        const QList<Recording> found = FileOutputManager(dir.path()).recordings();
+        QCOMPARE(found.size(), times.size() * 2);
+        for (const Recording& r : found) {
+            const std::optional<QDateTime> named = FileOutputManager::startDate(fileName(r.url));
+            QVERIFY(named);
+            // In the hour the clock repeats, a name fits two moments; either will do.
+            if (!fileName(r.url).startsWith(QStringLiteral("2025-10-26 02."))) {
+                QCOMPARE(r.started.toMSecsSinceEpoch(), named->toMSecsSinceEpoch());
+            }
+            QCOMPARE(r.started.toLocalTime().toString(u"yyyy-MM-dd HH.mm.ss"),
+                     fileName(r.url).first(19));
+        }
+    }
+
     void unreadableFolderListsNothing() {
         if (geteuid() == 0) {
             QSKIP("root reads every folder; the unprivileged run covers this");
