@@ -48,7 +48,7 @@ DemoCamera::DemoCamera(Options options)
     pool_ = gst_buffer_pool_new();
     GstStructure* config = gst_buffer_pool_get_config(pool_);
     auto format = caps();
-    gst_buffer_pool_config_set_params(config, format.get(), frameBytes(width, height), 2, 8);
+    gst_buffer_pool_config_set_params(config, format.get(), frameBytes(width, height), 2, 16);
     gst_buffer_pool_set_config(pool_, config);
     gst_buffer_pool_set_active(pool_, TRUE);
 }
@@ -82,6 +82,9 @@ void DemoCamera::rewind() {
 }
 
 GstBuffer* DemoCamera::produce(GstAppSrc*) {
+    if (options_.frameLimit >= 0 && frame_ >= static_cast<std::uint64_t>(options_.frameLimit)) {
+        return nullptr;
+    }
     GstBuffer* buffer = nullptr;
     if (gst_buffer_pool_acquire_buffer(pool_, &buffer, nullptr) != GST_FLOW_OK) {
         return nullptr;
@@ -111,7 +114,7 @@ void DemoCamera::drawFrame(std::uint8_t* data, double seconds) {
     for (std::size_t i = 0; i < pixels; ++i) {
         data[i] = static_cast<std::uint8_t>(std::clamp(wall[i] + noise[i], 0, 255));
     }
-    if (!crossingAt(seconds)) {
+    if (!options_.crossings || !crossingAt(seconds)) {
         return;
     }
     // The object walks from beyond the left edge to beyond the right edge.

@@ -15,7 +15,9 @@ public:
         int height = 720;
         int framesPerSecond = 30;
         bool realTime = true;
-        double noiseSigma = 2.0;  // luma levels
+        double noiseSigma = 2.0;    // luma levels
+        bool crossings = true;      // false: the still scene alone
+        long long frameLimit = -1;  // the stream ends after this many frames; -1: never
     };
 
     static constexpr double crossingPeriod = 20.0;

@@ -165,8 +165,15 @@ bool VideoEncoder::build(GstCaps* frameCaps) {
     auto avc = GstHandle<GstCaps>::adopt(
         gst_caps_from_string("video/x-h264,stream-format=avc,alignment=au"));
     g_object_set(format, "caps", avc.get(), nullptr);
-    g_object_set(output, "sync", FALSE, "async", FALSE, "emit-signals", TRUE, nullptr);
+    g_object_set(output, "sync", FALSE, "async", FALSE, "emit-signals", TRUE, "enable-last-sample",
+                 FALSE, nullptr);
     g_signal_connect(output, "new-sample", G_CALLBACK(&VideoEncoder::onEncoded), this);
+    gst_segment_init(&outputSegment_, GST_FORMAT_TIME);
+    auto outputPad = GstHandle<GstPad>::adopt(gst_element_get_static_pad(output, "sink"));
+    gst_pad_add_probe(outputPad.get(),
+                      static_cast<GstPadProbeType>(GST_PAD_PROBE_TYPE_BUFFER |
+                                                   GST_PAD_PROBE_TYPE_EVENT_DOWNSTREAM),
+                      &VideoEncoder::toCaptureTimes, this, nullptr);
 
     GstBin* bin = GST_BIN(pipeline_.get());
     gst_bin_add_many(bin, GST_ELEMENT(gst_object_ref(source_.get())), encoder, profile, parse,
@@ -207,6 +214,38 @@ void VideoEncoder::encode(GstSample* frame) {
         framesEncoding_.fetch_sub(1);
         sink_.recordLoss(CaptureLoss::encodeFailed);
     }
+}
+
+// Encoders may move their output to a later segment (x264 adds 1000 hours so
+// that decoding times stay positive). The recorder wants the capture times the
+// frames came in with, which are the output's running times: before the
+// appsink the segment is replaced with a plain one and every buffer's times
+// with their running times.
+GstPadProbeReturn VideoEncoder::toCaptureTimes(GstPad*, GstPadProbeInfo* info, gpointer self) {
+    auto* encoder = static_cast<VideoEncoder*>(self);
+    if (GST_PAD_PROBE_INFO_TYPE(info) & GST_PAD_PROBE_TYPE_EVENT_DOWNSTREAM) {
+        GstEvent* event = GST_PAD_PROBE_INFO_EVENT(info);
+        if (GST_EVENT_TYPE(event) == GST_EVENT_SEGMENT) {
+            const GstSegment* segment = nullptr;
+            gst_event_parse_segment(event, &segment);
+            encoder->outputSegment_ = *segment;
+            GstSegment plain;
+            gst_segment_init(&plain, GST_FORMAT_TIME);
+            gst_event_unref(event);
+            GST_PAD_PROBE_INFO_DATA(info) = gst_event_new_segment(&plain);
+        }
+        return GST_PAD_PROBE_OK;
+    }
+    GstBuffer* buffer = gst_buffer_make_writable(GST_PAD_PROBE_INFO_BUFFER(info));
+    const GstSegment& segment = encoder->outputSegment_;
+    const GstClockTime pts =
+        gst_segment_to_running_time(&segment, GST_FORMAT_TIME, GST_BUFFER_PTS(buffer));
+    const GstClockTime dts =
+        gst_segment_to_running_time(&segment, GST_FORMAT_TIME, GST_BUFFER_DTS(buffer));
+    GST_BUFFER_PTS(buffer) = pts;
+    GST_BUFFER_DTS(buffer) = GST_CLOCK_TIME_IS_VALID(dts) ? dts : pts;
+    GST_PAD_PROBE_INFO_DATA(info) = buffer;
+    return GST_PAD_PROBE_OK;
 }
 
 GstFlowReturn VideoEncoder::onEncoded(GstElement* appsink, gpointer self) {

@@ -49,6 +49,7 @@ public:
 private:
     VideoEncoder(CameraPipelineSink& sink, int width, int height);
     bool build(GstCaps* frameCaps);
+    static GstPadProbeReturn toCaptureTimes(GstPad* pad, GstPadProbeInfo* info, gpointer self);
     static GstFlowReturn onEncoded(GstElement* appsink, gpointer self);
     static GstBusSyncReply onBusMessage(GstBus* bus, GstMessage* message, gpointer self);
     void fail(const QString& why);
@@ -62,4 +63,5 @@ private:
     std::atomic<int> framesEncoding_{0};
     std::atomic<bool> failed_{false};
     std::atomic<bool> retired_{false};
+    GstSegment outputSegment_{};  // on the encoder's streaming thread only
 };
