@@ -92,6 +92,7 @@ bool CameraPipeline::configure() {
     gst_bus_set_sync_handler(bus.get(), &CameraPipeline::onBusMessage, this, nullptr);
 
     std::optional<QString> cameraID;
+    cameraIsLive_ = !camera_ || camera_->isLive();
     if (camera_ && addVideo(session)) {
         cameraID = camera_->uniqueID();
     } else if (session_) {
@@ -394,6 +395,12 @@ void CameraPipeline::detectMotion() {
             !gst_video_info_is_equal(&info, &*prepared)) {
             motionDetectRenderer_.prepare(caps, 3);
         }
+    }
+    // A source that is not live waits for the pipeline rather than losing
+    // frames, so measuring may wait too; a live camera never does.
+    if (!cameraIsLive_ && motionDetectRenderer_.isPrepared() &&
+        !motionDetectRenderer_.hasFreeMotionImage()) {
+        detectionQueue_.drain();
     }
     const MotionDetectRenderer::Images images = motionDetectRenderer_.render(
         lastSampleBuffer_.get(), currentSampleBuffer_.get(), wantsPreview_);

@@ -88,6 +88,7 @@ private:
     std::weak_ptr<CameraPipelineDelegate> delegate_;
     GstHandle<GstElement> session_;
     bool running_ = false;
+    bool cameraIsLive_ = true;  // set while the session is down
 
     // Confined to the video streaming thread ("VideoDataQueue").
     std::unique_ptr<VideoEncoder> compressionSession_;

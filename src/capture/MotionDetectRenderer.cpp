@@ -145,6 +145,11 @@ void MotionDetectRenderer::renderSparse(const std::uint8_t* previous, int previo
     }
 }
 
+bool MotionDetectRenderer::hasFreeMotionImage() const {
+    return std::any_of(motionPool_.begin(), motionPool_.end(),
+                       [](const auto& image) { return image.use_count() == 1; });
+}
+
 std::shared_ptr<MotionImage> MotionDetectRenderer::takeMotionImage() {
     for (const auto& image : motionPool_) {
         if (image.use_count() == 1) {

@@ -37,6 +37,8 @@ public:
     };
 
     bool isPrepared() const { return prepared_; }
+    // Whether a motion image is free (none is held by a reader).
+    bool hasFreeMotionImage() const;
     const std::optional<GstVideoInfo>& inputFormat() const { return input_; }
 
     // Accepts formats whose first plane is 8-bit luma (I420, NV12, Y444, GRAY8
