@@ -1,0 +1,221 @@
+// Capture figures: sparse motion measurement against a full-frame one, the
+// whole armed pipeline's CPU against a bare capture-and-encode pipeline, and
+// frames lost over a minute of 720p30.
+#include "CameraPipeline.h"
+#include "Defaults.h"
+#include "DemoCamera.h"
+#include "MotionDetectRenderer.h"
+#include "SettingsKeys.h"
+
+#include <gst/video/video.h>
+#include <QCoreApplication>
+#include <QTemporaryDir>
+#include <chrono>
+#include <cstdio>
+#include <ctime>
+#include <mutex>
+#include <random>
+#include <thread>
+#include <vector>
+
+namespace {
+
+double processCpuSeconds() {
+    timespec now{};
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
+    return now.tv_sec + now.tv_nsec / 1e9;
+}
+
+double wallSeconds() {
+    return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch())
+        .count();
+}
+
+GstHandle<GstSample> noisyFrame(int width, int height, unsigned seed, int objectLeft) {
+    GstVideoInfo info;
+    gst_video_info_set_format(&info, GST_VIDEO_FORMAT_I420, width, height);
+    GstBuffer* buffer = gst_buffer_new_allocate(nullptr, GST_VIDEO_INFO_SIZE(&info), nullptr);
+    GstMapInfo map;
+    gst_buffer_map(buffer, &map, GST_MAP_WRITE);
+    std::mt19937 generator(seed);
+    std::normal_distribution<double> noise(0, 2);
+    for (int y = 0; y < height; ++y) {
+        for (int x = 0; x < width; ++x) {
+            const bool object = x >= objectLeft && x < objectLeft + width / 8 && y > height / 4 &&
+                                y < height * 3 / 4;
+            map.data[y * width + x] = static_cast<guint8>(std::clamp(
+                (object ? 40 : 150 + 40 * x / width) + static_cast<int>(noise(generator)), 0, 255));
+        }
+    }
+    std::fill(map.data + width * height, map.data + map.size, 128);
+    gst_buffer_unmap(buffer, &map);
+    auto caps = GstHandle<GstCaps>::adopt(gst_video_info_to_caps(&info));
+    auto sample = GstHandle<GstSample>::adopt(gst_sample_new(buffer, caps.get(), nullptr, nullptr));
+    gst_buffer_unref(buffer);
+    return sample;
+}
+
+void benchMotion() {
+    const auto before = noisyFrame(1920, 1080, 1, 400);
+    const auto after = noisyFrame(1920, 1080, 2, 480);
+    MotionDetectRenderer renderer;
+    renderer.prepare(gst_sample_get_caps(before.get()), 3);
+    GstVideoInfo info;
+    gst_video_info_from_caps(&info, gst_sample_get_caps(before.get()));
+    GstVideoFrame a;
+    GstVideoFrame b;
+    gst_video_frame_map(&a, &info, gst_sample_get_buffer(before.get()), GST_MAP_READ);
+    gst_video_frame_map(&b, &info, gst_sample_get_buffer(after.get()), GST_MAP_READ);
+    MotionImage image;
+    image.resize(1920, 1080, MotionDetectRenderer::skipPixels);
+
+    const int sparseRuns = 500;
+    double start = wallSeconds();
+    for (int i = 0; i < sparseRuns; ++i) {
+        MotionDetectRenderer::renderSparse(
+            static_cast<const guint8*>(GST_VIDEO_FRAME_PLANE_DATA(&a, 0)),
+            GST_VIDEO_FRAME_PLANE_STRIDE(&a, 0),
+            static_cast<const guint8*>(GST_VIDEO_FRAME_PLANE_DATA(&b, 0)),
+            GST_VIDEO_FRAME_PLANE_STRIDE(&b, 0), image);
+    }
+    const double sparseMs = (wallSeconds() - start) * 1000 / sparseRuns;
+
+    // The straightforward way: blur every pixel of both frames, take the
+    // difference everywhere, then read the same grid.
+    std::vector<guint8> mask(1920 * 1080);
+    const int fullRuns = 10;
+    int moved = 0;
+    start = wallSeconds();
+    for (int i = 0; i < fullRuns; ++i) {
+        renderer.renderFullFrameMask(a, b, mask.data());
+        for (int y = 0; y < 1079; y += 20) {
+            for (int x = 0; x < 1919; x += 20) {
+                moved += mask[y * 1920 + x];
+            }
+        }
+    }
+    const double fullMs = (wallSeconds() - start) * 1000 / fullRuns;
+    gst_video_frame_unmap(&a);
+    gst_video_frame_unmap(&b);
+    std::printf("motion_measure_1080p_ms: %.3f ms\n", sparseMs);
+    std::printf("motion_fullframe_1080p_ms: %.2f ms\n", fullMs);
+    std::printf("motion_speedup: %.1f x\n", fullMs / sparseMs);
+    std::fflush(stdout);
+    (void)moved;
+}
+
+// Counts what the pipeline feeds; the recorder's rings are not part of this figure.
+class TallySink : public CameraPipelineSink {
+public:
+    void appendVideo(GstHandle<GstSample>) override { ++video; }
+    void appendAudio(GstHandle<GstSample>) override {}
+    void setNewestFrame(GstHandle<GstSample> frame) override {
+        std::lock_guard guard(mutex);
+        newest = std::move(frame);
+    }
+    void recordLoss(CaptureLoss) override { ++lost; }
+    void reset() override {}
+    std::atomic<long long> video{0};
+    std::atomic<long long> lost{0};
+    std::mutex mutex;
+    GstHandle<GstSample> newest;
+};
+
+class CountingDelegate : public CameraPipelineDelegate {
+public:
+    void motionMeasured(CameraPipeline&, double, bool) override { ++measured; }
+    void sessionError(CameraPipeline&, std::optional<Error>) override {}
+    std::atomic<long long> measured{0};
+};
+
+QString sourceFor(int width, int height, int frames) {
+    return QStringLiteral(
+               "videotestsrc is-live=true num-buffers=%3 ! capsfilter "
+               "caps=video/x-raw,format=I420,width=%1,height=%2,framerate=30/1")
+        .arg(width)
+        .arg(height)
+        .arg(frames);
+}
+
+double barePipelineCpuPerFrame(int width, int height, int frames) {
+    const QString description =
+        sourceFor(width, height, frames) +
+        QStringLiteral(
+            " ! x264enc name=encoder ! video/x-h264,profile=high ! h264parse ! "
+            "video/x-h264,stream-format=avc,alignment=au ! fakesink sync=false");
+    GstElement* pipeline = gst_parse_launch(description.toUtf8().constData(), nullptr);
+    GstElement* encoder = gst_bin_get_by_name(GST_BIN(pipeline), "encoder");
+    VideoEncoder::configureEncoder(encoder, QStringLiteral("x264enc"), 30);
+    gst_object_unref(encoder);
+    const double start = processCpuSeconds();
+    gst_element_set_state(pipeline, GST_STATE_PLAYING);
+    GstBus* bus = gst_element_get_bus(pipeline);
+    GstMessage* message = gst_bus_timed_pop_filtered(
+        bus, GST_CLOCK_TIME_NONE, static_cast<GstMessageType>(GST_MESSAGE_EOS | GST_MESSAGE_ERROR));
+    gst_message_unref(message);
+    gst_element_set_state(pipeline, GST_STATE_NULL);
+    const double cpu = processCpuSeconds() - start;
+    gst_object_unref(bus);
+    gst_object_unref(pipeline);
+    return cpu / frames;
+}
+
+double nelvoPipelineCpuPerFrame(Defaults& defaults, int width, int height, int frames) {
+    TallySink sink;
+    auto delegate = std::make_shared<CountingDelegate>();
+    CameraPipeline pipeline(
+        defaults, sink,
+        std::make_shared<LaunchSource>(QStringLiteral("bench"), QStringLiteral("Bench"),
+                                       sourceFor(width, height, frames)),
+        nullptr);
+    pipeline.setDelegate(delegate);
+    pipeline.configure();
+    const double start = processCpuSeconds();
+    pipeline.startRunning();
+    while (delegate->measured < frames) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    pipeline.stopRunning();
+    return (processCpuSeconds() - start) / frames;
+}
+
+void benchArmedCpu(Defaults& defaults, const char* name, int width, int height) {
+    const int frames = 150;
+    const double bare = barePipelineCpuPerFrame(width, height, frames);
+    const double nelvo = nelvoPipelineCpuPerFrame(defaults, width, height, frames);
+    std::printf("armed_cpu_bare_%s_ms_per_frame: %.2f ms\n", name, bare * 1000);
+    std::printf("armed_cpu_nelvo_%s_ms_per_frame: %.2f ms\n", name, nelvo * 1000);
+    std::printf("armed_cpu_ratio_%s: %.3f x\n", name, nelvo / bare);
+    std::fflush(stdout);
+}
+
+void benchFramesLost(Defaults& defaults) {
+    TallySink sink;
+    auto delegate = std::make_shared<CountingDelegate>();
+    DemoCamera::Options options;  // 1280x720, 30 frames a second, real time
+    CameraPipeline pipeline(defaults, sink, std::make_shared<DemoCamera>(options), nullptr);
+    pipeline.setDelegate(delegate);
+    pipeline.configure();
+    pipeline.startRunning();
+    std::this_thread::sleep_for(std::chrono::seconds(60));
+    pipeline.stopRunning();
+    std::printf("frames_measured_60s_720p: %lld frames\n", delegate->measured.load());
+    std::printf("frames_encoded_60s_720p: %lld frames\n", sink.video.load());
+    std::printf("frames_lost_60s_720p: %lld frames\n", sink.lost.load());
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    QCoreApplication app(argc, argv);
+    Gst::ensureInitialised();
+    QTemporaryDir dir;
+    Defaults defaults(dir.filePath(QStringLiteral("Nelvo.conf")));
+    defaults.set(SettingsKeys::motionTriggerThreshold, 50);
+    defaults.set(SettingsKeys::motionTriggerEnabled, true);
+    benchMotion();
+    benchArmedCpu(defaults, "720p", 1280, 720);
+    benchArmedCpu(defaults, "1080p", 1920, 1080);
+    benchFramesLost(defaults);
+    return 0;
+}

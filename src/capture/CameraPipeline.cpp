@@ -1,0 +1,428 @@
+#include "CameraPipeline.h"
+
+#include "Defaults.h"
+#include "Log.h"
+#include "MotionDetector.h"
+#include "SettingsKeys.h"
+#include "SoundLevel.h"
+
+#include <gst/app/gstappsink.h>
+#include <gst/audio/audio.h>
+#include <cmath>
+#include <limits>
+
+namespace {
+
+constexpr double noLevel = std::numeric_limits<double>::quiet_NaN();
+
+GstElement* make(const char* factory, const char* name = nullptr) {
+    return gst_element_factory_make(factory, name);
+}
+
+bool sameSize(GstCaps* a, GstCaps* b) {
+    if (a == b) {
+        return true;
+    }
+    GstVideoInfo first;
+    GstVideoInfo second;
+    return a && b && gst_video_info_from_caps(&first, a) && gst_video_info_from_caps(&second, b) &&
+           first.width == second.width && first.height == second.height;
+}
+
+Error errorFrom(const GError* error) {
+    Error result;
+    if (error->domain == GST_RESOURCE_ERROR) {
+        result.domain = Error::gstResourceDomain;
+    } else if (error->domain == GST_STREAM_ERROR) {
+        result.domain = Error::gstStreamDomain;
+    } else {
+        result.domain = QString::fromUtf8(g_quark_to_string(error->domain));
+    }
+    result.code = error->code;
+    result.description = QString::fromUtf8(error->message);
+    return result;
+}
+
+// The branch's elements after the source: conversion to the format the
+// pipeline works in, the data queue whose thread runs the callbacks, the sink.
+struct Branch {
+    GstElement* convert;
+    GstElement* format;
+    GstElement* queue;
+    GstElement* sink;
+};
+
+}  // namespace
+
+CameraPipeline::CameraPipeline(Defaults& defaults, CameraPipelineSink& recorder,
+                               std::shared_ptr<CaptureSource> camera,
+                               std::shared_ptr<CaptureSource> microphone)
+    : defaults_(defaults),
+      recorder_(recorder),
+      camera_(std::move(camera)),
+      microphone_(std::move(microphone)),
+      audioLevel_(noLevel) {
+    Gst::ensureInitialised();
+}
+
+CameraPipeline::~CameraPipeline() {
+    stopRunning();
+    tearDownSession();
+}
+
+void CameraPipeline::setDelegate(std::weak_ptr<CameraPipelineDelegate> delegate) {
+    delegate_ = std::move(delegate);
+}
+
+void CameraPipeline::setDevices(std::shared_ptr<CaptureSource> camera,
+                                std::shared_ptr<CaptureSource> microphone) {
+    camera_ = std::move(camera);
+    microphone_ = std::move(microphone);
+}
+
+bool CameraPipeline::configure() {
+    const bool wasRunning = running_;
+    stopRunning();
+    tearDownSession();
+    // Pick the encoder now, off the capture threads: probing hardware blocks.
+    VideoEncoder::bestEncoderName();
+    session_ = GstHandle<GstElement>::ref(gst_pipeline_new("CaptureSession"));
+    GstBin* session = GST_BIN(session_.get());
+    auto bus = GstHandle<GstBus>::adopt(gst_element_get_bus(session_.get()));
+    gst_bus_set_sync_handler(bus.get(), &CameraPipeline::onBusMessage, this, nullptr);
+
+    std::optional<QString> cameraID;
+    cameraIsLive_ = !camera_ || camera_->isLive();
+    if (camera_ && addVideo(session)) {
+        cameraID = camera_->uniqueID();
+    } else if (session_) {
+        Log::line(QStringLiteral("No usable camera, capturing audio only"));
+    }
+    if (!session_) {
+        return false;
+    }
+    hasMicrophone_ = microphone_ && addAudio(session);
+    if (!hasMicrophone_ && session_) {
+        Log::line(QStringLiteral("No usable audio device, recording video only"));
+    }
+    if (!session_) {
+        return false;
+    }
+    audioLevel_ = noLevel;
+    std::optional<QString> key =
+        cameraID ? std::optional(MotionDetector::thresholdKeyFor(*cameraID)) : std::nullopt;
+    detectionQueue_.async([this, cameraID, key] {
+        cameraID_ = cameraID;
+        thresholdKey_ = key;
+    });
+    if (wasRunning) {
+        startRunning();
+    }
+    return true;
+}
+
+// Adds the camera and the video output. False when the camera cannot be used;
+// a missing output also drops the whole session (configure then fails).
+bool CameraPipeline::addVideo(GstBin* session) {
+    GstHandle<GstElement> source = camera_->makeElement();
+    if (!source ||
+        gst_element_set_state(source.get(), GST_STATE_READY) == GST_STATE_CHANGE_FAILURE) {
+        if (source) {
+            gst_element_set_state(source.get(), GST_STATE_NULL);
+        }
+        return false;
+    }
+    const Branch branch{make("videoconvert"), make("capsfilter"), make("queue", "VideoDataQueue"),
+                        make("appsink", "video")};
+    if (!branch.convert || !branch.format || !branch.queue || !branch.sink) {
+        Log::line(QStringLiteral("Could not add video data output to the session"));
+        tearDownSession();
+        return false;
+    }
+    auto caps = GstHandle<GstCaps>::adopt(gst_caps_from_string("video/x-raw,format=I420"));
+    g_object_set(branch.format, "caps", caps.get(), nullptr);
+    // A live camera's frames that wait too long are dropped, and counted.
+    g_object_set(branch.queue, "max-size-buffers", 3u, "max-size-bytes", 0u, "max-size-time",
+                 guint64(0), nullptr);
+    if (camera_->isLive()) {
+        gst_util_set_object_arg(G_OBJECT(branch.queue), "leaky", "downstream");
+        g_signal_connect(branch.queue, "overrun", G_CALLBACK(&CameraPipeline::onVideoDropped),
+                         this);
+    }
+    g_object_set(branch.sink, "sync", FALSE, "enable-last-sample", FALSE, nullptr);
+    static const GstAppSinkCallbacks callbacks = [] {
+        GstAppSinkCallbacks result{};
+        result.new_sample = &CameraPipeline::onVideoSample;
+        return result;
+    }();
+    gst_app_sink_set_callbacks(GST_APP_SINK(branch.sink),
+                               const_cast<GstAppSinkCallbacks*>(&callbacks), this, nullptr);
+
+    gst_bin_add_many(session, GST_ELEMENT(gst_object_ref(source.get())), branch.convert,
+                     branch.format, branch.queue, branch.sink, nullptr);
+    if (!gst_element_link_many(branch.convert, branch.format, branch.queue, branch.sink, nullptr)) {
+        Log::line(QStringLiteral("Could not add video data output to the session"));
+        tearDownSession();
+        return false;
+    }
+    if (!gst_element_link(source.get(), branch.convert)) {
+        gst_element_set_state(source.get(), GST_STATE_NULL);
+        for (GstElement* element :
+             {source.get(), branch.convert, branch.format, branch.queue, branch.sink}) {
+            gst_bin_remove(session, element);
+        }
+        return false;
+    }
+    return true;
+}
+
+bool CameraPipeline::addAudio(GstBin* session) {
+    GstHandle<GstElement> source = microphone_->makeElement();
+    if (!source ||
+        gst_element_set_state(source.get(), GST_STATE_READY) == GST_STATE_CHANGE_FAILURE) {
+        if (source) {
+            gst_element_set_state(source.get(), GST_STATE_NULL);
+        }
+        return false;
+    }
+    const Branch branch{make("audioconvert"), make("capsfilter"), make("queue", "AudioDataQueue"),
+                        make("appsink", "audio")};
+    if (!branch.convert || !branch.format || !branch.queue || !branch.sink) {
+        Log::line(QStringLiteral("Could not add audio data output to the session"));
+        tearDownSession();
+        return false;
+    }
+    auto caps = GstHandle<GstCaps>::adopt(
+        gst_caps_from_string("audio/x-raw,format=S16LE,layout=interleaved"));
+    g_object_set(branch.format, "caps", caps.get(), nullptr);
+    g_object_set(branch.queue, "max-size-buffers", 0u, "max-size-bytes", 0u, "max-size-time",
+                 guint64(GST_SECOND), nullptr);
+    if (microphone_->isLive()) {
+        gst_util_set_object_arg(G_OBJECT(branch.queue), "leaky", "downstream");
+    }
+    g_object_set(branch.sink, "sync", FALSE, "enable-last-sample", FALSE, nullptr);
+    static const GstAppSinkCallbacks callbacks = [] {
+        GstAppSinkCallbacks result{};
+        result.new_sample = &CameraPipeline::onAudioSample;
+        return result;
+    }();
+    gst_app_sink_set_callbacks(GST_APP_SINK(branch.sink),
+                               const_cast<GstAppSinkCallbacks*>(&callbacks), this, nullptr);
+
+    gst_bin_add_many(session, GST_ELEMENT(gst_object_ref(source.get())), branch.convert,
+                     branch.format, branch.queue, branch.sink, nullptr);
+    if (!gst_element_link_many(branch.convert, branch.format, branch.queue, branch.sink, nullptr)) {
+        Log::line(QStringLiteral("Could not add audio data output to the session"));
+        tearDownSession();
+        return false;
+    }
+    if (!gst_element_link(source.get(), branch.convert)) {
+        gst_element_set_state(source.get(), GST_STATE_NULL);
+        for (GstElement* element :
+             {source.get(), branch.convert, branch.format, branch.queue, branch.sink}) {
+            gst_bin_remove(session, element);
+        }
+        return false;
+    }
+    return true;
+}
+
+void CameraPipeline::tearDownSession() {
+    if (!session_) {
+        return;
+    }
+    gst_element_set_state(session_.get(), GST_STATE_NULL);
+    auto bus = GstHandle<GstBus>::adopt(gst_element_get_bus(session_.get()));
+    gst_bus_set_sync_handler(bus.get(), nullptr, nullptr, nullptr);
+    session_.reset();
+}
+
+void CameraPipeline::startRunning() {
+    if (running_ || !session_) {
+        return;
+    }
+    running_ = true;
+    gst_element_set_state(session_.get(), GST_STATE_PLAYING);
+    for (const auto& source : {camera_, microphone_}) {
+        if (source) {
+            source->sessionStarted();
+        }
+    }
+}
+
+void CameraPipeline::stopRunning() {
+    if (!running_) {
+        return;
+    }
+    running_ = false;
+    for (const auto& source : {camera_, microphone_}) {
+        if (source) {
+            source->sessionStopping();
+        }
+    }
+    gst_element_set_state(session_.get(), GST_STATE_NULL);
+    for (const auto& source : {camera_, microphone_}) {
+        if (source) {
+            source->sessionStopped();
+        }
+    }
+    // The streaming threads are stopped: their state can be cleared from here.
+    invalidateCompressionNow();
+    lastSampleBuffer_.reset();
+    currentSampleBuffer_.reset();
+    rendererCaps_.reset();
+    audioCaps_.reset();
+    audioLevel_ = noLevel;
+    encoderTeardown_.drain();
+}
+
+std::optional<double> CameraPipeline::audioLevel() const {
+    const double level = audioLevel_.load();
+    if (!hasMicrophone_ || std::isnan(level)) {
+        return std::nullopt;
+    }
+    return level;
+}
+
+GstBusSyncReply CameraPipeline::onBusMessage(GstBus*, GstMessage* message, gpointer self) {
+    if (GST_MESSAGE_TYPE(message) == GST_MESSAGE_ERROR) {
+        auto* pipeline = static_cast<CameraPipeline*>(self);
+        GError* error = nullptr;
+        gst_message_parse_error(message, &error, nullptr);
+        std::optional<Error> reported;
+        if (error) {
+            reported = errorFrom(error);
+            g_error_free(error);
+        }
+        if (auto delegate = pipeline->delegate_.lock()) {
+            delegate->sessionError(*pipeline, std::move(reported));
+        }
+    }
+    gst_message_unref(message);
+    return GST_BUS_DROP;
+}
+
+void CameraPipeline::onVideoDropped(GstElement*, gpointer self) {
+    static_cast<CameraPipeline*>(self)->recorder_.recordLoss(CaptureLoss::captureDropped);
+}
+
+GstFlowReturn CameraPipeline::onAudioSample(GstAppSink* sink, gpointer self) {
+    auto* pipeline = static_cast<CameraPipeline*>(self);
+    auto sample = GstHandle<GstSample>::adopt(gst_app_sink_pull_sample(sink));
+    if (!sample) {
+        return GST_FLOW_OK;
+    }
+    GstCaps* caps = gst_sample_get_caps(sample.get());
+    if (caps != pipeline->audioCaps_.get()) {
+        GstAudioInfo info;
+        pipeline->audioCaps_ = GstHandle<GstCaps>::ref(caps);
+        pipeline->audioChannels_ =
+            caps && gst_audio_info_from_caps(&info, caps) ? info.channels : 0;
+    }
+    GstBuffer* buffer = gst_sample_get_buffer(sample.get());
+    GstMapInfo map;
+    if (pipeline->audioChannels_ > 0 && buffer && gst_buffer_map(buffer, &map, GST_MAP_READ)) {
+        const int channels = pipeline->audioChannels_;
+        pipeline->audioLevel_ = SoundLevel::averagePowerLevel(
+            reinterpret_cast<const gint16*>(map.data), map.size / (2 * channels), channels);
+        gst_buffer_unmap(buffer, &map);
+    }
+    pipeline->recorder_.appendAudio(std::move(sample));
+    return GST_FLOW_OK;
+}
+
+GstFlowReturn CameraPipeline::onVideoSample(GstAppSink* sink, gpointer self) {
+    auto sample = GstHandle<GstSample>::adopt(gst_app_sink_pull_sample(sink));
+    if (sample) {
+        static_cast<CameraPipeline*>(self)->handleFrame(std::move(sample));
+    }
+    return GST_FLOW_OK;
+}
+
+// Every frame, in this order: encode it, give it to the recorder as the newest
+// frame, move it into the previous/current pair, measure the pair.
+void CameraPipeline::handleFrame(GstHandle<GstSample> sample) {
+    if (invalidateRequested_.exchange(false)) {
+        invalidateCompressionNow();
+    }
+    encode(sample.get());
+    recorder_.setNewestFrame(sample);
+    // The first frame, and the first of a new size, is compared with itself.
+    const bool startsOver =
+        !currentSampleBuffer_ || !sameSize(gst_sample_get_caps(currentSampleBuffer_.get()),
+                                           gst_sample_get_caps(sample.get()));
+    lastSampleBuffer_ = startsOver ? sample : std::move(currentSampleBuffer_);
+    currentSampleBuffer_ = std::move(sample);
+    detectMotion();
+}
+
+void CameraPipeline::encode(GstSample* sample) {
+    GstCaps* caps = gst_sample_get_caps(sample);
+    if (!compressionSession_ || !sameSize(compressionCaps_.get(), caps)) {
+        invalidateCompressionNow();
+        compressionSession_ = VideoEncoder::create(recorder_, caps);
+        if (!compressionSession_) {
+            return;
+        }
+        ++encodersCreated_;
+    }
+    if (caps != compressionCaps_.get()) {
+        compressionCaps_ = GstHandle<GstCaps>::ref(caps);
+    }
+    compressionSession_->encode(sample);
+    framesEncoding_ = compressionSession_->framesEncoding();
+}
+
+// The old encoder is stopped on its own queue (stopping waits for its thread);
+// what it still had in flight is forgotten.
+void CameraPipeline::invalidateCompressionNow() {
+    compressionCaps_.reset();
+    framesEncoding_ = 0;
+    if (compressionSession_) {
+        compressionSession_->retire();
+        encoderTeardown_.async(
+            [encoder = std::move(compressionSession_)]() mutable { encoder.reset(); });
+    }
+}
+
+void CameraPipeline::detectMotion() {
+    GstCaps* caps = gst_sample_get_caps(currentSampleBuffer_.get());
+    if (caps != rendererCaps_.get()) {
+        rendererCaps_ = GstHandle<GstCaps>::ref(caps);
+        GstVideoInfo info;
+        const auto& prepared = motionDetectRenderer_.inputFormat();
+        if (!prepared || !caps || !gst_video_info_from_caps(&info, caps) ||
+            !gst_video_info_is_equal(&info, &*prepared)) {
+            motionDetectRenderer_.prepare(caps, 3);
+        }
+    }
+    // A source that is not live waits for the pipeline rather than losing
+    // frames, so measuring may wait too; a live camera never does.
+    if (!cameraIsLive_ && motionDetectRenderer_.isPrepared() &&
+        !motionDetectRenderer_.hasFreeMotionImage()) {
+        detectionQueue_.drain();
+    }
+    const MotionDetectRenderer::Images images = motionDetectRenderer_.render(
+        lastSampleBuffer_.get(), currentSampleBuffer_.get(), wantsPreview_);
+    if (!images.motion) {
+        Log::line(QStringLiteral("Unable to filter video buffer"));
+        return;
+    }
+    detectionQueue_.async([this, motion = images.motion] { measureMotion(*motion); });
+    if (images.preview) {
+        if (auto delegate = delegate_.lock()) {
+            delegate->previewImage(*this, *images.preview);
+        }
+    }
+}
+
+void CameraPipeline::measureMotion(const MotionImage& image) {
+    const auto zones = DetectionZones::zones(cameraID_, defaults_);
+    const MotionDetector::Measurement measurement = MotionDetector::measure(image, *zones);
+    const bool triggered =
+        MotionDetector::triggered(measurement, MotionDetector::threshold(thresholdKey_, defaults_),
+                                  defaults_.boolValue(SettingsKeys::motionTriggerEnabled));
+    if (auto delegate = delegate_.lock()) {
+        delegate->motionMeasured(*this, measurement.level, triggered);
+    }
+}

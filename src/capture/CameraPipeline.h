@@ -1,0 +1,120 @@
+#pragma once
+
+#include "CameraPipelineDelegate.h"
+#include "CameraPipelineSink.h"
+#include "CaptureSource.h"
+#include "GstHandle.h"
+#include "MotionDetectRenderer.h"
+#include "SerialQueue.h"
+#include "VideoEncoder.h"
+
+#include <gst/app/gstappsink.h>
+#include <QString>
+#include <atomic>
+#include <memory>
+#include <optional>
+
+class Defaults;
+
+// One capture chain: a camera and optionally a microphone in one GStreamer
+// capture session, every frame encoded to H.264 for the recorder and compared
+// with the one before it for motion. It measures, encodes and feeds the
+// recorder; it never decides whether to record.
+//
+// Threads: the video appsink's streaming thread is the "VideoDataQueue" (the
+// queue element of that name), the audio one the "AudioDataQueue"; measuring
+// runs on the serial "DetectionQueue"; configure and start/stop run on the
+// owner's session queue.
+class CameraPipeline {
+public:
+    static constexpr int skipPixels = MotionDetectRenderer::skipPixels;
+
+    CameraPipeline(Defaults& defaults, CameraPipelineSink& recorder,
+                   std::shared_ptr<CaptureSource> camera,
+                   std::shared_ptr<CaptureSource> microphone);
+    ~CameraPipeline();
+    CameraPipeline(const CameraPipeline&) = delete;
+    CameraPipeline& operator=(const CameraPipeline&) = delete;
+
+    void setDelegate(std::weak_ptr<CameraPipelineDelegate> delegate);
+    // Takes effect at the next configure.
+    void setDevices(std::shared_ptr<CaptureSource> camera,
+                    std::shared_ptr<CaptureSource> microphone);
+    const std::shared_ptr<CaptureSource>& camera() const { return camera_; }
+    const std::shared_ptr<CaptureSource>& microphone() const { return microphone_; }
+
+    // Builds the capture session from the devices; prints what it could not
+    // use. False when an output could not be added. Stops a running session.
+    bool configure();
+    void startRunning();
+    void stopRunning();
+    bool isRunning() const { return running_; }
+
+    // The microphone's level in dBFS for the meter; absent without a
+    // microphone or before it delivered audio. Safe from any thread.
+    std::optional<double> audioLevel() const;
+
+    // Ends the encoder; the next frame makes a new one.
+    void invalidateCompression() { invalidateRequested_ = true; }
+
+    void setWantsPreview(bool wanted) { wantsPreview_ = wanted; }
+    bool wantsPreview() const { return wantsPreview_; }
+
+    // Encoders made so far and the size of the current one (tests, logs).
+    int compressionSessionsCreated() const { return encodersCreated_; }
+    int framesEncoding() const { return framesEncoding_; }
+
+    SerialQueue& detectionQueue() { return detectionQueue_; }
+
+private:
+    static GstFlowReturn onVideoSample(GstAppSink* sink, gpointer self);
+    static GstFlowReturn onAudioSample(GstAppSink* sink, gpointer self);
+    static void onVideoDropped(GstElement* queue, gpointer self);
+    static GstBusSyncReply onBusMessage(GstBus* bus, GstMessage* message, gpointer self);
+
+    bool addVideo(GstBin* session);
+    bool addAudio(GstBin* session);
+    void tearDownSession();
+    void handleFrame(GstHandle<GstSample> sample);
+    void encode(GstSample* sample);
+    void invalidateCompressionNow();
+    void detectMotion();
+    void measureMotion(const MotionImage& image);
+
+    Defaults& defaults_;
+    CameraPipelineSink& recorder_;
+    std::shared_ptr<CaptureSource> camera_;
+    std::shared_ptr<CaptureSource> microphone_;
+    std::weak_ptr<CameraPipelineDelegate> delegate_;
+    GstHandle<GstElement> session_;
+    bool running_ = false;
+    bool cameraIsLive_ = true;  // set while the session is down
+
+    // Confined to the video streaming thread ("VideoDataQueue").
+    std::unique_ptr<VideoEncoder> compressionSession_;
+    GstHandle<GstCaps> compressionCaps_;  // caps the encoder was checked against
+    GstHandle<GstCaps> rendererCaps_;     // caps the renderer was checked against
+    MotionDetectRenderer motionDetectRenderer_;
+    GstHandle<GstSample> lastSampleBuffer_;
+    GstHandle<GstSample> currentSampleBuffer_;
+
+    // Confined to the audio streaming thread ("AudioDataQueue").
+    GstHandle<GstCaps> audioCaps_;
+    int audioChannels_ = 0;
+
+    // Confined to the detection queue.
+    std::optional<QString> cameraID_;
+    std::optional<QString> thresholdKey_;
+
+    std::atomic<bool> wantsPreview_{false};
+    std::atomic<bool> invalidateRequested_{false};
+    std::atomic<bool> hasMicrophone_{false};
+    std::atomic<double> audioLevel_;
+    std::atomic<int> encodersCreated_{0};
+    std::atomic<int> framesEncoding_{0};
+
+    // Declared last: destroyed first, running what is still enqueued while
+    // everything above is alive.
+    SerialQueue encoderTeardown_{"EncoderTeardown"};
+    SerialQueue detectionQueue_{"DetectionQueue"};
+};

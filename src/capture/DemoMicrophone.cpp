@@ -1,0 +1,65 @@
+#include "DemoMicrophone.h"
+
+#include <cmath>
+
+DemoMicrophone::DemoMicrophone(bool realTime)
+    : FeederSource(QStringLiteral("nelvo-demo-microphone"), QStringLiteral("Demo Microphone"),
+                   realTime) {
+    pool_ = gst_buffer_pool_new();
+    GstStructure* config = gst_buffer_pool_get_config(pool_);
+    auto format = caps();
+    gst_buffer_pool_config_set_params(config, format.get(), framesPerBuffer * 2, 4, 16);
+    gst_buffer_pool_set_config(pool_, config);
+    gst_buffer_pool_set_active(pool_, TRUE);
+}
+
+DemoMicrophone::~DemoMicrophone() {
+    sessionStopping();
+    sessionStopped();
+    gst_buffer_pool_set_active(pool_, FALSE);
+    gst_object_unref(pool_);
+}
+
+bool DemoMicrophone::toneAt(double seconds) {
+    const double inPeriod = std::fmod(seconds, tonePeriod);
+    return inPeriod >= toneStart && inPeriod < toneStart + toneLength;
+}
+
+GstHandle<GstCaps> DemoMicrophone::caps() {
+    return GstHandle<GstCaps>::adopt(gst_caps_new_simple(
+        "audio/x-raw", "format", G_TYPE_STRING, "S16LE", "layout", G_TYPE_STRING, "interleaved",
+        "rate", G_TYPE_INT, rate, "channels", G_TYPE_INT, 1, nullptr));
+}
+
+void DemoMicrophone::interrupt() {
+    gst_buffer_pool_set_flushing(pool_, TRUE);
+}
+
+void DemoMicrophone::rewind() {
+    gst_buffer_pool_set_flushing(pool_, FALSE);
+    sample_ = 0;
+}
+
+GstBuffer* DemoMicrophone::produce(GstAppSrc*) {
+    GstBuffer* buffer = nullptr;
+    if (gst_buffer_pool_acquire_buffer(pool_, &buffer, nullptr) != GST_FLOW_OK) {
+        return nullptr;
+    }
+    GST_BUFFER_PTS(buffer) = gst_util_uint64_scale(sample_, GST_SECOND, rate);
+    GST_BUFFER_DTS(buffer) = GST_CLOCK_TIME_NONE;
+    GST_BUFFER_DURATION(buffer) = gst_util_uint64_scale(framesPerBuffer, GST_SECOND, rate);
+    const bool tone = toneAt(static_cast<double>(sample_) / rate);
+    GstMapInfo map;
+    if (gst_buffer_map(buffer, &map, GST_MAP_WRITE)) {
+        auto* samples = reinterpret_cast<gint16*>(map.data);
+        for (int i = 0; i < framesPerBuffer; ++i) {
+            random_ = random_ * 1664525u + 1013904223u;
+            const int noise = static_cast<int>((random_ >> 16) % 201) - 100;  // about -50 dBFS
+            const double phase = 2.0 * M_PI * 1000.0 * static_cast<double>(sample_ + i) / rate;
+            samples[i] = static_cast<gint16>(noise + (tone ? 16384.0 * std::sin(phase) : 0.0));
+        }
+        gst_buffer_unmap(buffer, &map);
+    }
+    sample_ += framesPerBuffer;
+    return buffer;
+}

@@ -1,0 +1,77 @@
+#pragma once
+
+#include "MotionImage.h"
+
+#include <gst/video/video.h>
+#include <QImage>
+#include <QString>
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <vector>
+
+// Compares two consecutive camera frames and marks what moved. Only the grid
+// the level is read from is computed: at each grid point the difference of the
+// two frames' luma, blurred with a Gaussian of sigma 1.5, is compared with a
+// per-pixel threshold. The blur is linear, so blurring the difference equals
+// the difference of the blurred frames. The full-frame image (the picture with
+// moved pixels pure red) is made only when a preview is wanted.
+class MotionDetectRenderer {
+public:
+    // Sampling step of the grid in both directions.
+    static constexpr int skipPixels = 20;
+    // A pixel moved when its blurred luma changed by more than this many
+    // levels (of 255). After the blur, sensor noise of a few levels per pixel
+    // changes a point by about one level; a person or an object against its
+    // background changes it by tens.
+    static constexpr int movedThreshold = 15;
+    static constexpr double sigma = 1.5;
+    static constexpr int blurRadius = 4;  // 9 taps; weights beyond are below 1 %
+
+    const QString description = QStringLiteral("Motion Detect");
+
+    struct Images {
+        std::shared_ptr<const MotionImage> motion;  // absent on any failure
+        std::optional<QImage> preview;              // only when wanted and made
+    };
+
+    bool isPrepared() const { return prepared_; }
+    // Whether a motion image is free (none is held by a reader).
+    bool hasFreeMotionImage() const;
+    const std::optional<GstVideoInfo>& inputFormat() const { return input_; }
+
+    // Accepts formats whose first plane is 8-bit luma (I420, NV12, Y444, GRAY8
+    // and the like); the pools keep `retainedBufferCountHint` images each.
+    bool prepare(GstCaps* inputCaps, int retainedBufferCountHint);
+    void reset();
+
+    // Frames must be of the prepared format. Prints what failed.
+    Images render(GstSample* previous, GstSample* current, bool wantsPreview);
+
+    // The straightforward full-frame version of the same contract: blur every
+    // pixel of both frames, take the difference, threshold. Writes one mask
+    // byte per pixel (1 = moved). Used for the preview and as a yardstick.
+    void renderFullFrameMask(const GstVideoFrame& previous, const GstVideoFrame& current,
+                             std::uint8_t* mask);
+
+    static void renderSparse(const std::uint8_t* previous, int previousStride,
+                             const std::uint8_t* current, int currentStride, MotionImage& out);
+
+    // How many full-frame images were made (the preview's cost).
+    std::uint64_t fullFrameRenders() const { return fullFrameRenders_; }
+
+private:
+    std::shared_ptr<MotionImage> takeMotionImage();
+    QImage* takePreviewImage();
+    QString poolDescription() const;
+    void drawPreview(const GstVideoFrame& current, QImage& image);
+
+    bool prepared_ = false;
+    std::optional<GstVideoInfo> input_;
+    std::vector<std::shared_ptr<MotionImage>> motionPool_;
+    std::vector<QImage> previewPool_;
+    std::vector<float> blurScratch_, blurredPrevious_, blurredCurrent_;
+    std::vector<std::uint8_t> mask_;
+    std::uint64_t fullFrameRenders_ = 0;
+};

@@ -1,0 +1,67 @@
+#pragma once
+
+#include "CameraPipelineSink.h"
+#include "GstHandle.h"
+
+#include <QString>
+#include <atomic>
+#include <memory>
+
+// The H.264 compression session of one camera: appsrc -> the best available
+// H.264 encoder -> h264parse (avc, au) -> appsink. Real time, High profile, no
+// B-frames, a keyframe at least every second, 8000 kbit/s, no lookahead. Made
+// for one frame size; the pipeline makes a new one when the size changes.
+//
+// `encode` is called on the capture thread and never blocks; encoded samples
+// and failures reach the sink from the encoder's own thread.
+class VideoEncoder {
+public:
+    static constexpr int maximumFramesEncoding = 2;
+
+    // Null (after printing "Could not create the video compressor") when no
+    // encoder can be built for frames of these caps.
+    static std::unique_ptr<VideoEncoder> create(CameraPipelineSink& sink, GstCaps* frameCaps);
+    ~VideoEncoder();
+    VideoEncoder(const VideoEncoder&) = delete;
+    VideoEncoder& operator=(const VideoEncoder&) = delete;
+
+    // Encodes the frame unless two are already in flight (then the frame is
+    // lost as encoderBehind) or the encoder has failed (lost as encodeFailed).
+    void encode(GstSample* frame);
+
+    // From now on encoded frames are dropped: a newer encoder feeds the
+    // recorder, and old frames arriving after its first would break the order.
+    void retire() { retired_ = true; }
+
+    int width() const { return width_; }
+    int height() const { return height_; }
+    int framesEncoding() const { return framesEncoding_.load(); }
+    const QString& encoderName() const { return encoderName_; }
+
+    // The encoder factory Nelvo uses: the first hardware H.264 encoder that
+    // starts on this machine, else x264enc. Found once per process, on first
+    // use, and logged once; call it off the capture threads (configure).
+    static const QString& bestEncoderName();
+    // Applies Nelvo's encoder settings to an encoder element made from
+    // `factory`, for frames arriving `framesPerSecond` times a second.
+    static void configureEncoder(GstElement* encoder, const QString& factory, int framesPerSecond);
+
+private:
+    VideoEncoder(CameraPipelineSink& sink, int width, int height);
+    bool build(GstCaps* frameCaps);
+    static GstPadProbeReturn toCaptureTimes(GstPad* pad, GstPadProbeInfo* info, gpointer self);
+    static GstFlowReturn onEncoded(GstElement* appsink, gpointer self);
+    static GstBusSyncReply onBusMessage(GstBus* bus, GstMessage* message, gpointer self);
+    void fail(const QString& why);
+
+    CameraPipelineSink& sink_;
+    const int width_;
+    const int height_;
+    QString encoderName_;
+    GstHandle<GstElement> pipeline_;
+    GstHandle<GstElement> source_;
+    std::atomic<int> framesEncoding_{0};
+    std::atomic<bool> failed_{false};
+    std::atomic<bool> retired_{false};
+    GstSegment outputSegment_{};  // on the encoder's streaming thread only
+};
