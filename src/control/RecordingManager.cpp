@@ -556,7 +556,13 @@ void RecordingManager::rollOverWhenTooLarge() {
             writing += recording.bytes;
         }
     }
-    if (writing <= *limit) {
+    if (writing > *limit) {
+        rollOver();
+    }
+}
+
+void RecordingManager::rollOver() {
+    if (armedState_ != ArmState::recording) {
         return;
     }
     for (const auto& target : currentTargets_) {

@@ -121,6 +121,8 @@ public:
     void duringRecordingCheck();
     // Deletes the oldest recordings above "recordingsLimitGB".
     void enforceSizeLimit();
+    // Continues every camera's recording in a new file from its next keyframe.
+    void rollOver();
 
     FileOutputManager& fileOutputManager() const { return *fileOutputManager_; }
     // How free space is learnt; the recordings volume's unless replaced.

@@ -2,13 +2,17 @@
 #include "FakeMovieRecorder.h"
 #include "FileOutputManager.h"
 #include "LaunchDefaults.h"
+#include "MovieProbe.h"
 #include "MovieWriter.h"
+#include "PreRollRecorder.h"
+#include "RecorderFeed.h"
 #include "ManualClock.h"
 #include "RecordingManager.h"
 #include "SettingsKeys.h"
 #include "TestEnvironment.h"
 
 #include <QDir>
+#include <QRegularExpression>
 #include <QFile>
 #include <QFileInfo>
 #include <QSignalSpy>
@@ -667,6 +671,67 @@ private Q_SLOTS:
         QCOMPARE(f.manager->armedState(), ArmState::unarmed);
         QCOMPARE(failureOf(*f.manager), int(RecordingFailure::diskFull));
         QCOMPARE(f.manager->recordingFailureCount(), 1);
+    }
+
+    // Real recorders fed by real encoded streams: a start, a roll-over and a
+    // stop for space make two files per camera that an independent reader reads.
+    void twoRealRecordersStartRollAndStop() {
+        Fixture f;
+        f.defaults.set(preRollSeconds, 1);
+        f.armNow();
+        const RecorderMedia media = RecorderMedia::make(6.0);
+        auto front = std::make_shared<PreRollRecorder>(f.defaults);
+        auto back = std::make_shared<PreRollRecorder>(f.defaults);
+        media.feed(*front, 0, 2);
+        media.feed(*back, 0, 2);
+        front->setNewestFrame(EncodedStream::rawFrame(320, 240, "I420"));
+        back->setNewestFrame(EncodedStream::rawFrame(320, 240, "I420"));
+        int finished = 0;
+        f.manager->onRecordingsFinished = [&] { ++finished; };
+        f.manager->startRecordings({{front, QStringLiteral("Front Door"), QStringLiteral("Desk Mic")},
+                                    {back, QStringLiteral("Back Door"), std::nullopt}});
+        QCOMPARE(f.manager->armedState(), ArmState::recording);
+        media.feed(*front, 2, 3.5);
+        media.feed(*back, 2, 3.5);
+        f.manager->rollOver();
+        QCOMPARE(f.manager->currentFilePaths().size(), 4);
+        media.feed(*front, 3.5, 6);
+        media.feed(*back, 3.5, 6);
+        f.manager->stopForSpace();
+        // The rolled-over files finish first; the state waits for every file.
+        QTRY_COMPARE_WITH_TIMEOUT(finished, 1, 20000);
+        QCOMPARE(f.manager->armedState(), ArmState::armed);
+        QVERIFY(f.manager->currentFilePaths().isEmpty());
+        QCOMPARE(failureOf(*f.manager), int(RecordingFailure::diskFull));
+
+        const QDir folder(f.folder());
+        const QStringList movies = folder.entryList({"*.mov"}, QDir::Files, QDir::Name);
+        QCOMPARE(movies.size(), 4);
+        // Beside the first file of each camera only.
+        QTRY_COMPARE(folder.entryList({"*.jpg"}, QDir::Files).size(), 2);
+        const QRegularExpression named(
+            R"(^\d{4}-\d\d-\d\d \d\d\.\d\d\.\d\d - (Front Door \+ Desk Mic|Back Door)( \d+)?\.mov$)");
+        const int expectedFrames = media.videoFramesFrom(media.keyframeAtOrBefore(2.0 - 1 / 30.0 - 1.0), 6.0);
+        int frontFrames = 0;
+        int backFrames = 0;
+        for (const QString& name : movies) {
+            QVERIFY2(named.match(name).hasMatch(), qPrintable(name));
+            const QString path = folder.filePath(name);
+            QCOMPARE(QFileInfo(path).permissions() & 0x7777,
+                     QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ReadUser |
+                         QFileDevice::WriteUser);
+            const MovieProbe probe(path);
+            QVERIFY2(probe.readable(), qPrintable(probe.errorText()));
+            QCOMPARE(probe.codec("video"), QString("h264"));
+            QCOMPARE(probe.codec("audio"), QString("aac"));
+            QVERIFY(probe.firstFrameIsKeyframe());
+            QCOMPARE(probe.firstTime("video").value_or(-1), 0.0);
+            QVERIFY(probe.timestampsMonotonic());
+            (name.contains("Front Door") ? frontFrames : backFrames) += probe.frameCount();
+        }
+        // The two files of a camera neither overlap nor leave out a frame.
+        QCOMPARE(frontFrames, expectedFrames);
+        QCOMPARE(backFrames, expectedFrames);
     }
 
     void recordingCostNeedsTenRecordingsOfTheLastDay() {
