@@ -1,17 +1,17 @@
 #include "RecordingManager.h"
 
+#include "ArmedRecord.h"
 #include "Clock.h"
 #include "Defaults.h"
 #include "DiskBudget.h"
 #include "FileOutputManager.h"
 #include "Log.h"
-#include "MovieWriter.h"
 #include "MainThread.h"
+#include "MovieWriter.h"
 #include "RecordingsFolder.h"
+#include "Recovery.h"
 #include "SerialQueue.h"
 #include "SettingsKeys.h"
-#include "ArmedRecord.h"
-#include "Recovery.h"
 
 #include <QDir>
 #include <QFile>
@@ -30,7 +30,8 @@ RecordingManager::RecordingManager(Defaults& defaults, Clock& clock, QObject* pa
       clock_(clock),
       countdownTimer_(clock.makeTimer([this] { countdown(); })),
       testDeadline_(clock.makeTimer([this] { endTest(); })),
-      fileOutputManager_(std::make_unique<FileOutputManager>(RecordingsFolder::resolve(defaults).folder)),
+      fileOutputManager_(
+          std::make_unique<FileOutputManager>(RecordingsFolder::resolve(defaults).folder)),
       folderChoice_(defaults.data(SettingsKeys::recordingsFolderBookmark).value_or(QByteArray())),
       duringRecordingTimer_(clock.makeTimer([this] { duringRecordingCheck(); })) {
     freeSpace = [this] { return fileOutputManager_->availableCapacity(); };
@@ -480,8 +481,8 @@ void RecordingManager::fileFinished(const QString& filePath, const std::optional
 
 // A file abandoned before its first keyframe holds nothing and is not a failure.
 void RecordingManager::failureStep(const std::optional<Error>& error) {
-    const bool abandoned = error && error->domain == Error::writerDomain &&
-                           error->code == MovieWriter::noDataCode;
+    const bool abandoned =
+        error && error->domain == Error::writerDomain && error->code == MovieWriter::noDataCode;
     if (!error || abandoned) {
         if (currentFilePaths_.isEmpty()) {
             clearFailure();
@@ -598,7 +599,8 @@ void RecordingManager::enforceSizeLimit() {
     deletedCount_ += deleted;
     deletedAt_ = now();
     Q_EMIT deletedChanged();
-    Log::line(QStringLiteral("Deleted %1 oldest recording(s) to stay under the limit").arg(deleted));
+    Log::line(
+        QStringLiteral("Deleted %1 oldest recording(s) to stay under the limit").arg(deleted));
 }
 
 // A folder chosen anew in Settings is taken up at once, without comparing.

@@ -2,8 +2,8 @@
 
 #include "ArmState.h"
 #include "ArmedStretch.h"
-#include "DiskBudget.h"
 #include "Clock.h"
+#include "DiskBudget.h"
 #include "Error.h"
 #include "KeepAwakeReason.h"
 #include "ListedRecording.h"

@@ -2,24 +2,24 @@
 #include "FakeMovieRecorder.h"
 #include "FileOutputManager.h"
 #include "LaunchDefaults.h"
+#include "ManualClock.h"
 #include "MovieProbe.h"
 #include "MovieWriter.h"
 #include "PreRollRecorder.h"
 #include "RecorderFeed.h"
-#include "ManualClock.h"
 #include "RecordingManager.h"
 #include "SettingsKeys.h"
 #include "TestEnvironment.h"
 
+#include <sys/mount.h>
+#include <unistd.h>
 #include <QDir>
-#include <QRegularExpression>
 #include <QFile>
 #include <QFileInfo>
+#include <QRegularExpression>
 #include <QSignalSpy>
 #include <QTest>
 #include <memory>
-#include <sys/mount.h>
-#include <unistd.h>
 
 using namespace std::chrono_literals;
 using namespace SettingsKeys;
@@ -54,7 +54,8 @@ class tst_RecordingManager : public QObject {
     struct Camera {
         std::shared_ptr<FakeMovieRecorder> recorder;
         RecordingTarget target;
-        explicit Camera(const QString& name, QDateTime start = QDateTime(QDate(2026, 11, 23), QTime(8, 59, 55)))
+        explicit Camera(const QString& name,
+                        QDateTime start = QDateTime(QDate(2026, 11, 23), QTime(8, 59, 55)))
             : recorder(std::make_shared<FakeMovieRecorder>(start)),
               target{recorder, name, QStringLiteral("Desk Mic")} {}
     };
@@ -443,9 +444,8 @@ private Q_SLOTS:
         Camera front("Front Door");
         f.manager->startRecordings({front.target});
         front.recorder->drain();
-        deliver(*front.recorder,
-                Error{Error::writerDomain, MovieWriter::noDataCode,
-                      "No keyframe arrived", nullptr});
+        deliver(*front.recorder, Error{Error::writerDomain, MovieWriter::noDataCode,
+                                       "No keyframe arrived", nullptr});
         QVERIFY(!f.manager->recordingFailure());
         QCOMPARE(f.manager->recordingFailureCount(), 0);
         QCOMPARE(f.manager->armedState(), ArmState::armed);
@@ -506,10 +506,12 @@ private Q_SLOTS:
         if (::mount("tmpfs", mountPoint.toLocal8Bit().constData(), "tmpfs", 0, "size=2g") != 0) {
             QSKIP("this machine does not allow mounting a tmpfs");
         }
-        auto unmount = qScopeGuard([&] { ::umount2(mountPoint.toLocal8Bit().constData(), MNT_DETACH); });
+        auto unmount =
+            qScopeGuard([&] { ::umount2(mountPoint.toLocal8Bit().constData(), MNT_DETACH); });
         f.armNow();
         f.manager->fileOutputManager().setFolder(f.folder());
-        QCOMPARE(f.manager->fileOutputManager().availableCapacity(), std::optional<qint64>(2147483648));
+        QCOMPARE(f.manager->fileOutputManager().availableCapacity(),
+                 std::optional<qint64>(2147483648));
         Camera front("Front Door");
         f.manager->startRecordings({front.target});
         QCOMPARE(f.manager->armedState(), ArmState::recording);
@@ -588,12 +590,15 @@ private Q_SLOTS:
         f.armNow();
         f.manager->freeSpace = [] { return std::optional<qint64>(1LL << 40); };
         QDir().mkpath(f.folder());
-        const QStringList old{"2026-11-20 10.00.00 - Front Door.mov", "2026-11-20 10.00.00 - Front Door.jpg",
+        const QStringList old{"2026-11-20 10.00.00 - Front Door.mov",
+                              "2026-11-20 10.00.00 - Front Door.jpg",
                               "2026-11-21 10.00.00 - Front Door.mov"};
         for (const QString& name : old) {
             QFile file(f.folder() + "/" + name);
             QVERIFY(file.open(QIODevice::WriteOnly));
-            QVERIFY(file.resize(name.endsWith("jpg") ? 1024 : name.startsWith("2026-11-20") ? (1LL << 30) : (1 << 20)));
+            QVERIFY(file.resize(name.endsWith("jpg")            ? 1024
+                                : name.startsWith("2026-11-20") ? (1LL << 30)
+                                                                : (1 << 20)));
         }
         f.defaults.set("recordingsLimitGB", 1);
         QSignalSpy deletedSpy(f.manager.get(), &RecordingManager::deletedChanged);
@@ -688,8 +693,9 @@ private Q_SLOTS:
         back->setNewestFrame(EncodedStream::rawFrame(320, 240, "I420"));
         int finished = 0;
         f.manager->onRecordingsFinished = [&] { ++finished; };
-        f.manager->startRecordings({{front, QStringLiteral("Front Door"), QStringLiteral("Desk Mic")},
-                                    {back, QStringLiteral("Back Door"), std::nullopt}});
+        f.manager->startRecordings(
+            {{front, QStringLiteral("Front Door"), QStringLiteral("Desk Mic")},
+             {back, QStringLiteral("Back Door"), std::nullopt}});
         QCOMPARE(f.manager->armedState(), ArmState::recording);
         media.feed(*front, 2, 3.5);
         media.feed(*back, 2, 3.5);
@@ -711,7 +717,8 @@ private Q_SLOTS:
         QTRY_COMPARE(folder.entryList({"*.jpg"}, QDir::Files).size(), 2);
         const QRegularExpression named(
             R"(^\d{4}-\d\d-\d\d \d\d\.\d\d\.\d\d - (Front Door \+ Desk Mic|Back Door)( \d+)?\.mov$)");
-        const int expectedFrames = media.videoFramesFrom(media.keyframeAtOrBefore(2.0 - 1 / 30.0 - 1.0), 6.0);
+        const int expectedFrames =
+            media.videoFramesFrom(media.keyframeAtOrBefore(2.0 - 1 / 30.0 - 1.0), 6.0);
         int frontFrames = 0;
         int backFrames = 0;
         for (const QString& name : movies) {
@@ -751,7 +758,7 @@ private Q_SLOTS:
         const auto cost = f.manager->recordingCost();
         QVERIFY(cost);
         QCOMPARE(cost->count, 10);
-        QCOMPARE(cost->typicalSeconds, 6.0);  // sizes 1..10 MB: the upper median is 6 MB = 6 s
+        QCOMPARE(cost->typicalSeconds, 6.0);   // sizes 1..10 MB: the upper median is 6 MB = 6 s
         QCOMPARE(cost->minimumSeconds, 10.0);  // pre-roll 5 + timeout 5
     }
 };

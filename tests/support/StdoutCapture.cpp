@@ -14,7 +14,9 @@ StdoutCapture::StdoutCapture() {
     ::dup2(file_.handle(), STDOUT_FILENO);
 }
 
-StdoutCapture::~StdoutCapture() { restore(); }
+StdoutCapture::~StdoutCapture() {
+    restore();
+}
 
 void StdoutCapture::restore() {
     if (savedStdout_ < 0) {
