@@ -45,12 +45,6 @@ Error errorFrom(const GError* error) {
 
 // The branch's elements after the source: conversion to the format the
 // pipeline works in, the data queue whose thread runs the callbacks, the sink.
-struct Branch {
-    GstElement* convert;
-    GstElement* format;
-    GstElement* queue;
-    GstElement* sink;
-};
 
 }  // namespace
 
@@ -155,25 +149,8 @@ bool CameraPipeline::addVideo(GstBin* session) {
         result.new_sample = &CameraPipeline::onVideoSample;
         return result;
     }();
-    gst_app_sink_set_callbacks(GST_APP_SINK(branch.sink),
-                               const_cast<GstAppSinkCallbacks*>(&callbacks), this, nullptr);
-
-    gst_bin_add_many(session, GST_ELEMENT(gst_object_ref(source.get())), branch.convert,
-                     branch.format, branch.queue, branch.sink, nullptr);
-    if (!gst_element_link_many(branch.convert, branch.format, branch.queue, branch.sink, nullptr)) {
-        Log::line(QStringLiteral("Could not add video data output to the session"));
-        tearDownSession();
-        return false;
-    }
-    if (!gst_element_link(source.get(), branch.convert)) {
-        gst_element_set_state(source.get(), GST_STATE_NULL);
-        for (GstElement* element :
-             {source.get(), branch.convert, branch.format, branch.queue, branch.sink}) {
-            gst_bin_remove(session, element);
-        }
-        return false;
-    }
-    return true;
+    return attach(session, source, branch, callbacks,
+                  QStringLiteral("Could not add video data output to the session"));
 }
 
 bool CameraPipeline::addAudio(GstBin* session) {
@@ -206,13 +183,22 @@ bool CameraPipeline::addAudio(GstBin* session) {
         result.new_sample = &CameraPipeline::onAudioSample;
         return result;
     }();
+    return attach(session, source, branch, callbacks,
+                  QStringLiteral("Could not add audio data output to the session"));
+}
+
+// Puts a source and its branch into the session. A branch that cannot be
+// linked inside is a broken session; a source that will not link to it
+// leaves the session without that device.
+bool CameraPipeline::attach(GstBin* session, const GstHandle<GstElement>& source,
+                            const Branch& branch, const GstAppSinkCallbacks& callbacks,
+                            const QString& failureLine) {
     gst_app_sink_set_callbacks(GST_APP_SINK(branch.sink),
                                const_cast<GstAppSinkCallbacks*>(&callbacks), this, nullptr);
-
     gst_bin_add_many(session, GST_ELEMENT(gst_object_ref(source.get())), branch.convert,
                      branch.format, branch.queue, branch.sink, nullptr);
     if (!gst_element_link_many(branch.convert, branch.format, branch.queue, branch.sink, nullptr)) {
-        Log::line(QStringLiteral("Could not add audio data output to the session"));
+        Log::line(failureLine);
         tearDownSession();
         return false;
     }

@@ -72,8 +72,18 @@ private:
     static void onVideoDropped(GstElement* queue, gpointer self);
     static GstBusSyncReply onBusMessage(GstBus* bus, GstMessage* message, gpointer self);
 
+    // The elements between a device and its appsink, owned by the session.
+    struct Branch {
+        GstElement* convert;
+        GstElement* format;
+        GstElement* queue;
+        GstElement* sink;
+    };
+
     bool addVideo(GstBin* session);
     bool addAudio(GstBin* session);
+    bool attach(GstBin* session, const GstHandle<GstElement>& source, const Branch& branch,
+                const GstAppSinkCallbacks& callbacks, const QString& failureLine);
     void tearDownSession();
     void handleFrame(GstHandle<GstSample> sample);
     void encode(GstSample* sample);
