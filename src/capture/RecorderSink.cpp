@@ -6,7 +6,9 @@ void RecorderSink::appendVideo(GstHandle<GstSample> encodedH264) {
     recorder_.appendVideo(std::move(encodedH264));
 }
 
-void RecorderSink::appendAudio(GstHandle<GstSample> pcm) { recorder_.appendAudio(std::move(pcm)); }
+void RecorderSink::appendAudio(GstHandle<GstSample> pcm) {
+    recorder_.appendAudio(std::move(pcm));
+}
 
 void RecorderSink::setNewestFrame(GstHandle<GstSample> rawFrame) {
     recorder_.setNewestFrame(std::move(rawFrame));
@@ -26,4 +28,6 @@ void RecorderSink::recordLoss(CaptureLoss reason) {
     }
 }
 
-void RecorderSink::reset() { recorder_.reset(); }
+void RecorderSink::reset() {
+    recorder_.reset();
+}
