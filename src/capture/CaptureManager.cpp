@@ -441,11 +441,13 @@ void CaptureManager::startCapture() {
     Q_EMIT capturingChanged();
 }
 
+bool CaptureManager::anyMovieOpen() const {
+    return std::any_of(recorders_.begin(), recorders_.end(),
+                       [](const auto& recorder) { return recorder->hasOpenMovie(); });
+}
+
 void CaptureManager::stopCapture() {
-    const bool movieOpen =
-        std::any_of(recorders_.begin(), recorders_.end(),
-                    [](const auto& recorder) { return recorder->hasOpenMovie(); });
-    if (movieOpen) {
+    if (anyMovieOpen()) {
         pendingStop_->start(pendingStopDelay);
         return;
     }

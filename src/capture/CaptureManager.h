@@ -104,6 +104,9 @@ public:
     std::shared_ptr<CaptureSource> microphone() const { return inUse_[0].microphone; }
     bool sessionRunning(int index) const { return inUse_[index].running; }
 
+    // Whether any pipeline's recorder has a movie open (asks each recorder's queue).
+    bool anyMovieOpen() const;
+
     PreRollRecorder& recorder(int index) { return *recorders_[index]; }
     // Waits for the session queue (tests, shutdown).
     void drainSessionQueue() { sessionQueue_.drain(); }
