@@ -1,8 +1,7 @@
-#include "Defaults.h"
-#include "LaunchDefaults.h"
+#include "AppDelegate.h"
+#include "GstHandle.h"
 #include "Log.h"
-#include "RecordingManager.h"
-#include "SystemClock.h"
+#include "SignalQuit.h"
 #include "Translations.h"
 
 #include <QCommandLineParser>
@@ -13,6 +12,7 @@ int main(int argc, char** argv) {
     QCoreApplication::setApplicationName(QStringLiteral("Nelvo"));
     QCoreApplication::setApplicationVersion(QStringLiteral(NELVO_VERSION));
     Translations::install(app);
+    Gst::ensureInitialised();
 
     QCommandLineParser parser;
     parser.setApplicationDescription(QCoreApplication::translate(
@@ -32,14 +32,21 @@ int main(int argc, char** argv) {
                       QCoreApplication::translate("main", "path")});
     parser.process(app);
 
-    Defaults defaults(Defaults::standardFilePath());
-    LaunchDefaults::registerDefaults(defaults);
-    LaunchDefaults::writeFirstLaunchValues(defaults);
-    SystemClock clock;
-    RecordingManager recordingManager(defaults, clock);
+    // The tray icon and its windows are not part of Nelvo yet, so every
+    // start is headless; with a display that is said once.
+    const bool hasDisplay =
+        qEnvironmentVariableIsSet("DISPLAY") || qEnvironmentVariableIsSet("WAYLAND_DISPLAY");
+    if (!parser.isSet(QStringLiteral("headless")) && hasDisplay) {
+        Log::line(QStringLiteral("The tray icon is not available yet; running headless"));
+    }
 
-    Log::line(QStringLiteral("Nelvo %1: settings in %2")
-                  .arg(QStringLiteral(NELVO_VERSION), defaults.filePath()));
-    Log::line(QStringLiteral("Capture and recording are not built yet; nothing is watched."));
-    return 0;
+    AppDelegate::Options options;
+    options.armAtLaunch = parser.isSet(QStringLiteral("arm"));
+    options.demo = parser.isSet(QStringLiteral("demo"));
+    options.cameraFile = parser.value(QStringLiteral("camera-file"));
+    AppDelegate delegate(options);
+    SignalQuit signals;
+    QObject::connect(&signals, &SignalQuit::quitRequested, &delegate, &AppDelegate::terminate);
+    delegate.launch();
+    return app.exec();
 }

@@ -183,6 +183,12 @@ std::optional<double> PreRollRecorder::chooseStart() const {
     return ring.keyframeTime(lastWritten_, ring.newest().time - preRollSeconds());
 }
 
+bool PreRollRecorder::hasOpenMovie() {
+    bool open = false;
+    queue_.sync([this, &open] { open = writer_ != nullptr; });
+    return open;
+}
+
 QDateTime PreRollRecorder::startDate() {
     QDateTime date;
     queue_.sync([this, &date] {

@@ -48,6 +48,10 @@ public:
     void stop() override;
     SerialQueue& queue() override { return queue_; }
 
+    // Whether a movie is open (being written or finishing). Synchronous: the
+    // capture side asks before it stops the cameras under a recording.
+    bool hasOpenMovie();
+
     // The still written beside a movie.
     static QString stillPath(const QString& moviePath);
 

@@ -1,0 +1,195 @@
+#include "AppDelegate.h"
+
+#include "DemoCamera.h"
+#include "DemoMicrophone.h"
+#include "DesktopNotifications.h"
+#include "DeviceMonitor.h"
+#include "FileCamera.h"
+#include "FixedDevices.h"
+#include "GapNotifications.h"
+#include "LaunchDefaults.h"
+#include "Log.h"
+#include "LogindSleepInhibitor.h"
+#include "LogindSleepWatcher.h"
+#include "SettingsKeys.h"
+
+#include <QCoreApplication>
+#include <QTimer>
+
+namespace {
+
+QString stateName(std::optional<ArmState> state) {
+    if (!state) {
+        return QStringLiteral("none");
+    }
+    switch (*state) {
+        case ArmState::unarmed:
+            return QStringLiteral("unarmed");
+        case ArmState::arming:
+            return QStringLiteral("arming");
+        case ArmState::armed:
+            return QStringLiteral("armed");
+        case ArmState::recording:
+            return QStringLiteral("recording");
+    }
+    return {};
+}
+
+// How long quitting waits for a recording in progress to be finished.
+constexpr int finishTimeoutMs = 20000;
+
+// The demo scene at 640x360: its crossing object then moves far enough
+// between frames to pass the default motion threshold.
+DemoCamera::Options demoOptions() {
+    DemoCamera::Options options;
+    options.width = 640;
+    options.height = 360;
+    return options;
+}
+
+}  // namespace
+
+AppDelegate::AppDelegate(Options options, QObject* parent)
+    : QObject(parent),
+      options_(std::move(options)),
+      defaults_(Defaults::standardFilePath()),
+      recordingManager_(defaults_, clock_) {}
+
+AppDelegate::~AppDelegate() {
+    // Capture goes first: its pipelines feed recorders the recording manager drives.
+    captureManager_.reset();
+}
+
+std::unique_ptr<CaptureDevices> AppDelegate::makeDevices() const {
+    if (options_.demo) {
+        return std::make_unique<FixedDevices>(
+            std::vector<std::shared_ptr<CaptureSource>>{
+                std::make_shared<DemoCamera>(demoOptions())},
+            std::vector<std::shared_ptr<CaptureSource>>{std::make_shared<DemoMicrophone>()});
+    }
+    if (!options_.cameraFile.isEmpty()) {
+        return std::make_unique<FixedDevices>(
+            std::vector<std::shared_ptr<CaptureSource>>{
+                std::make_shared<FileCamera>(options_.cameraFile)},
+            std::vector<std::shared_ptr<CaptureSource>>{});
+    }
+    return std::make_unique<DeviceMonitor>();
+}
+
+void AppDelegate::launch() {
+    LaunchDefaults::registerDefaults(defaults_);
+    LaunchDefaults::writeFirstLaunchValues(defaults_);
+    Log::line(QStringLiteral("Nelvo %1: settings in %2")
+                  .arg(QStringLiteral(NELVO_VERSION), defaults_.filePath()));
+
+    connect(&defaults_, &Defaults::changed, &recordingManager_, &RecordingManager::settingsChanged);
+    connect(&recordingManager_, &RecordingManager::armedStateRawChanged, this,
+            &AppDelegate::stateChanged);
+    recordingManager_.onArmedAtLaunch = [] {
+        Log::line(QStringLiteral("Arming at launch in %1 seconds")
+                      .arg(RecordingManager::launchArmCountdown));
+    };
+
+    notifications_ = std::make_unique<DesktopNotifications>();
+    gapNotifications_ = std::make_unique<GapNotifications>(recordingManager_, *notifications_);
+    sleepInhibitor_ = std::make_unique<LogindSleepInhibitor>();
+    recordingManager_.setSleepInhibitor(sleepInhibitor_.get());
+    sleepWatcher_ = std::make_unique<LogindSleepWatcher>();
+    connect(sleepWatcher_.get(), &LogindSleepWatcher::willSleep, &recordingManager_,
+            &RecordingManager::willSleep);
+    connect(sleepWatcher_.get(), &LogindSleepWatcher::didWake, &recordingManager_,
+            &RecordingManager::didWake);
+
+    captureManager_ =
+        std::make_unique<CaptureManager>(defaults_, clock_, controller_, makeDevices());
+    recordingManager_.onTestRecordingWanted = [this] { captureManager_->recordTest(); };
+    connect(&recordingManager_, &RecordingManager::armedStateRawChanged, captureManager_.get(),
+            &CaptureManager::armedStateChanged);
+    connect(captureManager_.get(), &CaptureManager::devicesConfigured, this,
+            &AppDelegate::devicesConfigured);
+
+    // `--arm` arms at launch as "armAtLogin" does, without changing the
+    // stored choice: the value is put back once the launch steps have run.
+    if (options_.armAtLaunch) {
+        launchArmPending_ = true;
+        if (defaults_.hasStoredValue(SettingsKeys::armAtLogin)) {
+            storedArmAtLogin_ = defaults_.object(SettingsKeys::armAtLogin);
+        }
+        defaults_.set(SettingsKeys::armAtLogin, true);
+    }
+    lastState_ = recordingManager_.armedState();
+    Log::line(QStringLiteral("State: %1").arg(stateName(lastState_)));
+    captureManager_->setUp();
+}
+
+// The recording manager has already run its device-change sequence (the
+// capture side calls it); here only the launch-only `--arm` choice is undone.
+void AppDelegate::devicesConfigured() {
+    const QString camera =
+        captureManager_->camera(0) ? captureManager_->camera(0)->name() : QStringLiteral("none");
+    const QString microphone = captureManager_->microphone() ? captureManager_->microphone()->name()
+                                                             : QStringLiteral("none");
+    Log::line(QStringLiteral("Devices: camera %1, microphone %2").arg(camera, microphone));
+    if (!launchArmPending_) {
+        return;
+    }
+    launchArmPending_ = false;
+    if (storedArmAtLogin_) {
+        defaults_.set(SettingsKeys::armAtLogin, *storedArmAtLogin_);
+    } else {
+        defaults_.remove(SettingsKeys::armAtLogin);
+    }
+}
+
+void AppDelegate::stateChanged() {
+    const std::optional<ArmState> state = recordingManager_.armedState();
+    if (state == lastState_) {
+        return;
+    }
+    const std::optional<ArmState> old = lastState_;
+    lastState_ = state;
+    Log::line(QStringLiteral("State: %1").arg(stateName(state)));
+    if (state == ArmState::recording) {
+        for (const QString& path : recordingManager_.currentFilePaths()) {
+            Log::line(QStringLiteral("Recording to %1").arg(path));
+        }
+    }
+    if (terminating_ && old == ArmState::recording) {
+        finishTermination();
+    }
+}
+
+void AppDelegate::terminate() {
+    if (terminating_) {
+        return;
+    }
+    terminating_ = true;
+    if (recordingManager_.armedState() != ArmState::recording) {
+        finishTermination();
+        return;
+    }
+    Log::line(QStringLiteral("Quitting after the recording in progress is finished"));
+    recordingManager_.stopRecording();
+}
+
+// Waits (without blocking the event loop, where the files' completions
+// arrive) until no recorder has a movie open, or the time to finish is up.
+void AppDelegate::finishTermination() {
+    if (!terminating_) {
+        return;
+    }
+    if (!finishDeadline_.isValid()) {
+        finishDeadline_.start();
+    }
+    if (captureManager_ && captureManager_->anyMovieOpen() &&
+        finishDeadline_.elapsed() < finishTimeoutMs) {
+        QTimer::singleShot(100, this, [this] { finishTermination(); });
+        return;
+    }
+    terminating_ = false;
+    recordingManager_.cleanQuit();
+    captureManager_.reset();
+    defaults_.flush();
+    Log::line(QStringLiteral("Nelvo quit"));
+    QCoreApplication::quit();
+}

@@ -1,0 +1,211 @@
+#pragma once
+
+#include "CameraPipeline.h"
+#include "CaptureDevices.h"
+#include "CaptureManagerActivityDelegate.h"
+#include "CaptureManagerPreviewDelegate.h"
+#include "CaptureManagerRecordingController.h"
+#include "CaptureManagerSettingsDelegate.h"
+#include "PreRollRecorder.h"
+#include "RecorderSink.h"
+#include "SerialQueue.h"
+#include "SessionSetupResult.h"
+
+#include <QDateTime>
+#include <QObject>
+#include <QSize>
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <optional>
+
+class Clock;
+class Defaults;
+class Timer;
+
+// Owns the two camera pipelines (index 0: the first camera with the
+// microphone; index 1: the second camera), chooses their devices and follows
+// devices coming and going and the system input changing, restarts capture
+// after session errors, runs the sound meter, and turns motion and sound into
+// triggers for the recording controller.
+//
+// Threads: triggers, delegate calls, the capture-update rule and the motion
+// health bookkeeping run on the main thread; device configuration, device
+// events and session start/stop on "SessionQueue"; the sound meter on
+// "AudioMeterQueue"; measurements arrive on each pipeline's "DetectionQueue".
+class CaptureManager : public QObject, private CaptureDevicesListener {
+    Q_OBJECT
+public:
+    static constexpr int pipelineCount = 2;
+    static constexpr std::chrono::milliseconds audioMeterInterval{100};
+    static constexpr std::chrono::milliseconds motionHealthInterval{1000};
+    static constexpr std::chrono::milliseconds motionSilence{5000};
+    static constexpr std::chrono::milliseconds pendingStopDelay{200};
+    static constexpr int maximumTimeoutSeconds = 600;
+
+    CaptureManager(Defaults& defaults, Clock& clock, CaptureManagerRecordingController& controller,
+                   std::unique_ptr<CaptureDevices> devices, QObject* parent = nullptr);
+    ~CaptureManager() override;
+
+    void setActivityDelegate(CaptureManagerActivityDelegate* delegate) {
+        activityDelegate_ = delegate;
+    }
+    void setPreviewDelegate(CaptureManagerPreviewDelegate* delegate) {
+        previewDelegate_ = delegate;
+    }
+    void setSettingsDelegate(CaptureManagerSettingsDelegate* delegate) {
+        settingsDelegate_ = delegate;
+    }
+
+    // Starts device discovery and configures the pipelines; when the devices
+    // are ready the recording controller hears devicesChanged.
+    void setUp();
+
+    // Device choices (settings, popover).
+    void chooseCamera(const std::optional<QString>& uniqueID);
+    void chooseSecondCamera(const std::optional<QString>& uniqueID);
+    void chooseMicrophone(const QString& uniqueID);
+    void chooseNoMicrophone();
+    void followSystemInput();
+    void reconfigure();
+
+    // The capture-update rule runs after each of these.
+    void armedStateChanged();
+    void setPopoverOpen(bool open);
+    void setPreviewOpen(bool open);
+
+    // A trigger from motion or sound; any thread.
+    void trigger();
+    // A test recording is wanted (acts only while armed).
+    void recordTest();
+    bool framesReady() const;
+
+    // The switch rule: whether a device that was just connected takes over a
+    // pipeline, given the pipeline's device and the user's stored choice
+    // (absent: nothing stored; empty: the user chose none).
+    static bool shouldSwitch(const QString& connected, const std::optional<QString>& current,
+                             const std::optional<QString>& chosen);
+
+    // Observable state (main thread).
+    bool capturing() const { return capturing_; }
+    bool popoverOpen() const { return popoverOpen_; }
+    bool previewOpen() const { return previewOpen_; }
+    SessionSetupResult setupResult() const { return setupResult_.load(); }
+    std::optional<QSize> aspectRatio() const { return aspectRatio_; }
+    bool stopPending() const;
+    bool captureStopPending() const;
+    bool testWaitsForFrames() const { return testWaitsForFrames_; }
+    std::int64_t framesSeen(int index) const { return framesSeen_[index]; }
+    bool motionStopped(int index) const { return motionStopped_[index]; }
+    // The devices in use, as last configured.
+    std::shared_ptr<CaptureSource> camera(int index) const { return inUse_[index].camera; }
+    std::shared_ptr<CaptureSource> microphone() const { return inUse_[0].microphone; }
+    bool sessionRunning(int index) const { return inUse_[index].running; }
+
+    // Whether any pipeline's recorder has a movie open (asks each recorder's queue).
+    bool anyMovieOpen() const;
+
+    PreRollRecorder& recorder(int index) { return *recorders_[index]; }
+    // Waits for the session queue (tests, shutdown).
+    void drainSessionQueue() { sessionQueue_.drain(); }
+
+Q_SIGNALS:
+    // After each reconfiguration has reached the main thread.
+    void devicesConfigured();
+    void capturingChanged();
+
+private:
+    class PipelineEvents;
+    struct InUse {
+        std::shared_ptr<CaptureSource> camera;
+        std::shared_ptr<CaptureSource> microphone;
+        bool running = false;
+    };
+
+    // CaptureDevicesListener, on the session queue.
+    void deviceConnected(const std::shared_ptr<CaptureSource>& device, DeviceKind kind) override;
+    void deviceDisconnected(const std::shared_ptr<CaptureSource>& device, DeviceKind kind) override;
+    void defaultInputChanged() override;
+
+    // Session queue.
+    std::shared_ptr<CaptureSource> findDevice(DeviceKind kind, const QString& uniqueID) const;
+    std::shared_ptr<CaptureSource> chosenCamera() const;
+    std::shared_ptr<CaptureSource> chosenSecondCamera(
+        const std::shared_ptr<CaptureSource>& first) const;
+    std::shared_ptr<CaptureSource> chosenMicrophone() const;
+    void configureWithChoices();
+    void configureWith(std::shared_ptr<CaptureSource> first, std::shared_ptr<CaptureSource> second,
+                       std::shared_ptr<CaptureSource> microphone);
+    void startSessions();
+    void stopSessions();
+    void restartSessions();
+    void publishDevices();
+
+    // Main thread.
+    void updateCapture();
+    void startCapture();
+    void stopCapture();
+    void triggerNow();
+    void startRecording();
+    void scheduleStop();
+    void motionMeasuredOnMain(int index, std::int64_t count, double level);
+    void checkMotionHealth();
+    void updateMotionStopped();
+    void startMetering();
+    void stopMetering();
+    void meterTick(std::uint64_t generation);
+
+    // From the pipelines.
+    void motionMeasured(int index, double level, bool triggered);
+    void sessionError(int index, const std::optional<Error>& error);
+
+    Defaults& defaults_;
+    Clock& clock_;
+    CaptureManagerRecordingController& controller_;
+    CaptureManagerPreviewDelegate* previewDelegate_ = nullptr;
+    CaptureManagerActivityDelegate* activityDelegate_ = nullptr;
+    CaptureManagerSettingsDelegate* settingsDelegate_ = nullptr;
+    std::optional<QSize> aspectRatio_;
+
+    // Recorders outlive the pipelines that feed them.
+    std::array<std::shared_ptr<PreRollRecorder>, pipelineCount> recorders_;
+    std::array<std::unique_ptr<RecorderSink>, pipelineCount> sinks_;
+    std::array<std::unique_ptr<CameraPipeline>, pipelineCount> pipelines_;
+    std::shared_ptr<PipelineEvents> pipelineEvents_;
+    std::unique_ptr<CaptureDevices> devices_;
+
+    // Main thread.
+    std::unique_ptr<Timer> stopTecordingTask_;  // the pending stop of the current recording
+    bool capturing_ = false;
+    std::unique_ptr<Timer> pendingStop_;
+    std::atomic<SessionSetupResult> setupResult_{SessionSetupResult::success};
+    bool popoverOpen_ = false;
+    bool previewOpen_ = false;
+    std::array<std::optional<QDateTime>, pipelineCount> lastMotionMeasured_;
+    std::array<bool, pipelineCount> motionStopped_{};
+    std::unique_ptr<Timer> motionHealthTimer_;
+    std::array<std::int64_t, pipelineCount> framesSeen_{};
+    bool testWaitsForFrames_ = false;
+    std::array<InUse, pipelineCount> inUse_;
+    bool configuredOnce_ = false;
+
+    // Session queue.
+    bool sessionsWanted_ = false;
+    std::array<bool, pipelineCount> configured_{};
+
+    // Hand-offs from the capture threads, coalesced so that a measurement
+    // costs no allocation: the main thread takes what piled up since its last turn.
+    std::array<std::atomic<std::int64_t>, pipelineCount> measuredSinceLast_{};
+    std::array<std::atomic<double>, pipelineCount> lastLevel_{};
+    std::array<std::atomic<bool>, pipelineCount> measurementPosted_{};
+    std::atomic<bool> triggerPosted_{false};
+    std::atomic<std::uint64_t> meterGeneration_{0};
+    bool metering_ = false;  // main thread
+
+    // Declared last: destroyed first, running what is still enqueued while
+    // everything above is alive.
+    SerialQueue audioMeterQueue_{"AudioMeterQueue"};
+    SerialQueue sessionQueue_{"SessionQueue"};
+};
