@@ -12,8 +12,8 @@
 
 namespace {
 
-// A login-item service whose answers the test sets, as the design allows for
-// tests and platforms without the service.
+// A login-item service whose answers the test sets: the service is replaceable
+// for tests and for platforms without one.
 class ReplacementService : public LoginItemService {
 public:
     Status statusNow = Status::notRegistered;
