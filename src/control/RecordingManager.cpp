@@ -291,10 +291,7 @@ void RecordingManager::disarmWhenNothingCanTrigger() {
     if (armedState_.value_or(ArmState::unarmed) == ArmState::unarmed) {
         return;
     }
-    const bool motion = defaults_.boolValue(SettingsKeys::motionTriggerEnabled) && cameraAvailable_;
-    const bool sound =
-        defaults_.boolValue(SettingsKeys::audioTriggerEnabled) && microphoneAvailable_;
-    if (!motion && !sound) {
+    if (!ruleCanArm()) {
         disarm();
     }
 }
@@ -489,24 +486,19 @@ void RecordingManager::failureStep(const std::optional<Error>& error) {
         }
         return;
     }
-    const bool firstInRow = !recordingFailedAt_.isValid();
-    recordingFailure_ = RecordingFailure::classify(*error);
-    if (firstInRow || currentFilePaths_.isEmpty()) {
+    // Files of one recording failing together count as one failed recording.
+    const bool newInRow = !recordingFailedAt_.isValid() || currentFilePaths_.isEmpty();
+    recordFailure(RecordingFailure::classify(*error), newInRow);
+}
+
+void RecordingManager::recordFailure(RecordingFailure failure, bool counts) {
+    if (counts) {
         if (recordingFailureCount_ == std::numeric_limits<qint64>::max()) {
             qFatal("The recording failure count overflowed");
         }
         recordingFailureCount_ += 1;
     }
-    recordingFailedAt_ = now();
-    Q_EMIT recordingFailureChanged();
-}
-
-void RecordingManager::recordFailure(RecordingFailure failure) {
-    if (recordingFailureCount_ == std::numeric_limits<qint64>::max()) {
-        qFatal("The recording failure count overflowed");
-    }
     recordingFailure_ = failure;
-    recordingFailureCount_ += 1;
     recordingFailedAt_ = now();
     Q_EMIT recordingFailureChanged();
 }

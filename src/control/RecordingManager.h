@@ -173,7 +173,7 @@ private:
     MovieRecorder::Completion fileCompletion();
     void fileFinished(const QString& filePath, const std::optional<Error>& error);
     void failureStep(const std::optional<Error>& error);
-    void recordFailure(RecordingFailure failure);
+    void recordFailure(RecordingFailure failure, bool counts = true);
     void clearFailure();
     void rollOverWhenTooLarge();
     void reloadFolderWhenChosenAnew();
