@@ -8,7 +8,10 @@ DemoMicrophone::DemoMicrophone(bool realTime)
     pool_ = gst_buffer_pool_new();
     GstStructure* config = gst_buffer_pool_get_config(pool_);
     auto format = caps();
-    gst_buffer_pool_config_set_params(config, format.get(), framesPerBuffer * 2, 4, 16);
+    // No upper bound: the pre-roll ring keeps every buffer of its last half
+    // minute, and a bounded pool would stall the microphone once it filled.
+    // Buffers the ring lets go come back here, so a steady ring allocates nothing.
+    gst_buffer_pool_config_set_params(config, format.get(), framesPerBuffer * 2, 4, 0);
     gst_buffer_pool_set_config(pool_, config);
     gst_buffer_pool_set_active(pool_, TRUE);
 }
