@@ -85,9 +85,9 @@ void AppDelegate::launch() {
     connect(&defaults_, &Defaults::changed, &recordingManager_, &RecordingManager::settingsChanged);
     connect(&recordingManager_, &RecordingManager::armedStateRawChanged, this,
             &AppDelegate::stateChanged);
-    recordingManager_.onArmedAtLaunch = [] {
+    recordingManager_.onArmedAtLaunch = [this] {
         Log::line(QStringLiteral("Arming at launch in %1 seconds")
-                      .arg(RecordingManager::launchArmCountdown));
+                      .arg(recordingManager_.armingCountdown()));
     };
 
     notifications_ = std::make_unique<DesktopNotifications>();
@@ -149,13 +149,10 @@ void AppDelegate::stateChanged() {
     const std::optional<ArmState> old = lastState_;
     lastState_ = state;
     Log::line(QStringLiteral("State: %1").arg(stateName(state)));
-    if (state == ArmState::recording) {
-        for (const QString& path : recordingManager_.currentFilePaths()) {
-            Log::line(QStringLiteral("Recording to %1").arg(path));
-        }
-    }
+    // Quitting mid-recording goes on once the recording has ended, after the
+    // recording manager's own step is done.
     if (terminating_ && old == ArmState::recording) {
-        finishTermination();
+        QMetaObject::invokeMethod(this, &AppDelegate::finishTermination, Qt::QueuedConnection);
     }
 }
 
@@ -169,11 +166,13 @@ void AppDelegate::terminate() {
         return;
     }
     Log::line(QStringLiteral("Quitting after the recording in progress is finished"));
-    recordingManager_.stopRecording();
+    recordingManager_.finishRecordings();
 }
 
-// Waits (without blocking the event loop, where the files' completions
-// arrive) until no recorder has a movie open, or the time to finish is up.
+// The state leaves recording when the last file is written, or earlier when
+// the recording ends by its own timeout meanwhile; then this waits (without
+// blocking the event loop, where the files' completions arrive) until no
+// recorder has a movie open, or the time to finish is up.
 void AppDelegate::finishTermination() {
     if (!terminating_) {
         return;

@@ -429,6 +429,15 @@ void RecordingManager::stopRecording() {
     }
 }
 
+void RecordingManager::finishRecordings() {
+    if (armedState_ != ArmState::recording) {
+        return;
+    }
+    for (const auto& recorder : recorders_) {
+        recorder->stop();
+    }
+}
+
 void RecordingManager::stopForSpace() {
     if (armedState_ != ArmState::recording || stoppingForSpace_) {
         return;

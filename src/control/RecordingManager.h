@@ -117,6 +117,10 @@ public:
     void startRecordings(const std::vector<RecordingTarget>& targets);
     void stopRecording();
     void stopForSpace();
+    // Quitting mid-recording: every recorder finishes its file while the state
+    // stays recording, so nothing new starts; the last file done returns the
+    // state to armed and calls onRecordingsFinished.
+    void finishRecordings();
     // The periodic check while recording: space, size limit, roll-over.
     void duringRecordingCheck();
     // Deletes the oldest recordings above "recordingsLimitGB".

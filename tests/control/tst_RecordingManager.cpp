@@ -438,6 +438,40 @@ private Q_SLOTS:
         QVERIFY(!f.manager->recordingFailure());
     }
 
+    void finishingRecordingsKeepsRecordingUntilTheLastFileIsWritten() {
+        Fixture f;
+        f.armNow();
+        Camera front("Front Door"), back("Back Door");
+        int finished = 0;
+        f.manager->onRecordingsFinished = [&] { ++finished; };
+        f.manager->startRecordings({front.target, back.target});
+        f.manager->finishRecordings();
+        front.recorder->drain();
+        back.recorder->drain();
+        QCOMPARE(front.recorder->stops(), 1);
+        QCOMPARE(back.recorder->stops(), 1);
+        // Still recording: a trigger meanwhile cannot start another recording.
+        QCOMPARE(f.manager->armedState(), ArmState::recording);
+        f.manager->startRecordings({front.target});
+        front.recorder->drain();
+        QCOMPARE(front.recorder->started().size(), 1);
+        deliver(*front.recorder);
+        QCOMPARE(finished, 0);
+        deliver(*back.recorder);
+        QCOMPARE(f.manager->armedState(), ArmState::armed);
+        QCOMPARE(finished, 1);
+    }
+
+    void finishingRecordingsWhileArmedDoesNothing() {
+        Fixture f;
+        f.armNow();
+        Camera front("Front Door");
+        f.manager->finishRecordings();
+        front.recorder->drain();
+        QCOMPARE(front.recorder->stops(), 0);
+        QCOMPARE(f.manager->armedState(), ArmState::armed);
+    }
+
     void fileAbandonedBeforeItsFirstKeyframeIsNoFailure() {
         Fixture f;
         f.armNow();

@@ -1,0 +1,302 @@
+#include "Defaults.h"
+#include "MovieProbe.h"
+#include "PrivateBus.h"
+#include "SettingsKeys.h"
+#include "TestEnvironment.h"
+
+#include <QDirIterator>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QProcess>
+#include <QTest>
+#include <cmath>
+#include <csignal>
+
+namespace {
+
+// One run of the `nelvo` executable, its output read line by line with the
+// time each line arrived.
+class NelvoRun {
+public:
+    explicit NelvoRun(const QStringList& arguments) {
+        process_.setProcessChannelMode(QProcess::MergedChannels);
+        process_.start(QStringLiteral(NELVO_EXECUTABLE), arguments);
+        started_.start();
+    }
+    ~NelvoRun() {
+        if (process_.state() != QProcess::NotRunning) {
+            process_.kill();
+            process_.waitForFinished(5000);
+        }
+    }
+
+    bool startedOK() { return process_.waitForStarted(); }
+
+    // Waits for a line that begins with `prefix`, after the first `skip` such
+    // lines; the line, or an empty string after `timeoutMs`.
+    QString waitForLine(const QString& prefix, int timeoutMs, int skip = 0) {
+        QElapsedTimer waited;
+        waited.start();
+        while (true) {
+            read();
+            const QStringList found = linesStartingWith(prefix);
+            if (found.size() > skip) {
+                return found.at(skip);
+            }
+            if (waited.elapsed() >= timeoutMs || process_.state() == QProcess::NotRunning) {
+                return {};
+            }
+            process_.waitForReadyRead(200);
+        }
+    }
+
+    // Milliseconds since launch at which the line was read.
+    qint64 timeOf(const QString& line) const {
+        const qsizetype index = lines_.indexOf(line);
+        return index < 0 ? -1 : times_.at(index);
+    }
+
+    QStringList linesStartingWith(const QString& prefix) const {
+        QStringList found;
+        for (const QString& line : lines_) {
+            if (line.startsWith(prefix)) {
+                found << line;
+            }
+        }
+        return found;
+    }
+
+    QString log() const { return lines_.join(u'\n'); }
+    QStringList lines() const { return lines_; }
+
+    void signal(int number) { ::kill(static_cast<pid_t>(process_.processId()), number); }
+
+    bool waitForExit(int timeoutMs) {
+        const bool exited = process_.waitForFinished(timeoutMs);
+        read();
+        return exited;
+    }
+    QProcess& process() { return process_; }
+
+private:
+    void read() {
+        pending_ += QString::fromUtf8(process_.readAll());
+        qsizetype end;
+        while ((end = pending_.indexOf(u'\n')) >= 0) {
+            lines_ << pending_.left(end);
+            times_ << started_.elapsed();
+            pending_.remove(0, end + 1);
+        }
+    }
+
+    QProcess process_;
+    QElapsedTimer started_;
+    QString pending_;
+    QStringList lines_;
+    QList<qint64> times_;
+};
+
+QStringList filesUnder(const QString& folder, const QString& pattern) {
+    QStringList found;
+    QDirIterator it(folder, {pattern}, QDir::Files, QDirIterator::Subdirectories);
+    while (it.hasNext()) {
+        found << it.next();
+    }
+    found.sort();
+    return found;
+}
+
+void writeSettings(const TestEnvironment& environment, const QByteArray& text) {
+    QDir().mkpath(QFileInfo(environment.settingsFilePath()).path());
+    QFile settings(environment.settingsFilePath());
+    QVERIFY(settings.open(QIODevice::WriteOnly));
+    settings.write(text);
+}
+
+const QString notificationService = QStringLiteral("org.freedesktop.Notifications");
+const QString logindService = QStringLiteral("org.freedesktop.login1");
+
+}  // namespace
+
+// The whole program, run as a user runs it: `nelvo --headless --demo`.
+class tst_AppDelegate : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase() { QVERIFY(QFile::exists(QStringLiteral(NELVO_EXECUTABLE))); }
+
+    // Armed at launch, the demo scene's crossing is recorded with its
+    // pre-roll; quitting during the next crossing finishes that file first.
+    void armsAtLaunchRecordsTheCrossingAndFinishesTheFileWhenQuitting() {
+        TestEnvironment environment;
+        writeSettings(environment, "[General]\ntimeoutValueInSeconds=3\n");
+        NelvoRun nelvo({"--headless", "--demo", "--arm"});
+        QVERIFY(nelvo.startedOK());
+
+        // Armed 15 s after launch; the demo object crosses at 25-28 s and
+        // 45-48 s of the scene; a recording ends 3 s after its last trigger.
+        const QString first = nelvo.waitForLine(QStringLiteral("Finished "), 50000);
+        QVERIFY2(!first.isEmpty(), qPrintable(nelvo.log()));
+        const QString second = nelvo.waitForLine(QStringLiteral("Recording to "), 30000, 1);
+        QVERIFY2(!second.isEmpty(), qPrintable(nelvo.log()));
+        nelvo.signal(SIGTERM);
+        QVERIFY(nelvo.waitForExit(25000));
+        QCOMPARE(nelvo.process().exitStatus(), QProcess::NormalExit);
+        QCOMPARE(nelvo.process().exitCode(), 0);
+        const QString log = nelvo.log();
+
+        QStringList states;
+        for (const QString& line : nelvo.linesStartingWith(QStringLiteral("State: "))) {
+            states << line.mid(7);
+        }
+        QCOMPARE(states, QStringList({"unarmed", "arming", "armed", "recording", "armed",
+                                      "recording", "armed"}));
+        QVERIFY2(log.contains(QStringLiteral("Arming at launch in 15 seconds")), qPrintable(log));
+        const QStringList lines = nelvo.lines();
+        const qsizetype quitting =
+            lines.indexOf(QStringLiteral("Quitting after the recording in progress is finished"));
+        QVERIFY2(quitting > 0, qPrintable(log));
+        // Nothing new starts once quitting; the file in progress is finished.
+        QVERIFY(nelvo.linesStartingWith(QStringLiteral("Recording to ")).size() == 2);
+        QVERIFY(lines.lastIndexOf(second) < quitting);
+        QCOMPARE(lines.last(), QStringLiteral("Nelvo quit"));
+
+        const QStringList movies = filesUnder(environment.home(), QStringLiteral("*.mov"));
+        QCOMPARE(movies.size(), 2);
+        for (const QString& movie : movies) {
+            QVERIFY2(movie.contains(QStringLiteral("/Videos/Nelvo/")), qPrintable(movie));
+            QVERIFY2(log.contains(QStringLiteral("Finished ") + movie), qPrintable(log));
+            QVERIFY(QFile::exists(movie.chopped(4) + QStringLiteral(".jpg")));
+            QCOMPARE(QFileInfo(movie).permissions() & 0x0077, QFileDevice::Permissions());
+        }
+        QCOMPARE(first, QStringLiteral("Finished ") + movies.at(0));
+        QCOMPARE(second, QStringLiteral("Recording to ") + movies.at(1));
+
+        // The crossing: pre-roll (5 s, from a keyframe at most 1 s later),
+        // the 3 s crossing, and the 3 s timeout after its last trigger.
+        const MovieProbe crossing(movies.at(0));
+        QVERIFY2(crossing.readable(), qPrintable(crossing.errorText()));
+        QCOMPARE(crossing.codec(QStringLiteral("video")), QStringLiteral("h264"));
+        QCOMPARE(crossing.codec(QStringLiteral("audio")), QStringLiteral("aac"));
+        QVERIFY(crossing.firstFrameIsKeyframe());
+        QCOMPARE(crossing.firstTime("video").value_or(-1), 0.0);
+        QVERIFY(crossing.timestampsMonotonic());
+        const double span = crossing.videoSpan();
+        QVERIFY2(span > 9.0 && span < 13.0, qPrintable(QString::number(span)));
+        const double audioSpan =
+            crossing.lastTime("audio").value_or(0) - crossing.firstTime("audio").value_or(0);
+        QVERIFY2(std::abs(audioSpan - span) < 0.5, qPrintable(QString::number(audioSpan)));
+        // From the trigger to the end: the crossing and the timeout.
+        const qint64 recorded =
+            nelvo.timeOf(first) - nelvo.timeOf(nelvo.linesStartingWith("Recording to ").at(0));
+        QVERIFY2(recorded > 5000 && recorded < 9000, qPrintable(QString::number(recorded)));
+
+        // Cut short by the quit: the pre-roll and little more, not the timeout.
+        const MovieProbe cut(movies.at(1));
+        QVERIFY2(cut.readable(), qPrintable(cut.errorText()));
+        QVERIFY(cut.firstFrameIsKeyframe());
+        QCOMPARE(cut.codec(QStringLiteral("audio")), QStringLiteral("aac"));
+        QVERIFY2(cut.videoSpan() > 3.5 && cut.videoSpan() < 8.0,
+                 qPrintable(QString::number(cut.videoSpan())));
+    }
+
+    // Killed while armed, Nelvo re-arms at the next launch, tells the user
+    // when it stopped watching and keeps the armed stretch up to its last
+    // heartbeat; logind and the notification daemon are real D-Bus services.
+    void relaunchAfterACrashReArmsReportsTheGapAndKeepsTheStretch() {
+        TestEnvironment environment;
+        PrivateBus bus;
+        QVERIFY(bus.isRunning());
+        QVERIFY(bus.startTemplate(QStringLiteral("logind"), logindService));
+        QVERIFY(bus.startTemplate(QStringLiteral("notification_daemon"), notificationService));
+
+        std::optional<QDateTime> since;
+        std::optional<QDateTime> lastSeen;
+        {
+            NelvoRun crashed({"--headless", "--demo", "--arm"});
+            QVERIFY(crashed.startedOK());
+            QVERIFY2(!crashed.waitForLine(QStringLiteral("State: arming"), 20000).isEmpty(),
+                     qPrintable(crashed.log()));
+            QTRY_VERIFY_WITH_TIMEOUT(
+                Defaults(environment.settingsFilePath()).date(SettingsKeys::armedRecordLastSeen),
+                10000);
+            crashed.signal(SIGKILL);
+            QVERIFY(crashed.waitForExit(5000));
+            QCOMPARE(crashed.process().exitStatus(), QProcess::CrashExit);
+            // As if it had been armed for an hour before it was killed: a
+            // stretch that short with nothing recorded would leave no trace.
+            Defaults left(environment.settingsFilePath());
+            since = left.date(SettingsKeys::armedStretchSince);
+            lastSeen = left.date(SettingsKeys::armedRecordLastSeen);
+            QVERIFY(since && lastSeen);
+            since = since->addSecs(-3600);
+            left.set(SettingsKeys::armedStretchSince, *since);
+            left.flush();
+        }
+
+        auto inhibitions = [&] {
+            QList<QVariantList> calls;
+            for (const auto& [method, arguments] :
+                 bus.mockCalls(logindService, QStringLiteral("/org/freedesktop/login1"))) {
+                if (method == u"Inhibit") {
+                    calls << arguments;
+                }
+            }
+            return calls;
+        };
+        const qsizetype inhibitionsBefore = inhibitions().size();
+        NelvoRun relaunched({"--headless", "--demo"});
+        QVERIFY(relaunched.startedOK());
+        const QString arming = relaunched.waitForLine(QStringLiteral("State: arming"), 20000);
+        QVERIFY2(!arming.isEmpty(), qPrintable(relaunched.log()));
+        QCOMPARE(relaunched.waitForLine(QStringLiteral("Arming at launch"), 5000),
+                 QStringLiteral("Arming at launch in 15 seconds"));
+
+        // Re-armed, it keeps the computer awake through logind.
+        QTRY_VERIFY_WITH_TIMEOUT(inhibitions().size() > inhibitionsBefore, 10000);
+        QCOMPARE(inhibitions().last(),
+                 (QVariantList{QStringLiteral("sleep:idle"), QStringLiteral("Nelvo"),
+                               QStringLiteral("Nelvo is armed"), QStringLiteral("block")}));
+
+        // The quit-unexpectedly notification, from the last heartbeat.
+        auto quitNotices = [&] {
+            QStringList summaries;
+            for (const auto& [method, arguments] : bus.mockCalls(
+                     notificationService, QStringLiteral("/org/freedesktop/Notifications"))) {
+                if (method == u"Notify" &&
+                    arguments.value(3).toString() == QStringLiteral("Nelvo quit unexpectedly")) {
+                    summaries << arguments.value(4).toString();
+                }
+            }
+            return summaries;
+        };
+        QTRY_COMPARE_WITH_TIMEOUT(quitNotices().size(), 1, 10000);
+        QVERIFY2(quitNotices().first().startsWith(
+                     QStringLiteral("Nelvo quit unexpectedly at %1 and wasn't watching until ")
+                         .arg(QLocale().toString(lastSeen->time(), QLocale::ShortFormat))),
+                 qPrintable(quitNotices().first()));
+
+        // The stretch the crash interrupted is closed at the last heartbeat.
+        {
+            const Defaults after(environment.settingsFilePath());
+            QCOMPARE(after.date(SettingsKeys::armedStretchFrom).value_or(QDateTime()), *since);
+            QCOMPARE(after.date(SettingsKeys::armedStretchTo).value_or(QDateTime()), *lastSeen);
+        }
+
+        // The 15 s countdown runs out before the state is armed.
+        const QString armed = relaunched.waitForLine(QStringLiteral("State: armed"), 25000);
+        QVERIFY2(!armed.isEmpty(), qPrintable(relaunched.log()));
+        const qint64 countdown = relaunched.timeOf(armed) - relaunched.timeOf(arming);
+        QVERIFY2(countdown > 13500 && countdown < 20000, qPrintable(QString::number(countdown)));
+
+        relaunched.signal(SIGTERM);
+        QVERIFY(relaunched.waitForExit(25000));
+        QCOMPARE(relaunched.process().exitCode(), 0);
+        QCOMPARE(relaunched.lines().last(), QStringLiteral("Nelvo quit"));
+        // A clean quit leaves no heartbeat behind.
+        QVERIFY(!Defaults(environment.settingsFilePath()).date(SettingsKeys::armedRecordLastSeen));
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_AppDelegate)
+#include "tst_AppDelegate.moc"
