@@ -5,6 +5,7 @@
 
 #include <fcntl.h>
 #include <gst/app/gstappsrc.h>
+#include <gst/audio/audio.h>
 #include <unistd.h>
 #include <QFile>
 #include <cerrno>
@@ -227,11 +228,41 @@ bool MovieWriter::append(GstElement* src, GstHandle<GstCaps>& current, GstSample
     return gst_app_src_push_buffer(GST_APP_SRC(src), retimed) == GST_FLOW_OK;
 }
 
+bool MovieWriter::appendAudio(GstSample* sample) {
+    const bool appended = append(audioSrc_.get(), audioCaps_, sample);
+    audioAppended_ = audioAppended_ || appended;
+    return appended;
+}
+
+// An audio track that never received a sample makes a movie no player can
+// open, so a microphone that went quiet before the first sample leaves a
+// moment of silence instead.
+void MovieWriter::appendSilence() {
+    GstAudioInfo info;
+    if (!gst_audio_info_from_caps(&info, audioCaps_.get()) || info.rate <= 0) {
+        return;
+    }
+    constexpr int frames = 1024;  // one AAC frame
+    const gsize size = static_cast<gsize>(frames) * GST_AUDIO_INFO_BPF(&info);
+    GstBuffer* silence = gst_buffer_new_allocate(nullptr, size, nullptr);
+    GstMapInfo map;
+    if (gst_buffer_map(silence, &map, GST_MAP_WRITE)) {
+        gst_audio_format_info_fill_silence(info.finfo, map.data, map.size);
+        gst_buffer_unmap(silence, &map);
+    }
+    GST_BUFFER_PTS(silence) = 0;
+    GST_BUFFER_DURATION(silence) = gst_util_uint64_scale_int(frames, GST_SECOND, info.rate);
+    gst_app_src_push_buffer(GST_APP_SRC(audioSrc_.get()), silence);
+}
+
 void MovieWriter::finish(Completion completion) {
     completion_ = std::move(completion);
     if (status_ != Status::writing) {
         complete();
         return;
+    }
+    if (audioSrc_ && !audioAppended_) {
+        appendSilence();
     }
     for (GstElement* src : {videoSrc_.get(), audioSrc_.get()}) {
         if (src) {

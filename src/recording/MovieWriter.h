@@ -52,7 +52,7 @@ public:
     // False when the sample is refused (no track, before the session start,
     // writer not writing). The sample's data is shared, never copied.
     bool appendVideo(GstSample* sample) { return append(videoSrc_.get(), videoCaps_, sample); }
-    bool appendAudio(GstSample* sample) { return append(audioSrc_.get(), audioCaps_, sample); }
+    bool appendAudio(GstSample* sample);
 
     // Ends the streams; the completion runs on the owner's queue once the
     // movie is complete on disk (or the writer failed).
@@ -69,6 +69,7 @@ private:
     bool buildPipeline(GstCaps* videoCaps, GstCaps* audioCaps, Error* failure);
     bool isReady(GstElement* src) const;
     bool append(GstElement* src, GstHandle<GstCaps>& current, GstSample* sample);
+    void appendSilence();
     void handleMessage(GstMessage* message);
     void complete();
     void tearDown();
@@ -82,6 +83,7 @@ private:
     GstHandle<GstCaps> videoCaps_;  // what the video source was last told
     GstHandle<GstCaps> audioCaps_;
     GstClockTime sessionStart_ = GST_CLOCK_TIME_NONE;
+    bool audioAppended_ = false;
     Status status_ = Status::writing;
     std::optional<Error> error_;
     Completion completion_;

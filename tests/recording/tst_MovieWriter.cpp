@@ -1,0 +1,105 @@
+#include "EncodedStream.h"
+#include "MovieProbe.h"
+#include "MovieWriter.h"
+#include "SerialQueue.h"
+
+#include <QSemaphore>
+#include <QTemporaryDir>
+#include <QTest>
+#include <cerrno>
+
+// The movie writer on its own: tracks from the formats it is given, a file it
+// opens itself, and a movie every player can open however the streams ended.
+class tst_MovieWriter : public QObject {
+    Q_OBJECT
+
+    // Runs `work` on the writer's queue and waits for it.
+    void onQueue(const std::function<void()>& work) { queue_.sync(work); }
+
+    // Writes `seconds` of video, and audio when given, then finishes.
+    std::optional<Error> write(const QString& path, double seconds, bool withAudioTrack,
+                               bool withAudioSamples) {
+        const auto video = EncodedStream::video(seconds);
+        const auto audio = EncodedStream::audio(seconds);
+        std::shared_ptr<MovieWriter> writer;
+        std::optional<Error> outcome;
+        QSemaphore finished;
+        onQueue([&] {
+            Error failure;
+            writer = MovieWriter::create(path, queue_, &failure);
+            QVERIFY(writer);
+            QVERIFY(writer->begin(
+                gst_sample_get_caps(video.front().get()),
+                withAudioTrack ? gst_sample_get_caps(audio.front().get()) : nullptr, &failure));
+            writer->startSession(0);
+            for (const auto& sample : video) {
+                QVERIFY(writer->appendVideo(sample.get()));
+            }
+            for (const auto& sample : audio) {
+                if (withAudioSamples) {
+                    QVERIFY(writer->appendAudio(sample.get()));
+                }
+            }
+            writer->finish([&](std::optional<Error> error) {
+                outcome = std::move(error);
+                finished.release();
+            });
+        });
+        if (!finished.tryAcquire(1, 20000)) {
+            return Error{Error::writerDomain, 0, QStringLiteral("The writer never finished"),
+                         nullptr};
+        }
+        onQueue([&] { writer.reset(); });
+        return outcome;
+    }
+
+private Q_SLOTS:
+    void initTestCase() { Gst::ensureInitialised(); }
+
+    void videoAndSoundMakeAQuickTimeMovie() {
+        const QString path = folder_.filePath("both.mov");
+        const std::optional<Error> error = write(path, 2.0, true, true);
+        QVERIFY2(!error, error ? qPrintable(error->description) : "");
+        const MovieProbe probe(path);
+        QVERIFY2(probe.readable(), qPrintable(probe.errorText()));
+        QCOMPARE(probe.codec("video"), QString("h264"));
+        QCOMPARE(probe.codec("audio"), QString("aac"));
+        QVERIFY(probe.firstFrameIsKeyframe());
+        QCOMPARE(probe.frameCount(), 60);
+        QCOMPARE(QFileInfo(path).permissions() & 0x0077, QFileDevice::Permissions());
+    }
+
+    // A microphone that delivered nothing after the movie began: the movie
+    // still opens, with its video whole and a silent sound track.
+    void aSoundTrackThatNeverGotASampleStillOpens() {
+        const QString path = folder_.filePath("silent.mov");
+        const std::optional<Error> error = write(path, 2.0, true, false);
+        QVERIFY2(!error, error ? qPrintable(error->description) : "");
+        const MovieProbe probe(path);
+        QVERIFY2(probe.readable(), qPrintable(probe.errorText()));
+        QCOMPARE(probe.codec("video"), QString("h264"));
+        QCOMPARE(probe.codec("audio"), QString("aac"));
+        QCOMPARE(probe.frameCount(), 60);
+        QVERIFY(probe.videoSpan() > 1.9);
+    }
+
+    void aFileThatCannotBeCreatedIsACreationError() {
+        Error failure;
+        std::shared_ptr<MovieWriter> writer;
+        onQueue([&] {
+            writer = MovieWriter::create(folder_.filePath("missing/movie.mov"), queue_, &failure);
+        });
+        QVERIFY(!writer);
+        QCOMPARE(failure.domain, Error::writerDomain);
+        QCOMPARE(failure.code, MovieWriter::creationFailedCode);
+        QVERIFY(failure.underlying);
+        QCOMPARE(failure.underlying->code, ENOENT);
+    }
+
+private:
+    QTemporaryDir folder_;
+    SerialQueue queue_{"MovieWriter"};
+};
+
+QTEST_GUILESS_MAIN(tst_MovieWriter)
+#include "tst_MovieWriter.moc"
