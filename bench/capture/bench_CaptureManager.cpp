@@ -266,7 +266,12 @@ void benchArmedIdleCpu(Defaults& defaults) {
     const auto perMinute = [seconds](double cpu) { return cpu / seconds * 60; };
     const double bare = perMinute(CaptureBench::bareEncodeCpuSeconds(1280, 720, seconds * 30));
     const double bareDemo = perMinute(bareDemoEncodeCpuSeconds(seconds));
-    const double nelvo = perMinute(armedIdleCpuSeconds(defaults, seconds));
+    const double armed = armedIdleCpuSeconds(defaults, seconds);
+    if (armed < 0) {
+        std::printf("armed_idle: no frames measured\n");
+        return;
+    }
+    const double nelvo = perMinute(armed);
     std::printf("armed_idle_cpu_s_per_min_720p: %.2f s\n", nelvo);
     std::printf("bare_encode_cpu_s_per_min_720p: %.2f s\n", bare);
     std::printf("armed_idle_cpu_ratio_720p: %.3f x\n", nelvo / bare);
