@@ -2,6 +2,7 @@
 // whole armed pipeline's CPU against a bare capture-and-encode pipeline, and
 // frames lost over a minute of 720p30.
 #include "CameraPipeline.h"
+#include "CaptureBench.h"
 #include "Defaults.h"
 #include "DemoCamera.h"
 #include "MotionDetectRenderer.h"
@@ -12,7 +13,6 @@
 #include <QTemporaryDir>
 #include <chrono>
 #include <cstdio>
-#include <ctime>
 #include <mutex>
 #include <random>
 #include <thread>
@@ -20,16 +20,8 @@
 
 namespace {
 
-double processCpuSeconds() {
-    timespec now{};
-    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
-    return now.tv_sec + now.tv_nsec / 1e9;
-}
-
-double wallSeconds() {
-    return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch())
-        .count();
-}
+using CaptureBench::processCpuSeconds;
+using CaptureBench::wallSeconds;
 
 GstHandle<GstSample> noisyFrame(int width, int height, unsigned seed, int objectLeft) {
     GstVideoInfo info;
@@ -128,45 +120,13 @@ public:
     std::atomic<long long> measured{0};
 };
 
-QString sourceFor(int width, int height, int frames) {
-    return QStringLiteral(
-               "videotestsrc is-live=true num-buffers=%3 ! capsfilter "
-               "caps=video/x-raw,format=I420,width=%1,height=%2,framerate=30/1")
-        .arg(width)
-        .arg(height)
-        .arg(frames);
-}
-
-double barePipelineCpuPerFrame(int width, int height, int frames) {
-    const QString description =
-        sourceFor(width, height, frames) +
-        QStringLiteral(
-            " ! x264enc name=encoder ! video/x-h264,profile=high ! h264parse ! "
-            "video/x-h264,stream-format=avc,alignment=au ! fakesink sync=false");
-    GstElement* pipeline = gst_parse_launch(description.toUtf8().constData(), nullptr);
-    GstElement* encoder = gst_bin_get_by_name(GST_BIN(pipeline), "encoder");
-    VideoEncoder::configureEncoder(encoder, QStringLiteral("x264enc"), 30);
-    gst_object_unref(encoder);
-    const double start = processCpuSeconds();
-    gst_element_set_state(pipeline, GST_STATE_PLAYING);
-    GstBus* bus = gst_element_get_bus(pipeline);
-    GstMessage* message = gst_bus_timed_pop_filtered(
-        bus, GST_CLOCK_TIME_NONE, static_cast<GstMessageType>(GST_MESSAGE_EOS | GST_MESSAGE_ERROR));
-    gst_message_unref(message);
-    gst_element_set_state(pipeline, GST_STATE_NULL);
-    const double cpu = processCpuSeconds() - start;
-    gst_object_unref(bus);
-    gst_object_unref(pipeline);
-    return cpu / frames;
-}
-
 double nelvoPipelineCpuPerFrame(Defaults& defaults, int width, int height, int frames) {
     TallySink sink;
     auto delegate = std::make_shared<CountingDelegate>();
     CameraPipeline pipeline(
         defaults, sink,
         std::make_shared<LaunchSource>(QStringLiteral("bench"), QStringLiteral("Bench"),
-                                       sourceFor(width, height, frames)),
+                                       CaptureBench::videoTestSource(width, height, frames)),
         nullptr);
     pipeline.setDelegate(delegate);
     pipeline.configure();
@@ -181,7 +141,7 @@ double nelvoPipelineCpuPerFrame(Defaults& defaults, int width, int height, int f
 
 void benchArmedCpu(Defaults& defaults, const char* name, int width, int height) {
     const int frames = 150;
-    const double bare = barePipelineCpuPerFrame(width, height, frames);
+    const double bare = CaptureBench::bareEncodeCpuSeconds(width, height, frames) / frames;
     const double nelvo = nelvoPipelineCpuPerFrame(defaults, width, height, frames);
     std::printf("armed_cpu_bare_%s_ms_per_frame: %.2f ms\n", name, bare * 1000);
     std::printf("armed_cpu_nelvo_%s_ms_per_frame: %.2f ms\n", name, nelvo * 1000);

@@ -55,8 +55,14 @@ public:
     void renderFullFrameMask(const GstVideoFrame& previous, const GstVideoFrame& current,
                              std::uint8_t* mask);
 
+    // The grid of moved flags from two luma planes of `out`'s size, in exact
+    // integer arithmetic, with SSE2 where the processor has it (every x86-64).
     static void renderSparse(const std::uint8_t* previous, int previousStride,
                              const std::uint8_t* current, int currentStride, MotionImage& out);
+    // The same in plain C++, for processors without SSE2; same results.
+    static void renderSparsePortable(const std::uint8_t* previous, int previousStride,
+                                     const std::uint8_t* current, int currentStride,
+                                     MotionImage& out);
 
     // How many full-frame images were made (the preview's cost).
     std::uint64_t fullFrameRenders() const { return fullFrameRenders_; }

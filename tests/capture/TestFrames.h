@@ -5,6 +5,7 @@
 
 #include <gst/video/video.h>
 #include <QList>
+#include <condition_variable>
 #include <cstdint>
 #include <functional>
 #include <mutex>
@@ -42,8 +43,25 @@ inline GstHandle<GstSample> makeFrame(int width, int height,
 class CountingSink : public CameraPipelineSink {
 public:
     void appendVideo(GstHandle<GstSample> sample) override {
+        {
+            std::unique_lock lock(holdMutex);
+            released.wait(lock, [this] { return !holding; });
+        }
         std::lock_guard guard(mutex);
         video.append(std::move(sample));
+    }
+    // While held, the encoder's thread waits in appendVideo after handing over
+    // a frame, and so can take no further frame: a slow encoder on demand.
+    void holdVideo() {
+        std::lock_guard lock(holdMutex);
+        holding = true;
+    }
+    void releaseVideo() {
+        {
+            std::lock_guard lock(holdMutex);
+            holding = false;
+        }
+        released.notify_all();
     }
     void appendAudio(GstHandle<GstSample> sample) override {
         std::lock_guard guard(mutex);
@@ -72,6 +90,10 @@ public:
         std::lock_guard guard(mutex);
         return audio.size();
     }
+    int newestFrameCount() {
+        std::lock_guard guard(mutex);
+        return newestFrames;
+    }
     int lossCount(CaptureLoss reason) {
         std::lock_guard guard(mutex);
         return losses[static_cast<int>(reason)];
@@ -84,4 +106,7 @@ public:
     int newestFrames = 0;
     int losses[3] = {0, 0, 0};
     std::atomic<int> slowNewestFrame{0};
+    std::mutex holdMutex;
+    std::condition_variable released;
+    bool holding = false;
 };

@@ -6,6 +6,8 @@
 #include "TestFrames.h"
 
 #include <QTest>
+#include <cmath>
+#include <numeric>
 #include <random>
 
 class tst_MotionDetectRenderer : public QObject {
@@ -22,6 +24,41 @@ class tst_MotionDetectRenderer : public QObject {
             }
             return 150 + 40 * x / width + static_cast<int>(noise(generator));
         });
+    }
+
+    // Uniform noise: the blurred differences of two such frames spread widely
+    // around the threshold on both sides.
+    static std::vector<int> randomLuma(int width, int height, unsigned seed) {
+        std::mt19937 generator(seed);
+        std::uniform_int_distribution<int> value(0, 255);
+        std::vector<int> luma(static_cast<std::size_t>(width) * height);
+        std::generate(luma.begin(), luma.end(), [&] { return value(generator); });
+        return luma;
+    }
+
+    // The contract written out plainly in double precision: the exact
+    // Gaussian of sigma 1.5 over the 9 x 9 window, normalised, edges clamped,
+    // applied to the difference (the blur is linear).
+    static double referenceBlurredDifference(const std::vector<int>& before,
+                                             const std::vector<int>& after, int width, int height,
+                                             int x, int y) {
+        const int radius = MotionDetectRenderer::blurRadius;
+        std::vector<double> gaussian;
+        for (int k = -radius; k <= radius; ++k) {
+            gaussian.push_back(
+                std::exp(-k * k / (2 * MotionDetectRenderer::sigma * MotionDetectRenderer::sigma)));
+        }
+        const double total = std::accumulate(gaussian.begin(), gaussian.end(), 0.0);
+        double sum = 0;
+        for (int i = -radius; i <= radius; ++i) {
+            for (int j = -radius; j <= radius; ++j) {
+                const int row = std::clamp(y + i, 0, height - 1);
+                const int column = std::clamp(x + j, 0, width - 1);
+                const std::size_t at = static_cast<std::size_t>(row) * width + column;
+                sum += gaussian[i + radius] * gaussian[j + radius] * (after[at] - before[at]);
+            }
+        }
+        return sum / (total * total);
     }
 
     static double level(MotionDetectRenderer& renderer, GstSample* a, GstSample* b) {
@@ -75,6 +112,91 @@ private Q_SLOTS:
             }
         }
         QVERIFY(moved > 0);
+    }
+
+    void theFastGridAgreesWithAStraightforwardBlurOnRandomFrames_data() {
+        QTest::addColumn<int>("width");
+        QTest::addColumn<int>("height");
+        QTest::newRow("1080p") << 1920 << 1080;
+        QTest::newRow("odd size, padded rows") << 641 << 361;
+        QTest::newRow("narrower than a window") << 13 << 47;
+        QTest::newRow("tiny") << 3 << 2;
+    }
+
+    // Only the grid points are computed, in integers, with vector instructions
+    // where the processor has them. Tolerance: the integer weights (summing to
+    // 1024 per direction) differ from the exact Gaussian's by at most 0.9 luma
+    // levels on any frame, so wherever the reference is more than 1 level from
+    // the threshold the grid must say exactly what the reference says. The
+    // portable version must agree with the vector one everywhere.
+    void theFastGridAgreesWithAStraightforwardBlurOnRandomFrames() {
+        QFETCH(int, width);
+        QFETCH(int, height);
+        const double tolerance = 1.0;
+        const double threshold = MotionDetectRenderer::movedThreshold;
+        int points = 0;
+        int moved = 0;
+        int nearThreshold = 0;
+        for (unsigned seed = 1; seed <= 3; ++seed) {
+            const auto beforeLuma = randomLuma(width, height, 2 * seed);
+            const auto afterLuma = randomLuma(width, height, 2 * seed + 1);
+            const auto before = makeFrame(width, height, [&](int x, int y) {
+                return beforeLuma[static_cast<std::size_t>(y) * width + x];
+            });
+            const auto after = makeFrame(width, height, [&](int x, int y) {
+                return afterLuma[static_cast<std::size_t>(y) * width + x];
+            });
+            MotionDetectRenderer renderer;
+            GstCaps* caps = gst_sample_get_caps(before.get());
+            QVERIFY(renderer.prepare(caps, 3));
+            const auto images = renderer.render(before.get(), after.get(), false);
+            QVERIFY(images.motion);
+            const MotionImage& fast = *images.motion;
+
+            GstVideoInfo info;
+            gst_video_info_from_caps(&info, caps);
+            GstVideoFrame a, b;
+            QVERIFY(
+                gst_video_frame_map(&a, &info, gst_sample_get_buffer(before.get()), GST_MAP_READ));
+            QVERIFY(
+                gst_video_frame_map(&b, &info, gst_sample_get_buffer(after.get()), GST_MAP_READ));
+            MotionImage portable;
+            portable.resize(width, height, MotionDetectRenderer::skipPixels);
+            MotionDetectRenderer::renderSparsePortable(
+                static_cast<const std::uint8_t*>(GST_VIDEO_FRAME_PLANE_DATA(&a, 0)),
+                GST_VIDEO_FRAME_PLANE_STRIDE(&a, 0),
+                static_cast<const std::uint8_t*>(GST_VIDEO_FRAME_PLANE_DATA(&b, 0)),
+                GST_VIDEO_FRAME_PLANE_STRIDE(&b, 0), portable);
+            gst_video_frame_unmap(&a);
+            gst_video_frame_unmap(&b);
+
+            QCOMPARE(fast.columns, (width - 2) / 20 + 1);
+            QCOMPARE(fast.rows, (height - 2) / 20 + 1);
+            for (int row = 0; row < fast.rows; ++row) {
+                for (int column = 0; column < fast.columns; ++column) {
+                    ++points;
+                    QCOMPARE(portable.at(column, row), fast.at(column, row));
+                    moved += fast.at(column, row);
+                    const double reference = std::abs(referenceBlurredDifference(
+                        beforeLuma, afterLuma, width, height, column * 20, row * 20));
+                    if (std::abs(reference - threshold) <= tolerance) {
+                        ++nearThreshold;
+                        continue;
+                    }
+                    if (fast.at(column, row) != (reference > threshold ? 1 : 0)) {
+                        QFAIL(qPrintable(QStringLiteral("point (%1, %2): reference %3")
+                                             .arg(column * 20)
+                                             .arg(row * 20)
+                                             .arg(reference)));
+                    }
+                }
+            }
+        }
+        // Large frames test both answers, and few points fall inside the tolerance.
+        if (points >= 100) {
+            QVERIFY2(moved > points / 5 && points - moved > points / 5, "one-sided frames");
+            QVERIFY2(nearThreshold < points / 10, "too many points within the tolerance");
+        }
     }
 
     void aFormatWithoutLumaLeavesTheRendererUnprepared() {
