@@ -63,6 +63,7 @@ bool DeviceMonitor::start(SerialQueue& queue, CaptureDevicesListener& listener) 
             add(GST_DEVICE(item->data), false);
         }
         g_list_free_full(devices, gst_object_unref);
+        listed_ = true;
     });
     return started;
 }
@@ -74,7 +75,10 @@ void DeviceMonitor::stop() {
     auto bus = GstHandle<GstBus>::adopt(gst_device_monitor_get_bus(monitor_.get()));
     gst_bus_set_sync_handler(bus.get(), nullptr, nullptr, nullptr);
     gst_device_monitor_stop(monitor_.get());
-    queue_->sync([this] { entries_.clear(); });
+    queue_->sync([this] {
+        entries_.clear();
+        listed_ = false;
+    });
 }
 
 GstBusSyncReply DeviceMonitor::onBusMessage(GstBus*, GstMessage* message, gpointer self) {
@@ -98,6 +102,11 @@ GstBusSyncReply DeviceMonitor::onBusMessage(GstBus*, GstMessage* message, gpoint
 }
 
 void DeviceMonitor::handle(GstMessage* message) {
+    // Providers announce what is attached while they start; the listing that
+    // follows the start already holds it, and those devices are not new.
+    if (!listed_) {
+        return;
+    }
     GstDevice* device = nullptr;
     GstDevice* old = nullptr;
     switch (GST_MESSAGE_TYPE(message)) {
@@ -226,6 +235,14 @@ void DeviceMonitor::changed(GstDevice* device, GstDevice* old) {
         }
     }
     if (!wasDefault && isDefault(device) && kindOf(device) == DeviceKind::audio) {
+        // There is one system input. The sound server announces the old one
+        // losing that role separately, often after the new one; until then
+        // both would claim it and the listener could follow the old one.
+        for (Entry& entry : entries_) {
+            if (entry.kind == DeviceKind::audio && entry.device.get() != device) {
+                entry.isDefault = false;
+            }
+        }
         listener_->defaultInputChanged();
     }
 }

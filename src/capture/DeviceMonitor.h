@@ -46,5 +46,7 @@ private:
     SerialQueue* queue_ = nullptr;
     CaptureDevicesListener* listener_ = nullptr;
     std::atomic<bool> delivering_{false};
-    std::vector<Entry> entries_;  // confined to the queue
+    // Confined to the queue.
+    std::vector<Entry> entries_;
+    bool listed_ = false;  // the devices present at the start are known
 };
