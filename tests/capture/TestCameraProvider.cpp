@@ -43,7 +43,8 @@ NelvoTestCameraProvider* testProvider(GstDeviceProvider* provider) {
 gboolean startProvider(GstDeviceProvider* provider) {
     GST_OBJECT_LOCK(provider);
     GList* attached = g_list_copy(testProvider(provider)->attached);
-    g_list_foreach(attached, [](gpointer camera, gpointer) { gst_object_ref(camera); }, nullptr);
+    g_list_foreach(
+        attached, [](gpointer camera, gpointer) { gst_object_ref(camera); }, nullptr);
     GST_OBJECT_UNLOCK(provider);
     for (GList* item = attached; item; item = item->next) {
         gst_device_provider_device_add(provider, GST_DEVICE(item->data));
@@ -73,8 +74,8 @@ static void nelvo_test_camera_provider_class_init(NelvoTestCameraProviderClass* 
     providerClass->start = startProvider;
     providerClass->stop = stopProvider;
     gst_device_provider_class_set_static_metadata(providerClass, "Nelvo test cameras",
-                                                  "Video/Source",
-                                                  "Cameras a test plugs in and out", "Nelvo");
+                                                  "Video/Source", "Cameras a test plugs in and out",
+                                                  "Nelvo");
 }
 
 static void nelvo_test_camera_provider_init(NelvoTestCameraProvider* provider) {

@@ -32,13 +32,14 @@ public:
     }
     void defaultInputChanged() override {
         const auto input = monitor_.defaultInput();
-        add({inputChange, input ? input->uniqueID() : QString(),
-             input ? input->name() : QString(), DeviceKind::audio});
+        add({inputChange, input ? input->uniqueID() : QString(), input ? input->name() : QString(),
+             DeviceKind::audio});
     }
 
     // Connections and disconnections of one device.
     std::vector<Event> about(const QString& id) const {
-        return matching([&](const Event& event) { return event.what != inputChange && event.id == id; });
+        return matching(
+            [&](const Event& event) { return event.what != inputChange && event.id == id; });
     }
     // Changes of the system input.
     std::vector<Event> inputChanges() const {
@@ -153,8 +154,7 @@ private Q_SLOTS:
         const QString right = QStringLiteral("/dev/video43");
         auto first = cameras_->plug(QStringLiteral("USB Camera"), path(left));
         auto second = cameras_->plug(QStringLiteral("USB Camera"), path(right));
-        QTRY_VERIFY_WITH_TIMEOUT(log.about(left).size() == 1 && log.about(right).size() == 1,
-                                 5000);
+        QTRY_VERIFY_WITH_TIMEOUT(log.about(left).size() == 1 && log.about(right).size() == 1, 5000);
         const QStringList ids = idsOf(queue, monitor, DeviceKind::video);
         QVERIFY(ids.contains(left) && ids.contains(right));
 
@@ -272,8 +272,7 @@ private Q_SLOTS:
         QVERIFY(!idsOf(queue, monitor, DeviceKind::audio).contains("desk"));
 
         QVERIFY(server.unloadModule(*module));
-        QTRY_VERIFY_WITH_TIMEOUT(
-            log.about(id).back().what == QLatin1String("disconnected"), 5000);
+        QTRY_VERIFY_WITH_TIMEOUT(log.about(id).back().what == QLatin1String("disconnected"), 5000);
         QVERIFY(!idsOf(queue, monitor, DeviceKind::audio).contains(id));
         monitor.stop();
     }

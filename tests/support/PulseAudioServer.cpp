@@ -44,8 +44,8 @@ PulseAudioServer::PulseAudioServer() {
         }
         QThread::msleep(50);
     }
-    problem_ = QStringLiteral("pulseaudio did not answer: ") +
-               QString::fromLocal8Bit(server_.readAll());
+    problem_ =
+        QStringLiteral("pulseaudio did not answer: ") + QString::fromLocal8Bit(server_.readAll());
 }
 
 PulseAudioServer::~PulseAudioServer() {
@@ -90,13 +90,12 @@ std::optional<QString> PulseAudioServer::pactl(const QStringList& arguments) con
     return QString::fromUtf8(client.readAllStandardOutput());
 }
 
-std::optional<int> PulseAudioServer::loadNullSink(const QString& name,
-                                                  const QString& description) {
-    const std::optional<QString> index = pactl(
-        {QStringLiteral("load-module"), QStringLiteral("module-null-sink"),
-         QStringLiteral("sink_name=") + name, QStringLiteral("rate=48000"),
-         QStringLiteral("channels=1"),
-         QStringLiteral("sink_properties='device.description=\"%1\"'").arg(description)});
+std::optional<int> PulseAudioServer::loadNullSink(const QString& name, const QString& description) {
+    const std::optional<QString> index =
+        pactl({QStringLiteral("load-module"), QStringLiteral("module-null-sink"),
+               QStringLiteral("sink_name=") + name, QStringLiteral("rate=48000"),
+               QStringLiteral("channels=1"),
+               QStringLiteral("sink_properties='device.description=\"%1\"'").arg(description)});
     bool ok = false;
     const int value = index ? index->trimmed().toInt(&ok) : -1;
     return ok ? std::optional(value) : std::nullopt;
