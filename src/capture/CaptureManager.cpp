@@ -218,13 +218,23 @@ void CaptureManager::configureWithChoices() {
     configureWith(first, second, chosenMicrophone());
 }
 
+// A pipeline whose devices stay the same keeps its session running
+// undisturbed (a movie it is writing loses nothing), unless `rebuild` asks
+// for every session to be made anew.
 void CaptureManager::configureWith(std::shared_ptr<CaptureSource> first,
                                    std::shared_ptr<CaptureSource> second,
-                                   std::shared_ptr<CaptureSource> microphone) {
-    pipelines_[0]->setDevices(std::move(first), std::move(microphone));
-    pipelines_[1]->setDevices(std::move(second), nullptr);
+                                   std::shared_ptr<CaptureSource> microphone, bool rebuild) {
+    const std::array<std::shared_ptr<CaptureSource>, pipelineCount> cameras{std::move(first),
+                                                                            std::move(second)};
+    const std::array<std::shared_ptr<CaptureSource>, pipelineCount> microphones{
+        std::move(microphone), nullptr};
     for (int i = 0; i < pipelineCount; ++i) {
         CameraPipeline& pipeline = *pipelines_[i];
+        if (!rebuild && configured_[i] && pipeline.camera() == cameras[i] &&
+            pipeline.microphone() == microphones[i]) {
+            continue;
+        }
+        pipeline.setDevices(cameras[i], microphones[i]);
         if (pipeline.camera() || pipeline.microphone()) {
             configured_[i] = pipeline.configure();
         } else {
@@ -262,7 +272,8 @@ void CaptureManager::restartSessions() {
     for (auto& pipeline : pipelines_) {
         pipeline->stopRunning();
     }
-    configureWith(pipelines_[0]->camera(), pipelines_[1]->camera(), pipelines_[0]->microphone());
+    configureWith(pipelines_[0]->camera(), pipelines_[1]->camera(), pipelines_[0]->microphone(),
+                  true);
     if (wanted) {
         startSessions();
     }
@@ -290,7 +301,16 @@ void CaptureManager::publishDevices() {
             const bool changed = inUse[0].camera != inUse_[0].camera ||
                                  inUse[1].camera != inUse_[1].camera ||
                                  inUse[0].microphone != inUse_[0].microphone;
+            // A camera that went away did not stop delivering: a pipeline
+            // whose camera changed starts its health bookkeeping afresh.
+            for (int i = 0; i < pipelineCount; ++i) {
+                if (inUse[i].camera != inUse_[i].camera) {
+                    lastMotionMeasured_[i].reset();
+                    motionStopped_[i] = false;
+                }
+            }
             inUse_ = inUse;
+            updateMotionStopped();
             if (!changed && configuredOnce_) {
                 return;
             }
@@ -628,9 +648,18 @@ void CaptureManager::sessionError(int, const std::optional<Error>& error) {
         Log::line(QStringLiteral("Capture was refused: ") + error->description);
         return;
     }
+    // After a refusal the session's further errors are its consequences;
+    // restarting would only be refused again.
+    if (setupResult_ != SessionSetupResult::success) {
+        return;
+    }
     Log::line(QStringLiteral("Capture session error, restarting: ") +
               (error ? error->description : QStringLiteral("unknown")));
-    sessionQueue_.async([this] { restartSessions(); });
+    sessionQueue_.async([this] {
+        if (setupResult_ == SessionSetupResult::success) {
+            restartSessions();
+        }
+    });
 }
 
 // ---- The sound meter ("AudioMeterQueue") -------------------------------------

@@ -137,7 +137,7 @@ private:
     std::shared_ptr<CaptureSource> chosenMicrophone() const;
     void configureWithChoices();
     void configureWith(std::shared_ptr<CaptureSource> first, std::shared_ptr<CaptureSource> second,
-                       std::shared_ptr<CaptureSource> microphone);
+                       std::shared_ptr<CaptureSource> microphone, bool rebuild = false);
     void startSessions();
     void stopSessions();
     void restartSessions();

@@ -63,6 +63,15 @@ bool DeviceMonitor::start(SerialQueue& queue, CaptureDevicesListener& listener) 
             add(GST_DEVICE(item->data), false);
         }
         g_list_free_full(devices, gst_object_unref);
+        // Started here, so that its changes queue up behind the listing.
+        serverInput_ = soundServer_.start([this](const QString& sourceName) {
+            queue_->async([this, sourceName] {
+                if (delivering_) {
+                    serverInputChanged(sourceName);
+                }
+            });
+        });
+        listed_ = true;
     });
     return started;
 }
@@ -71,10 +80,15 @@ void DeviceMonitor::stop() {
     if (!delivering_.exchange(false)) {
         return;
     }
+    soundServer_.stop();
     auto bus = GstHandle<GstBus>::adopt(gst_device_monitor_get_bus(monitor_.get()));
     gst_bus_set_sync_handler(bus.get(), nullptr, nullptr, nullptr);
     gst_device_monitor_stop(monitor_.get());
-    queue_->sync([this] { entries_.clear(); });
+    queue_->sync([this] {
+        entries_.clear();
+        listed_ = false;
+        serverInput_.reset();
+    });
 }
 
 GstBusSyncReply DeviceMonitor::onBusMessage(GstBus*, GstMessage* message, gpointer self) {
@@ -98,6 +112,11 @@ GstBusSyncReply DeviceMonitor::onBusMessage(GstBus*, GstMessage* message, gpoint
 }
 
 void DeviceMonitor::handle(GstMessage* message) {
+    // Providers announce what is attached while they start; the listing that
+    // follows the start already holds it, and those devices are not new.
+    if (!listed_) {
+        return;
+    }
     GstDevice* device = nullptr;
     GstDevice* old = nullptr;
     switch (GST_MESSAGE_TYPE(message)) {
@@ -191,12 +210,11 @@ void DeviceMonitor::add(GstDevice* device, bool announce) {
     Entry entry{GstHandle<GstDevice>::ref(device),
                 std::make_shared<DeviceSource>(id, GstHandle<GstDevice>::ref(device)), *kind,
                 isDefault(device)};
+    const std::shared_ptr<CaptureSource> input = defaultInput();
     entries_.push_back(entry);
     if (announce) {
         listener_->deviceConnected(entry.source, entry.kind);
-        if (entry.isDefault) {
-            listener_->defaultInputChanged();
-        }
+        announceInputChange(input);
     }
 }
 
@@ -214,9 +232,7 @@ void DeviceMonitor::remove(GstDevice* device) {
 }
 
 void DeviceMonitor::changed(GstDevice* device, GstDevice* old) {
-    const bool wasDefault = std::any_of(entries_.begin(), entries_.end(), [&](const Entry& e) {
-        return e.device.get() == old && e.isDefault;
-    });
+    const std::shared_ptr<CaptureSource> input = defaultInput();
     for (Entry& entry : entries_) {
         if (entry.device.get() == old) {
             entry.device = GstHandle<GstDevice>::ref(device);
@@ -225,7 +241,28 @@ void DeviceMonitor::changed(GstDevice* device, GstDevice* old) {
                                                           GstHandle<GstDevice>::ref(device));
         }
     }
-    if (!wasDefault && isDefault(device) && kindOf(device) == DeviceKind::audio) {
+    if (isDefault(device) && kindOf(device) == DeviceKind::audio) {
+        // There is one system input. The provider announces the old one
+        // losing that role separately, often after the new one; until then
+        // both would claim it and the listener could follow the old one.
+        for (Entry& entry : entries_) {
+            if (entry.kind == DeviceKind::audio && entry.device.get() != device) {
+                entry.isDefault = false;
+            }
+        }
+    }
+    announceInputChange(input);
+}
+
+void DeviceMonitor::serverInputChanged(const QString& sourceName) {
+    const std::shared_ptr<CaptureSource> input = defaultInput();
+    serverInput_ = sourceName;
+    announceInputChange(input);
+}
+
+void DeviceMonitor::announceInputChange(const std::shared_ptr<CaptureSource>& before) {
+    const std::shared_ptr<CaptureSource> after = defaultInput();
+    if (after && (!before || before->uniqueID() != after->uniqueID())) {
         listener_->defaultInputChanged();
     }
 }
@@ -242,7 +279,9 @@ std::vector<std::shared_ptr<CaptureSource>> DeviceMonitor::devices(DeviceKind ki
 
 std::shared_ptr<CaptureSource> DeviceMonitor::defaultInput() const {
     for (const Entry& entry : entries_) {
-        if (entry.kind == DeviceKind::audio && entry.isDefault) {
+        const bool isInput =
+            serverInput_ ? entry.source->uniqueID() == *serverInput_ : entry.isDefault;
+        if (entry.kind == DeviceKind::audio && isInput) {
             return entry.source;
         }
     }

@@ -2,6 +2,7 @@
 
 #include "CaptureDevices.h"
 #include "GstHandle.h"
+#include "SoundServerInput.h"
 
 #include <gst/gst.h>
 #include <QString>
@@ -11,7 +12,9 @@
 // and "Audio/Source": the v4l2, PipeWire and PulseAudio providers, or any
 // other registered one). Added, removed and changed devices arrive as bus
 // messages, taken by a sync handler that hands them to the owner's queue; the
-// device list is confined to that queue.
+// device list is confined to that queue. The system input is the sound
+// server's default source when a sound server answers, else the device the
+// providers mark as the default.
 class DeviceMonitor : public CaptureDevices {
 public:
     DeviceMonitor();
@@ -39,6 +42,9 @@ private:
     void add(GstDevice* device, bool announce);
     void remove(GstDevice* device);
     void changed(GstDevice* device, GstDevice* old);
+    void serverInputChanged(const QString& sourceName);
+    // Tells the listener when the system input is another device than `before`.
+    void announceInputChange(const std::shared_ptr<CaptureSource>& before);
     static std::optional<DeviceKind> kindOf(GstDevice* device);
     static bool isDefault(GstDevice* device);
 
@@ -46,5 +52,9 @@ private:
     SerialQueue* queue_ = nullptr;
     CaptureDevicesListener* listener_ = nullptr;
     std::atomic<bool> delivering_{false};
-    std::vector<Entry> entries_;  // confined to the queue
+    SoundServerInput soundServer_;
+    // Confined to the queue.
+    std::vector<Entry> entries_;
+    bool listed_ = false;                 // the devices present at the start are known
+    std::optional<QString> serverInput_;  // the sound server's default source
 };

@@ -5,6 +5,7 @@
 #include "DetectionZones.h"
 #include "FeederSource.h"
 #include "FileCamera.h"
+#include "PulseAudioServer.h"
 #include "SettingsKeys.h"
 #include "SoundLevel.h"
 #include "TestEnvironment.h"
@@ -364,24 +365,13 @@ private Q_SLOTS:
 
     // A real sound server: a null sink whose monitor is the microphone.
     void aPulseAudioMicrophoneReadsWhatIsPlayed() {
-        if (QStandardPaths::findExecutable("pulseaudio").isEmpty()) {
+        if (!PulseAudioServer::isInstalled()) {
             QSKIP("pulseaudio is not installed");
         }
-        QTemporaryDir runtime;
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert("XDG_RUNTIME_DIR", runtime.path());
-        environment.insert("PULSE_RUNTIME_PATH", runtime.path() + "/pulse");
-        environment.insert("HOME", runtime.path());
-        QProcess server;
-        server.setProcessEnvironment(environment);
-        server.start("pulseaudio",
-                     {"--daemonize=no", "--exit-idle-time=-1", "-n",
-                      "--load=module-null-sink sink_name=nelvo_null rate=48000 channels=1",
-                      "--load=module-native-protocol-unix auth-anonymous=1 socket=" +
-                          runtime.path() + "/native"});
-        QVERIFY(server.waitForStarted());
-        const QString address = "unix:" + runtime.path() + "/native";
-        QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(runtime.path() + "/native"), 10000);
+        PulseAudioServer server;
+        QVERIFY2(server.isRunning(), qPrintable(server.problem()));
+        QVERIFY(server.loadNullSink("nelvo_null", "Nelvo Null"));
+        const QString address = server.address();
 
         auto p =
             pipeline(nullptr, launch("pulsesrc server=" + address + " device=nelvo_null.monitor"));
@@ -392,7 +382,7 @@ private Q_SLOTS:
                                   5000);
 
         QProcess player;
-        player.setProcessEnvironment(environment);
+        player.setProcessEnvironment(server.clientEnvironment());
         player.start("pacat", {"--server=" + address, "--device=nelvo_null", "--raw",
                                "--format=s16le", "--rate=48000", "--channels=1"});
         QVERIFY(player.waitForStarted());
@@ -407,8 +397,6 @@ private Q_SLOTS:
         player.closeWriteChannel();
         player.waitForFinished(10000);
         p.reset();
-        server.terminate();
-        server.waitForFinished(5000);
     }
 };
 
