@@ -11,7 +11,8 @@ endfunction()
 # A Qt Test executable named after the type it tests, run by CTest.
 # LABELS "realtime" marks tests that run real pipelines at real-time pace.
 function(nelvo_add_test name)
-  cmake_parse_arguments(ARG "UNPRIVILEGED_TOO" "TIMEOUT" "SOURCES;LIBS;LABELS" ${ARGN})
+  cmake_parse_arguments(ARG "UNPRIVILEGED_TOO" "TIMEOUT" "SOURCES;LIBS;LABELS;UNPRIVILEGED_FUNCTIONS"
+    ${ARGN})
   add_executable(${name} ${ARG_SOURCES})
   target_link_libraries(${name} PRIVATE ${ARG_LIBS} Qt6::Test nelvo_testsupport)
   add_test(NAME ${name} COMMAND ${name})
@@ -22,10 +23,12 @@ function(nelvo_add_test name)
     TIMEOUT ${ARG_TIMEOUT}
     LABELS "${ARG_LABELS}"
     ENVIRONMENT "QT_QPA_PLATFORM=offscreen;NELVO_SOURCE_DIR=${PROJECT_SOURCE_DIR};NELVO_BINARY_DIR=${PROJECT_BINARY_DIR}")
-  # Permission cases pass vacuously as root; run them again as a plain user.
-  if(ARG_UNPRIVILEGED_TOO)
+  # Permission cases pass vacuously as root; run them again as a plain user:
+  # the whole test, or only the functions named.
+  if(ARG_UNPRIVILEGED_TOO OR ARG_UNPRIVILEGED_FUNCTIONS)
     add_test(NAME ${name}_unprivileged
-      COMMAND ${PROJECT_SOURCE_DIR}/scripts/run-unprivileged $<TARGET_FILE:${name}>)
+      COMMAND ${PROJECT_SOURCE_DIR}/scripts/run-unprivileged $<TARGET_FILE:${name}>
+        ${ARG_UNPRIVILEGED_FUNCTIONS})
     set_tests_properties(${name}_unprivileged PROPERTIES
       TIMEOUT ${ARG_TIMEOUT}
       LABELS "${ARG_LABELS}"

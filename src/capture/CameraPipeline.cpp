@@ -8,7 +8,9 @@
 
 #include <gst/app/gstappsink.h>
 #include <gst/audio/audio.h>
+#include <cerrno>
 #include <cmath>
+#include <cstring>
 #include <limits>
 
 namespace {
@@ -29,7 +31,24 @@ bool sameSize(GstCaps* a, GstCaps* b) {
            first.width == second.width && first.height == second.height;
 }
 
-Error errorFrom(const GError* error) {
+// The system refusing Nelvo a device: a refusal the element names as such,
+// or a device it could not open because permission was denied.
+bool isRefusal(const GError* error, const gchar* debug) {
+    if (error->domain != GST_RESOURCE_ERROR) {
+        return false;
+    }
+    if (error->code == GST_RESOURCE_ERROR_NOT_AUTHORIZED) {
+        return true;
+    }
+    const bool opening = error->code == GST_RESOURCE_ERROR_OPEN_READ ||
+                         error->code == GST_RESOURCE_ERROR_OPEN_WRITE ||
+                         error->code == GST_RESOURCE_ERROR_OPEN_READ_WRITE;
+    // Elements put the system's own words for the errno into the details.
+    return opening && debug &&
+           (std::strstr(debug, g_strerror(EACCES)) || std::strstr(debug, g_strerror(EPERM)));
+}
+
+Error errorFrom(const GError* error, const gchar* debug) {
     Error result;
     if (error->domain == GST_RESOURCE_ERROR) {
         result.domain = Error::gstResourceDomain;
@@ -38,9 +57,34 @@ Error errorFrom(const GError* error) {
     } else {
         result.domain = QString::fromUtf8(g_quark_to_string(error->domain));
     }
-    result.code = error->code;
+    result.code = isRefusal(error, debug) ? GST_RESOURCE_ERROR_NOT_AUTHORIZED : error->code;
     result.description = QString::fromUtf8(error->message);
     return result;
+}
+
+// Opens a source (READY). When it cannot be opened because the system
+// refuses it, the refusal is kept in `refusal`.
+bool openSource(GstElement* source, std::optional<Error>& refusal) {
+    // A source on its own has no bus; lend it one to hear why it failed.
+    auto bus = GstHandle<GstBus>::adopt(gst_bus_new());
+    gst_element_set_bus(source, bus.get());
+    const bool opened = gst_element_set_state(source, GST_STATE_READY) != GST_STATE_CHANGE_FAILURE;
+    if (!opened) {
+        gst_element_set_state(source, GST_STATE_NULL);
+        while (auto message = GstHandle<GstMessage>::adopt(
+                   gst_bus_pop_filtered(bus.get(), GST_MESSAGE_ERROR))) {
+            GError* error = nullptr;
+            gchar* debug = nullptr;
+            gst_message_parse_error(message.get(), &error, &debug);
+            if (error && isRefusal(error, debug)) {
+                refusal = errorFrom(error, debug);
+            }
+            g_clear_error(&error);
+            g_free(debug);
+        }
+    }
+    gst_element_set_bus(source, nullptr);
+    return opened;
 }
 
 // The branch's elements after the source: conversion to the format the
@@ -86,6 +130,7 @@ bool CameraPipeline::configure() {
     gst_bus_set_sync_handler(bus.get(), &CameraPipeline::onBusMessage, this, nullptr);
 
     std::optional<QString> cameraID;
+    refusal_.reset();
     cameraIsLive_ = !camera_ || camera_->isLive();
     if (camera_ && addVideo(session)) {
         cameraID = camera_->uniqueID();
@@ -103,6 +148,7 @@ bool CameraPipeline::configure() {
         return false;
     }
     audioLevel_ = noLevel;
+    reportRefusal();
     std::optional<QString> key =
         cameraID ? std::optional(MotionDetector::thresholdKeyFor(*cameraID)) : std::nullopt;
     detectionQueue_.async([this, cameraID, key] {
@@ -119,11 +165,7 @@ bool CameraPipeline::configure() {
 // a missing output also drops the whole session (configure then fails).
 bool CameraPipeline::addVideo(GstBin* session) {
     GstHandle<GstElement> source = camera_->makeElement();
-    if (!source ||
-        gst_element_set_state(source.get(), GST_STATE_READY) == GST_STATE_CHANGE_FAILURE) {
-        if (source) {
-            gst_element_set_state(source.get(), GST_STATE_NULL);
-        }
+    if (!source || !openSource(source.get(), refusal_)) {
         return false;
     }
     const Branch branch{make("videoconvert"), make("capsfilter"), make("queue", "VideoDataQueue"),
@@ -155,11 +197,7 @@ bool CameraPipeline::addVideo(GstBin* session) {
 
 bool CameraPipeline::addAudio(GstBin* session) {
     GstHandle<GstElement> source = microphone_->makeElement();
-    if (!source ||
-        gst_element_set_state(source.get(), GST_STATE_READY) == GST_STATE_CHANGE_FAILURE) {
-        if (source) {
-            gst_element_set_state(source.get(), GST_STATE_NULL);
-        }
+    if (!source || !openSource(source.get(), refusal_)) {
         return false;
     }
     const Branch branch{make("audioconvert"), make("capsfilter"), make("queue", "AudioDataQueue"),
@@ -270,16 +308,30 @@ std::optional<double> CameraPipeline::audioLevel() const {
     return level;
 }
 
+// A device the system refused is the session's error like any other, so
+// the owner learns that capture was not authorised.
+void CameraPipeline::reportRefusal() {
+    if (!refusal_) {
+        return;
+    }
+    Log::line(QStringLiteral("The system refused a device: ") + refusal_->description);
+    if (auto delegate = delegate_.lock()) {
+        delegate->sessionError(*this, *refusal_);
+    }
+}
+
 GstBusSyncReply CameraPipeline::onBusMessage(GstBus*, GstMessage* message, gpointer self) {
     if (GST_MESSAGE_TYPE(message) == GST_MESSAGE_ERROR) {
         auto* pipeline = static_cast<CameraPipeline*>(self);
         GError* error = nullptr;
-        gst_message_parse_error(message, &error, nullptr);
+        gchar* debug = nullptr;
+        gst_message_parse_error(message, &error, &debug);
         std::optional<Error> reported;
         if (error) {
-            reported = errorFrom(error);
+            reported = errorFrom(error, debug);
             g_error_free(error);
         }
+        g_free(debug);
         if (auto delegate = pipeline->delegate_.lock()) {
             delegate->sessionError(*pipeline, std::move(reported));
         }

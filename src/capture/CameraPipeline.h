@@ -82,6 +82,7 @@ private:
 
     bool addVideo(GstBin* session);
     bool addAudio(GstBin* session);
+    void reportRefusal();
     bool attach(GstBin* session, const GstHandle<GstElement>& source, const Branch& branch,
                 const GstAppSinkCallbacks& callbacks, const QString& failureLine);
     void tearDownSession();
@@ -98,7 +99,8 @@ private:
     std::weak_ptr<CameraPipelineDelegate> delegate_;
     GstHandle<GstElement> session_;
     bool running_ = false;
-    bool cameraIsLive_ = true;  // set while the session is down
+    bool cameraIsLive_ = true;      // set while the session is down
+    std::optional<Error> refusal_;  // a device the system refused at the last configure
 
     // Confined to the video streaming thread ("VideoDataQueue").
     std::unique_ptr<VideoEncoder> compressionSession_;

@@ -11,11 +11,14 @@
 #include "TestEnvironment.h"
 #include "TestFrames.h"
 
+#include <sys/stat.h>
+#include <unistd.h>
 #include <QElapsedTimer>
 #include <QProcess>
 #include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
+#include <cerrno>
 #include <cmath>
 
 namespace {
@@ -93,6 +96,20 @@ public:
     }
     GstHandle<GstElement> element;
 };
+
+// A character device that exists but that this user may not open for
+// reading and writing, as a camera node without the right group would be.
+QString deviceThisUserCannotOpen() {
+    for (const char* path : {"/dev/console", "/dev/cpu_dma_latency", "/dev/kvm", "/dev/hwrng",
+                             "/dev/btrfs-control", "/dev/loop-control", "/dev/mem"}) {
+        struct stat status {};
+        if (::stat(path, &status) == 0 && S_ISCHR(status.st_mode) &&
+            ::access(path, R_OK | W_OK) != 0 && errno == EACCES) {
+            return QString::fromLatin1(path);
+        }
+    }
+    return {};
+}
 
 std::shared_ptr<CaptureSource> launch(const QString& description, bool live = true) {
     return std::make_shared<LaunchSource>(QStringLiteral("launch"), QStringLiteral("Launch"),
@@ -283,6 +300,42 @@ private Q_SLOTS:
         QTRY_COMPARE_WITH_TIMEOUT(static_cast<int>(delegate->errors.size()), 1, 5000);
         QVERIFY(delegate->errors[0]);
         QCOMPARE(delegate->errors[0]->domain, Error::gstResourceDomain);
+    }
+
+    // A device the camera reports it could not open because permission was
+    // denied is a refusal, whatever its own error code.
+    void aPermissionErrorIsReportedAsARefusal() {
+        auto camera = std::make_shared<FailingSource>();
+        auto p = pipeline(camera);
+        QVERIFY(p->configure());
+        p->startRunning();
+        QTRY_VERIFY_WITH_TIMEOUT(sink.videoCount() > 0, 5000);
+        GST_ELEMENT_ERROR(camera->element.get(), RESOURCE, OPEN_READ_WRITE,
+                          ("Could not open the camera"), ("system error: %s", g_strerror(EACCES)));
+        QTRY_COMPARE_WITH_TIMEOUT(static_cast<int>(delegate->errors.size()), 1, 5000);
+        QVERIFY(delegate->errors[0]);
+        QCOMPARE(delegate->errors[0]->code, static_cast<int>(GST_RESOURCE_ERROR_NOT_AUTHORIZED));
+    }
+
+    // A camera device this user may not open: the pipeline goes on without
+    // it and tells its owner that the system refused it.
+    void aCameraTheSystemWillNotOpenIsReportedAsRefused() {
+        if (::geteuid() == 0) {
+            QSKIP("root opens every device; the unprivileged run covers this case");
+        }
+        const QString device = deviceThisUserCannotOpen();
+        if (device.isEmpty()) {
+            QSKIP("this system has no character device this user is refused");
+        }
+        auto p = pipeline(launch(QStringLiteral("v4l2src device=") + device),
+                          launch("audiotestsrc is-live=true"));
+        QVERIFY(p->configure());
+        QCOMPARE(static_cast<int>(delegate->errors.size()), 1);
+        QVERIFY(delegate->errors[0]);
+        QCOMPARE(delegate->errors[0]->code, static_cast<int>(GST_RESOURCE_ERROR_NOT_AUTHORIZED));
+        p->startRunning();
+        QTRY_VERIFY_WITH_TIMEOUT(sink.audioCount() > 5, 5000);
+        QCOMPARE(sink.videoCount(), 0);
     }
 
     void anUnusableCameraFallsBackToAudioOnly() {
