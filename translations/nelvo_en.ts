@@ -1,39 +1,40 @@
-<?xml version='1.0' encoding='utf-8'?>
+<?xml version="1.0" encoding="utf-8"?>
+<!DOCTYPE TS>
 <TS version="2.1" language="en" sourcelanguage="en">
 <context>
     <name>DiskBudget</name>
     <message>
         <source>%1 recordings in the last day, most barely longer than the %2s minimum.</source>
         <extracomment>Popover; never fewer than three recordings, so no singular; the second argument is seconds</extracomment>
-        <translation type="unfinished" />
+        <translation type="unfinished"></translation>
     </message>
     <message>
-        <source>%1 recordings in the last day, typically %2s. Nelvo can't make one shorter than %3s.</source>
+        <source>%1 recordings in the last day, typically %2s. Nelvo can&apos;t make one shorter than %3s.</source>
         <extracomment>Popover; never fewer than three recordings, so no singular; the other arguments are seconds</extracomment>
-        <translation type="unfinished" />
+        <translation type="unfinished"></translation>
     </message>
 </context>
 <context>
     <name>GapNotifications</name>
     <message>
-        <source>Nelvo quit unexpectedly at %1 and wasn't watching until %2, so nothing was recorded in between.</source>
+        <source>Nelvo quit unexpectedly at %1 and wasn&apos;t watching until %2, so nothing was recorded in between.</source>
         <extracomment>Notification body; the arguments are a time or a date and time</extracomment>
-        <translation type="unfinished" />
+        <translation type="unfinished"></translation>
     </message>
     <message>
-        <source>Nelvo wasn't watching from %1 to %2, so nothing was recorded.</source>
+        <source>Nelvo wasn&apos;t watching from %1 to %2, so nothing was recorded.</source>
         <extracomment>Notification body; the arguments are times</extracomment>
-        <translation type="unfinished" />
+        <translation type="unfinished"></translation>
     </message>
     <message>
         <source>Nelvo quit unexpectedly</source>
         <extracomment>Notification title</extracomment>
-        <translation type="unfinished" />
+        <translation type="unfinished"></translation>
     </message>
     <message>
-        <source>Nelvo wasn't watching</source>
+        <source>Nelvo wasn&apos;t watching</source>
         <extracomment>Notification title</extracomment>
-        <translation type="unfinished" />
+        <translation type="unfinished"></translation>
     </message>
 </context>
 <context>
@@ -41,12 +42,12 @@
     <message>
         <source>Nelvo is armed</source>
         <extracomment>Why the computer is kept awake, as the system lists it (systemd-inhibit --list)</extracomment>
-        <translation type="unfinished" />
+        <translation type="unfinished"></translation>
     </message>
     <message>
         <source>Nelvo is waiting for its schedule</source>
         <extracomment>Why the computer is kept awake between schedule windows, as the system lists it (systemd-inhibit --list)</extracomment>
-        <translation type="unfinished" />
+        <translation type="unfinished"></translation>
     </message>
 </context>
 <context>
@@ -54,34 +55,42 @@
     <message>
         <source>Nelvo notes when the computer goes to sleep while it is armed</source>
         <extracomment>Why Nelvo briefly holds back sleep, as the system lists it (systemd-inhibit --list)</extracomment>
-        <translation type="unfinished" />
+        <translation type="unfinished"></translation>
     </message>
 </context>
 <context>
     <name>RecordingFailure</name>
     <message numerus="yes">
-        <source>%n recordings in a row weren't saved: there's no room left where recordings go</source>
+        <source>%n recordings in a row weren&apos;t saved: there&apos;s no room left where recordings go</source>
         <extracomment>Popover notice; has a singular form in the catalog</extracomment>
         <translation>
-            <numerusform>%n recording wasn't saved: there's no room left where recordings go</numerusform><numerusform>%n recordings in a row weren't saved: there's no room left where recordings go</numerusform></translation>
+            <numerusform>%n recording wasn&apos;t saved: there&apos;s no room left where recordings go</numerusform>
+            <numerusform>%n recordings in a row weren&apos;t saved: there&apos;s no room left where recordings go</numerusform>
+        </translation>
     </message>
     <message numerus="yes">
-        <source>%n recordings in a row weren't saved: the folder recordings go to isn't there</source>
+        <source>%n recordings in a row weren&apos;t saved: the folder recordings go to isn&apos;t there</source>
         <extracomment>Popover notice; has a singular form in the catalog</extracomment>
         <translation>
-            <numerusform>%n recording wasn't saved: the folder recordings go to isn't there</numerusform><numerusform>%n recordings in a row weren't saved: the folder recordings go to isn't there</numerusform></translation>
+            <numerusform>%n recording wasn&apos;t saved: the folder recordings go to isn&apos;t there</numerusform>
+            <numerusform>%n recordings in a row weren&apos;t saved: the folder recordings go to isn&apos;t there</numerusform>
+        </translation>
     </message>
     <message numerus="yes">
-        <source>%n recordings in a row weren't saved: Nelvo isn't allowed to write where recordings go</source>
+        <source>%n recordings in a row weren&apos;t saved: Nelvo isn&apos;t allowed to write where recordings go</source>
         <extracomment>Popover notice; has a singular form in the catalog</extracomment>
         <translation>
-            <numerusform>%n recording wasn't saved: Nelvo isn't allowed to write where recordings go</numerusform><numerusform>%n recordings in a row weren't saved: Nelvo isn't allowed to write where recordings go</numerusform></translation>
+            <numerusform>%n recording wasn&apos;t saved: Nelvo isn&apos;t allowed to write where recordings go</numerusform>
+            <numerusform>%n recordings in a row weren&apos;t saved: Nelvo isn&apos;t allowed to write where recordings go</numerusform>
+        </translation>
     </message>
     <message numerus="yes">
-        <source>%n recordings in a row weren't saved: the file couldn't be written</source>
+        <source>%n recordings in a row weren&apos;t saved: the file couldn&apos;t be written</source>
         <extracomment>Popover notice; has a singular form in the catalog</extracomment>
         <translation>
-            <numerusform>%n recording wasn't saved: the file couldn't be written</numerusform><numerusform>%n recordings in a row weren't saved: the file couldn't be written</numerusform></translation>
+            <numerusform>%n recording wasn&apos;t saved: the file couldn&apos;t be written</numerusform>
+            <numerusform>%n recordings in a row weren&apos;t saved: the file couldn&apos;t be written</numerusform>
+        </translation>
     </message>
 </context>
 <context>
@@ -89,54 +98,54 @@
     <message>
         <source>Arming… %1</source>
         <extracomment>Armed state; the argument is the countdown in seconds</extracomment>
-        <translation type="unfinished" />
+        <translation type="unfinished"></translation>
     </message>
     <message>
         <source>Unarmed until %1</source>
         <extracomment>Armed state between schedule windows; the argument is when the next window starts</extracomment>
-        <translation type="unfinished" />
+        <translation type="unfinished"></translation>
     </message>
     <message>
         <source>Unarmed</source>
-        <translation type="unfinished" />
+        <translation type="unfinished"></translation>
     </message>
     <message>
         <source>Armed on schedule until %1</source>
         <extracomment>Armed state; the argument is when the window ends</extracomment>
-        <translation type="unfinished" />
+        <translation type="unfinished"></translation>
     </message>
     <message>
         <source>Armed by Focus</source>
         <extracomment>Armed state while a Focus Filter armed it</extracomment>
-        <translation type="unfinished" />
+        <translation type="unfinished"></translation>
     </message>
     <message>
         <source>Armed</source>
-        <translation type="unfinished" />
+        <translation type="unfinished"></translation>
     </message>
     <message>
         <source>Recording</source>
-        <translation type="unfinished" />
+        <translation type="unfinished"></translation>
     </message>
     <message>
         <source>Arm</source>
         <extracomment>Popover button</extracomment>
-        <translation type="unfinished" />
+        <translation type="unfinished"></translation>
     </message>
     <message>
         <source>Disarm</source>
         <extracomment>Popover button</extracomment>
-        <translation type="unfinished" />
+        <translation type="unfinished"></translation>
     </message>
     <message>
         <source>%1 tomorrow</source>
         <extracomment>When a schedule window ends; the argument is a time</extracomment>
-        <translation type="unfinished" />
+        <translation type="unfinished"></translation>
     </message>
     <message>
         <source>%1 on %2</source>
         <extracomment>When a schedule window ends; the arguments are a time and a weekday</extracomment>
-        <translation type="unfinished" />
+        <translation type="unfinished"></translation>
     </message>
 </context>
 <context>
@@ -144,60 +153,73 @@
     <message>
         <source>Recordings are saved here.</source>
         <extracomment>Settings, under the recordings folder</extracomment>
-        <translation type="unfinished" />
+        <translation type="unfinished"></translation>
     </message>
     <message>
-        <source>%1 isn't available, so recordings are going here for now.</source>
+        <source>%1 isn&apos;t available, so recordings are going here for now.</source>
         <extracomment>Settings, under the recordings folder; the argument is the chosen folder</extracomment>
-        <translation type="unfinished" />
+        <translation type="unfinished"></translation>
     </message>
     <message>
-        <source>Nelvo isn't allowed to write here, so recordings will fail. Choose somewhere else.</source>
+        <source>Nelvo isn&apos;t allowed to write here, so recordings will fail. Choose somewhere else.</source>
         <extracomment>Settings, under the recordings folder</extracomment>
-        <translation type="unfinished" />
+        <translation type="unfinished"></translation>
     </message>
     <message>
-        <source>Nelvo can't write to %1</source>
+        <source>Nelvo can&apos;t write to %1</source>
         <extracomment>Alert title after choosing a recordings folder; the argument is the folder</extracomment>
-        <translation type="unfinished" />
+        <translation type="unfinished"></translation>
     </message>
     <message>
-        <source>Recordings are still going where they were. Some folders don't allow it, including backup disks and anything read-only.</source>
-        <extracomment>Alert text after choosing a recordings folder that can't be written</extracomment>
-        <translation type="unfinished" />
+        <source>Recordings are still going where they were. Some folders don&apos;t allow it, including backup disks and anything read-only.</source>
+        <extracomment>Alert text after choosing a recordings folder that can&apos;t be written</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
+    <name>SessionSetupResult</name>
+    <message>
+        <source>Not authorized</source>
+        <extracomment>Shown when the system refuses Nelvo the camera or the microphone.</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Configuration failed</source>
+        <extracomment>Shown when the cameras or the microphone could not be set up.</extracomment>
+        <translation type="unfinished"></translation>
     </message>
 </context>
 <context>
     <name>WhatHappened</name>
     <message>
         <source>%1s</source>
-        <extracomment>Abbreviated seconds of a duration, as in "45s"</extracomment>
-        <translation type="unfinished" />
+        <extracomment>Abbreviated seconds of a duration, as in &quot;45s&quot;</extracomment>
+        <translation type="unfinished"></translation>
     </message>
     <message>
         <source>%1d</source>
-        <extracomment>Abbreviated days of a duration, as in "2d"</extracomment>
-        <translation type="unfinished" />
+        <extracomment>Abbreviated days of a duration, as in &quot;2d&quot;</extracomment>
+        <translation type="unfinished"></translation>
     </message>
     <message>
         <source>%1h</source>
-        <extracomment>Abbreviated hours of a duration, as in "2h"</extracomment>
-        <translation type="unfinished" />
+        <extracomment>Abbreviated hours of a duration, as in &quot;2h&quot;</extracomment>
+        <translation type="unfinished"></translation>
     </message>
     <message>
         <source>%1m</source>
-        <extracomment>Abbreviated minutes of a duration, as in "5m"</extracomment>
-        <translation type="unfinished" />
+        <extracomment>Abbreviated minutes of a duration, as in &quot;5m&quot;</extracomment>
+        <translation type="unfinished"></translation>
     </message>
     <message>
         <source>Armed for %1, nothing recorded</source>
         <extracomment>Popover line under the state, after a disarm</extracomment>
-        <translation type="unfinished" />
+        <translation type="unfinished"></translation>
     </message>
     <message>
         <source>Armed for %1: one recording at %2</source>
         <extracomment>Popover line under the state, after a disarm</extracomment>
-        <translation type="unfinished" />
+        <translation type="unfinished"></translation>
     </message>
     <message numerus="yes">
         <source>Armed for %1: %n recordings between %2 and %3</source>
@@ -212,27 +234,27 @@
     <name>main</name>
     <message>
         <source>Nelvo records movies when its cameras see motion or its microphone hears sound.</source>
-        <translation type="unfinished" />
+        <translation type="unfinished"></translation>
     </message>
     <message>
         <source>Run without any window.</source>
-        <translation type="unfinished" />
+        <translation type="unfinished"></translation>
     </message>
     <message>
         <source>Use the built-in demo camera and microphone.</source>
-        <translation type="unfinished" />
+        <translation type="unfinished"></translation>
     </message>
     <message>
         <source>Arm at launch, after a 15-second countdown.</source>
-        <translation type="unfinished" />
+        <translation type="unfinished"></translation>
     </message>
     <message>
         <source>Play a video file as the camera.</source>
-        <translation type="unfinished" />
+        <translation type="unfinished"></translation>
     </message>
     <message>
         <source>path</source>
-        <translation type="unfinished" />
+        <translation type="unfinished"></translation>
     </message>
 </context>
 </TS>
