@@ -62,6 +62,20 @@ Error errorFrom(const GError* error, const gchar* debug) {
     return result;
 }
 
+// The error a bus message carries, in Nelvo's terms.
+std::optional<Error> errorOf(GstMessage* message) {
+    GError* error = nullptr;
+    gchar* debug = nullptr;
+    gst_message_parse_error(message, &error, &debug);
+    std::optional<Error> result;
+    if (error) {
+        result = errorFrom(error, debug);
+    }
+    g_clear_error(&error);
+    g_free(debug);
+    return result;
+}
+
 // Opens a source (READY). When it cannot be opened because the system
 // refuses it, the refusal is kept in `refusal`.
 bool openSource(GstElement* source, std::optional<Error>& refusal) {
@@ -73,14 +87,11 @@ bool openSource(GstElement* source, std::optional<Error>& refusal) {
         gst_element_set_state(source, GST_STATE_NULL);
         while (auto message = GstHandle<GstMessage>::adopt(
                    gst_bus_pop_filtered(bus.get(), GST_MESSAGE_ERROR))) {
-            GError* error = nullptr;
-            gchar* debug = nullptr;
-            gst_message_parse_error(message.get(), &error, &debug);
-            if (error && isRefusal(error, debug)) {
-                refusal = errorFrom(error, debug);
+            std::optional<Error> error = errorOf(message.get());
+            if (error && error->domain == Error::gstResourceDomain &&
+                error->code == GST_RESOURCE_ERROR_NOT_AUTHORIZED) {
+                refusal = std::move(error);
             }
-            g_clear_error(&error);
-            g_free(debug);
         }
     }
     gst_element_set_bus(source, nullptr);
@@ -323,17 +334,8 @@ void CameraPipeline::reportRefusal() {
 GstBusSyncReply CameraPipeline::onBusMessage(GstBus*, GstMessage* message, gpointer self) {
     if (GST_MESSAGE_TYPE(message) == GST_MESSAGE_ERROR) {
         auto* pipeline = static_cast<CameraPipeline*>(self);
-        GError* error = nullptr;
-        gchar* debug = nullptr;
-        gst_message_parse_error(message, &error, &debug);
-        std::optional<Error> reported;
-        if (error) {
-            reported = errorFrom(error, debug);
-            g_error_free(error);
-        }
-        g_free(debug);
         if (auto delegate = pipeline->delegate_.lock()) {
-            delegate->sessionError(*pipeline, std::move(reported));
+            delegate->sessionError(*pipeline, errorOf(message));
         }
     }
     gst_message_unref(message);
