@@ -20,7 +20,8 @@ DemoCamera::DemoCamera() : DemoCamera(Options{}) {}
 DemoCamera::DemoCamera(Options options)
     : FeederSource(QStringLiteral("nelvo-demo-camera"), QStringLiteral("Demo Camera"),
                    options.realTime),
-      options_(options) {
+      options_(options),
+      pool_(caps().get(), frameBytes(options.width, options.height), 2, 16) {
     const int width = options_.width;
     const int height = options_.height;
     background_.resize(frameBytes(width, height));
@@ -45,19 +46,11 @@ DemoCamera::DemoCamera(Options options)
     for (auto& value : noise_) {
         value = static_cast<std::int8_t>(std::clamp(std::lround(gaussian(generator)), -20L, 20L));
     }
-    pool_ = gst_buffer_pool_new();
-    GstStructure* config = gst_buffer_pool_get_config(pool_);
-    auto format = caps();
-    gst_buffer_pool_config_set_params(config, format.get(), frameBytes(width, height), 2, 16);
-    gst_buffer_pool_set_config(pool_, config);
-    gst_buffer_pool_set_active(pool_, TRUE);
 }
 
 DemoCamera::~DemoCamera() {
     sessionStopping();
     sessionStopped();
-    gst_buffer_pool_set_active(pool_, FALSE);
-    gst_object_unref(pool_);
 }
 
 bool DemoCamera::crossingAt(double seconds) {
@@ -73,11 +66,11 @@ GstHandle<GstCaps> DemoCamera::caps() {
 }
 
 void DemoCamera::interrupt() {
-    gst_buffer_pool_set_flushing(pool_, TRUE);
+    pool_.interrupt();
 }
 
 void DemoCamera::rewind() {
-    gst_buffer_pool_set_flushing(pool_, FALSE);
+    pool_.resume();
     frame_ = 0;
 }
 
@@ -85,8 +78,8 @@ GstBuffer* DemoCamera::produce(GstAppSrc*) {
     if (options_.frameLimit >= 0 && frame_ >= static_cast<std::uint64_t>(options_.frameLimit)) {
         return nullptr;
     }
-    GstBuffer* buffer = nullptr;
-    if (gst_buffer_pool_acquire_buffer(pool_, &buffer, nullptr) != GST_FLOW_OK) {
+    GstBuffer* buffer = pool_.acquire();
+    if (!buffer) {
         return nullptr;
     }
     const GstClockTime duration = GST_SECOND / options_.framesPerSecond;

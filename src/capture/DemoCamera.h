@@ -1,5 +1,6 @@
 #pragma once
 
+#include "FeederPool.h"
 #include "FeederSource.h"
 
 #include <cstdint>
@@ -43,7 +44,7 @@ private:
     const Options options_;
     std::vector<std::uint8_t> background_;  // one I420 frame
     std::vector<std::int8_t> noise_;
-    GstBufferPool* pool_ = nullptr;
+    FeederPool pool_;
     std::uint64_t frame_ = 0;
     std::uint32_t random_ = 1;
 };

@@ -4,23 +4,15 @@
 
 DemoMicrophone::DemoMicrophone(bool realTime)
     : FeederSource(QStringLiteral("nelvo-demo-microphone"), QStringLiteral("Demo Microphone"),
-                   realTime) {
-    pool_ = gst_buffer_pool_new();
-    GstStructure* config = gst_buffer_pool_get_config(pool_);
-    auto format = caps();
-    // No upper bound: the pre-roll ring keeps every buffer of its last half
-    // minute, and a bounded pool would stall the microphone once it filled.
-    // Buffers the ring lets go come back here, so a steady ring allocates nothing.
-    gst_buffer_pool_config_set_params(config, format.get(), framesPerBuffer * 2, 4, 0);
-    gst_buffer_pool_set_config(pool_, config);
-    gst_buffer_pool_set_active(pool_, TRUE);
-}
+                   realTime),
+      // No upper bound: the pre-roll ring keeps every buffer of its last half
+      // minute, and a bounded pool would stall the microphone once it filled.
+      // Buffers the ring lets go come back here, so a steady ring allocates nothing.
+      pool_(caps().get(), framesPerBuffer * 2, 4, 0) {}
 
 DemoMicrophone::~DemoMicrophone() {
     sessionStopping();
     sessionStopped();
-    gst_buffer_pool_set_active(pool_, FALSE);
-    gst_object_unref(pool_);
 }
 
 bool DemoMicrophone::toneAt(double seconds) {
@@ -35,17 +27,17 @@ GstHandle<GstCaps> DemoMicrophone::caps() {
 }
 
 void DemoMicrophone::interrupt() {
-    gst_buffer_pool_set_flushing(pool_, TRUE);
+    pool_.interrupt();
 }
 
 void DemoMicrophone::rewind() {
-    gst_buffer_pool_set_flushing(pool_, FALSE);
+    pool_.resume();
     sample_ = 0;
 }
 
 GstBuffer* DemoMicrophone::produce(GstAppSrc*) {
-    GstBuffer* buffer = nullptr;
-    if (gst_buffer_pool_acquire_buffer(pool_, &buffer, nullptr) != GST_FLOW_OK) {
+    GstBuffer* buffer = pool_.acquire();
+    if (!buffer) {
         return nullptr;
     }
     GST_BUFFER_PTS(buffer) = gst_util_uint64_scale(sample_, GST_SECOND, rate);

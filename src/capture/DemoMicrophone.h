@@ -1,5 +1,6 @@
 #pragma once
 
+#include "FeederPool.h"
 #include "FeederSource.h"
 
 #include <cstdint>
@@ -27,7 +28,7 @@ protected:
     void rewind() override;
 
 private:
-    GstBufferPool* pool_ = nullptr;
+    FeederPool pool_;
     std::uint64_t sample_ = 0;
     std::uint32_t random_ = 1;
 };
