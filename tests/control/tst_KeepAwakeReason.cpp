@@ -9,7 +9,6 @@
 #include "SettingsKeys.h"
 #include "TestEnvironment.h"
 
-#include <QDBusArgument>
 #include <QTest>
 
 using namespace std::chrono_literals;
@@ -26,29 +25,9 @@ private:
     TestEnvironment environment_;
     PrivateBus bus_;
 
-    // (what, who, why, mode) of every inhibitor logind holds now.
-    QList<QStringList> inhibitors() {
-        const QDBusMessage reply = bus_.call(logind, QStringLiteral("/org/freedesktop/login1"),
-                                             QStringLiteral("org.freedesktop.login1.Manager"),
-                                             QStringLiteral("ListInhibitors"));
-        QList<QStringList> list;
-        const QDBusArgument array = reply.arguments().value(0).value<QDBusArgument>();
-        array.beginArray();
-        while (!array.atEnd()) {
-            QString what, who, why, mode;
-            uint uid = 0, pid = 0;
-            array.beginStructure();
-            array >> what >> who >> why >> mode >> uid >> pid;
-            array.endStructure();
-            list.append({what, who, why, mode});
-        }
-        array.endArray();
-        return list;
-    }
-
     QStringList reasons() {
         QStringList why;
-        for (const QStringList& inhibitor : inhibitors()) {
+        for (const QStringList& inhibitor : bus_.logindInhibitors()) {
             why.append(inhibitor.at(2));
         }
         return why;
@@ -84,7 +63,7 @@ private Q_SLOTS:
         manager.armFromPopover();
         QCOMPARE(manager.keepAwakeReason(), KeepAwakeReason::armed);
         QTRY_COMPARE(
-            inhibitors(),
+            bus_.logindInhibitors(),
             (QList<QStringList>{{QStringLiteral("sleep:idle"), QStringLiteral("Nelvo"),
                                  QStringLiteral("Nelvo is armed"), QStringLiteral("block")}}));
         clock.advance(5s);  // arming to armed keeps the same inhibitor

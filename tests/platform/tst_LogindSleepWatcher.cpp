@@ -1,7 +1,7 @@
 #include "LogindSleepWatcher.h"
 #include "PrivateBus.h"
 
-#include <QDBusArgument>
+#include <QDBusVariant>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -19,21 +19,12 @@ class tst_LogindSleepWatcher : public QObject {
 private:
     PrivateBus bus_;
 
+    // "what who mode" of every inhibitor logind holds now.
     QStringList delayInhibitors() {
-        const QDBusMessage reply =
-            bus_.call(logind, logindPath, manager, QStringLiteral("ListInhibitors"));
         QStringList modes;
-        const QDBusArgument array = reply.arguments().value(0).value<QDBusArgument>();
-        array.beginArray();
-        while (!array.atEnd()) {
-            QString what, who, why, mode;
-            uint uid = 0, pid = 0;
-            array.beginStructure();
-            array >> what >> who >> why >> mode >> uid >> pid;
-            array.endStructure();
-            modes.append(what + u' ' + who + u' ' + mode);
+        for (const QStringList& inhibitor : bus_.logindInhibitors()) {
+            modes.append(inhibitor.at(0) + u' ' + inhibitor.at(1) + u' ' + inhibitor.at(3));
         }
-        array.endArray();
         return modes;
     }
 

@@ -87,6 +87,26 @@ QDBusMessage PrivateBus::call(const QString& service, const QString& path, const
     return connection().call(message, QDBus::Block, 10000);
 }
 
+QList<QStringList> PrivateBus::logindInhibitors() const {
+    const QDBusMessage reply =
+        call(QStringLiteral("org.freedesktop.login1"), QStringLiteral("/org/freedesktop/login1"),
+             QStringLiteral("org.freedesktop.login1.Manager"), QStringLiteral("ListInhibitors"));
+    QList<QStringList> inhibitors;
+    // a(ssssuu): what, who, why, mode, user, process
+    const QDBusArgument array = reply.arguments().value(0).value<QDBusArgument>();
+    array.beginArray();
+    while (!array.atEnd()) {
+        QString what, who, why, mode;
+        uint uid = 0, pid = 0;
+        array.beginStructure();
+        array >> what >> who >> why >> mode >> uid >> pid;
+        array.endStructure();
+        inhibitors.append({what, who, why, mode});
+    }
+    array.endArray();
+    return inhibitors;
+}
+
 std::vector<std::pair<QString, QVariantList>> PrivateBus::mockCalls(const QString& service,
                                                                     const QString& path) const {
     const QDBusMessage reply = call(service, path, QStringLiteral("org.freedesktop.DBus.Mock"),

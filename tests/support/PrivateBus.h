@@ -31,6 +31,8 @@ public:
     // A method call on a service of this bus; the reply (or error) message.
     QDBusMessage call(const QString& service, const QString& path, const QString& interface,
                       const QString& method, const QVariantList& arguments = {}) const;
+    // The inhibitors the logind mock holds now, each as (what, who, why, mode).
+    QList<QStringList> logindInhibitors() const;
     // The calls a dbusmock object recorded, as (method name, arguments).
     std::vector<std::pair<QString, QVariantList>> mockCalls(const QString& service,
                                                             const QString& path) const;
