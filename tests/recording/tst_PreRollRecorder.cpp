@@ -36,6 +36,30 @@ class tst_PreRollRecorder : public QObject {
     }
 
     // What every movie must satisfy when read back independently.
+    // A movie that cannot be created at `path` is reported with the errno as
+    // its cause, and the next recording into a good place is whole.
+    void checkCreationFailsThenRecordingGoesOn(Setup& setup, const QString& path, int errnoValue) {
+        auto rec = recorder(setup);
+        Finishes finishes;
+        media_.feed(*rec, 0, 3);
+        rec->start(path, finishes.completion());
+        QVERIFY(finishes.waitFor(1));
+        const auto call = finishes.calls()[0];
+        QCOMPARE(call.path, path);
+        QVERIFY(call.error.has_value());
+        QCOMPARE(call.error->domain, Error::writerDomain);
+        QCOMPARE(call.error->code, MovieWriter::creationFailedCode);
+        QVERIFY(call.error->underlying);
+        QCOMPARE(call.error->underlying->domain, Error::posixDomain);
+        QCOMPARE(call.error->underlying->code, errnoValue);
+        media_.feed(*rec, 3, 4);
+        rec->start(setup.path("fine.mov"), finishes.completion());
+        rec->stop();
+        QVERIFY(finishes.waitFor(2));
+        QVERIFY(!finishes.calls()[1].error);
+        checkMovie(MovieProbe(setup.path("fine.mov")));
+    }
+
     static void checkMovie(const MovieProbe& probe, bool withAudio = true) {
         QVERIFY2(probe.readable(), qPrintable(probe.errorText()));
         QCOMPARE(probe.codec("video"), QStringLiteral("h264"));
@@ -379,49 +403,14 @@ private Q_SLOTS:
         Setup setup(2);
         QDir(setup.dir.path()).mkdir("locked");
         QFile::setPermissions(setup.path("locked"), QFileDevice::ReadOwner | QFileDevice::ExeOwner);
-        auto rec = recorder(setup);
-        Finishes finishes;
-        media_.feed(*rec, 0, 3);
-        const QString path = setup.path("locked/movie.mov");
-        rec->start(path, finishes.completion());
-        QVERIFY(finishes.waitFor(1));
-        const auto call = finishes.calls()[0];
-        QCOMPARE(call.path, path);
-        QVERIFY(call.error.has_value());
-        QCOMPARE(call.error->domain, Error::writerDomain);
-        QCOMPARE(call.error->code, MovieWriter::creationFailedCode);
-        QVERIFY(call.error->underlying);
-        QCOMPARE(call.error->underlying->domain, Error::posixDomain);
-        QCOMPARE(call.error->underlying->code, EACCES);
-        media_.feed(*rec, 3, 4);
-        rec->start(setup.path("fine.mov"), finishes.completion());
-        rec->stop();
-        QVERIFY(finishes.waitFor(2));
-        QVERIFY(!finishes.calls()[1].error);
-        checkMovie(MovieProbe(setup.path("fine.mov")));
+        checkCreationFailsThenRecordingGoesOn(setup, setup.path("locked/movie.mov"), EACCES);
     }
 
     void aVanishedDestinationIsReportedAsMissingAndRecordingGoesOn() {
         Setup setup(2);
         QDir(setup.dir.path()).mkdir("gone");
         QDir(setup.path("gone")).removeRecursively();
-        auto rec = recorder(setup);
-        Finishes finishes;
-        media_.feed(*rec, 0, 3);
-        rec->start(setup.path("gone/movie.mov"), finishes.completion());
-        QVERIFY(finishes.waitFor(1));
-        const auto call = finishes.calls()[0];
-        QVERIFY(call.error.has_value());
-        QCOMPARE(call.error->code, MovieWriter::creationFailedCode);
-        QVERIFY(call.error->underlying);
-        QCOMPARE(call.error->underlying->domain, Error::posixDomain);
-        QCOMPARE(call.error->underlying->code, ENOENT);
-        media_.feed(*rec, 3, 4);
-        rec->start(setup.path("fine.mov"), finishes.completion());
-        rec->stop();
-        QVERIFY(finishes.waitFor(2));
-        QVERIFY(!finishes.calls()[1].error);
-        checkMovie(MovieProbe(setup.path("fine.mov")));
+        checkCreationFailsThenRecordingGoesOn(setup, setup.path("gone/movie.mov"), ENOENT);
     }
 
     void aRecordingKilledMidwayLeavesAReadableMovie() {
