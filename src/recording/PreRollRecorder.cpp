@@ -22,6 +22,12 @@ GstClockTime clockTime(double seconds) {
     return static_cast<GstClockTime>(std::llround(seconds * GST_SECOND));
 }
 
+// What a file that was never written is answered with.
+Error noDataError() {
+    return Error{Error::writerDomain, MovieWriter::noDataCode,
+                 QStringLiteral("The movie has no data"), nullptr};
+}
+
 }  // namespace
 
 PreRollRecorder::Sample PreRollRecorder::Pending::take() {
@@ -206,8 +212,22 @@ QDateTime PreRollRecorder::startDate() {
 
 void PreRollRecorder::start(const QString& filePath, Completion onFinish) {
     queue_.async([this, filePath, onFinish = std::move(onFinish)]() mutable {
-        open(filePath, std::move(onFinish), true);
+        startNow(filePath, std::move(onFinish));
     });
+}
+
+// Every start is either recorded or answered: one that comes while the
+// stopped movie still drains waits for it; one that comes while a movie is
+// being recorded is refused.
+void PreRollRecorder::startNow(const QString& filePath, Completion onFinish) {
+    if (!writer_) {
+        open(filePath, std::move(onFinish), true);
+    } else if (stopRequested_ && !rollPending_ && !startPending_) {
+        startPending_ = Start{filePath, std::move(onFinish)};
+    } else if (onFinish) {
+        onFinish(filePath, Error{Error::writerDomain, MovieWriter::creationFailedCode,
+                                 QStringLiteral("Another movie is being recorded"), nullptr});
+    }
 }
 
 void PreRollRecorder::roll(const QString& filePath, Completion onFinish) {
@@ -221,6 +241,10 @@ void PreRollRecorder::roll(const QString& filePath, Completion onFinish) {
 
 void PreRollRecorder::stop() {
     queue_.async([this] {
+        dropPendingRoll();
+        if (startPending_) {
+            startPending_->stopped = true;  // the stop is the waiting movie's
+        }
         if (writer_) {
             stopRequested_ = true;
             pump();
@@ -228,10 +252,21 @@ void PreRollRecorder::stop() {
     });
 }
 
-void PreRollRecorder::open(const QString& filePath, Completion onFinish, bool owesStill) {
-    if (writer_) {
+// A stop wins over a roll waiting for its keyframe: the continuation is
+// never made, and it is answered as holding nothing.
+void PreRollRecorder::dropPendingRoll() {
+    if (!rollPending_) {
         return;
     }
+    const Roll dropped = std::move(*rollPending_);
+    rollPending_.reset();
+    if (dropped.onFinish) {
+        dropped.onFinish(dropped.filePath, noDataError());
+    }
+}
+
+void PreRollRecorder::open(const QString& filePath, Completion onFinish, bool owesStill) {
+    Q_ASSERT(!writer_);
     Error failure;
     std::shared_ptr<MovieWriter> writer = MovieWriter::create(filePath, queue_, &failure);
     // With no format known yet, the tracks are made when the first keyframe
@@ -354,10 +389,23 @@ void PreRollRecorder::finishing() {
         });
     }
     clearFileState();
+    openNext();
+}
+
+// The continuation of a roll, or a movie started while this one drained.
+void PreRollRecorder::openNext() {
     if (rollPending_) {
         Roll next = std::move(*rollPending_);
         rollPending_.reset();
         open(next.filePath, std::move(next.onFinish), false);
+    } else if (startPending_) {
+        Start next = std::move(*startPending_);
+        startPending_.reset();
+        open(next.filePath, std::move(next.onFinish), true);
+        if (next.stopped && writer_) {
+            stopRequested_ = true;
+            pump();
+        }
     }
 }
 
@@ -369,9 +417,7 @@ void PreRollRecorder::abandon(const std::shared_ptr<MovieWriter>& writer, const 
         stillQueue_.async([still = stillPath(*stillBeside_)] { QFile::remove(still); });
     }
     if (onFinish) {
-        onFinish(filePath,
-                 writer->error().value_or(Error{Error::writerDomain, MovieWriter::noDataCode,
-                                                QStringLiteral("The movie has no data"), nullptr}));
+        onFinish(filePath, writer->error().value_or(noDataError()));
     }
 }
 

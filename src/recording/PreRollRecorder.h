@@ -43,8 +43,13 @@ public:
     void reset();
 
     QDateTime startDate() override;
+    // Records, or answers the completion with an error: a start while the
+    // stopped movie drains waits for it, one while a movie is being recorded
+    // is refused.
     void start(const QString& filePath, Completion onFinish) override;
     void roll(const QString& filePath, Completion onFinish) override;
+    // Also drops a roll still waiting for its keyframe (answered as holding
+    // nothing) and applies to a start still waiting.
     void stop() override;
     SerialQueue& queue() override { return queue_; }
 
@@ -77,6 +82,14 @@ private:
         QString filePath;
         Completion onFinish;
     };
+    // A movie asked for while the stopped one still drains; opened once that
+    // one is finished, with a still owed, and finished at once if a stop
+    // came meanwhile.
+    struct Start {
+        QString filePath;
+        Completion onFinish;
+        bool stopped = false;
+    };
 
     enum class Track { video, audio };
 
@@ -86,7 +99,10 @@ private:
     void onAudio(Sample sample);
     void route(const Sample& sample, double time, bool isKeyframe, Track track);
     std::optional<double> chooseStart() const;
+    void startNow(const QString& filePath, Completion onFinish);
     void open(const QString& filePath, Completion onFinish, bool owesStill);
+    void dropPendingRoll();
+    void openNext();
     void startSession(double start);
     void pump();
     void appendPending(Track track);
@@ -112,6 +128,7 @@ private:
     std::optional<double> lastWritten_;
     std::optional<double> newestWritten_;
     std::optional<Roll> rollPending_;
+    std::optional<Start> startPending_;
     Sample newestFrame_;
     bool wantsStill_ = false;
     std::optional<QString> stillBeside_;

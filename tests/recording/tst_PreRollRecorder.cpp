@@ -13,6 +13,7 @@
 #include <QTemporaryDir>
 #include <QTest>
 #include <csignal>
+#include <cstring>
 
 class tst_PreRollRecorder : public QObject {
     Q_OBJECT
@@ -58,6 +59,46 @@ class tst_PreRollRecorder : public QObject {
         QVERIFY(finishes.waitFor(2));
         QVERIFY(!finishes.calls()[1].error);
         checkMovie(MovieProbe(setup.path("fine.mov")));
+    }
+
+    // The first `seconds` of the media with every video frame carrying a
+    // filler unit of `bytes` more: the same pictures at a far higher bit rate.
+    static RecorderMedia padded(const RecorderMedia& media, double seconds, std::size_t bytes) {
+        RecorderMedia heavy;
+        for (const auto& sample : media.video) {
+            if (RecorderMedia::at(sample) < seconds) {
+                heavy.video.push_back(withFiller(sample, bytes));
+            }
+        }
+        for (const auto& sample : media.audio) {
+            if (RecorderMedia::at(sample) < seconds) {
+                heavy.audio.push_back(sample);
+            }
+        }
+        return heavy;
+    }
+
+    // Appends one filler-data unit (type 12) in the stream's length-prefixed form.
+    static GstHandle<GstSample> withFiller(const GstHandle<GstSample>& sample, std::size_t bytes) {
+        GstBuffer* in = gst_sample_get_buffer(sample.get());
+        const gsize size = gst_buffer_get_size(in);
+        GstBuffer* out = gst_buffer_new_allocate(nullptr, size + 4 + bytes, nullptr);
+        gst_buffer_copy_into(out, in,
+                             GstBufferCopyFlags(GST_BUFFER_COPY_FLAGS | GST_BUFFER_COPY_TIMESTAMPS),
+                             0, static_cast<gsize>(-1));
+        GstMapInfo map;
+        gst_buffer_map(out, &map, GST_MAP_WRITE);
+        gst_buffer_extract(in, 0, map.data, size);
+        guint8* unit = map.data + size;
+        GST_WRITE_UINT32_BE(unit, static_cast<guint32>(bytes));
+        unit[4] = 0x0c;
+        std::memset(unit + 5, 0xff, bytes - 2);
+        unit[4 + bytes - 1] = 0x80;
+        gst_buffer_unmap(out, &map);
+        GstHandle<GstSample> result = GstHandle<GstSample>::adopt(
+            gst_sample_new(out, gst_sample_get_caps(sample.get()), nullptr, nullptr));
+        gst_buffer_unref(out);
+        return result;
     }
 
     static void checkMovie(const MovieProbe& probe, bool withAudio = true) {
@@ -199,6 +240,84 @@ private Q_SLOTS:
         QVERIFY(!QFile::exists(setup.path("c.mov")));
         checkMovie(MovieProbe(setup.path("a.mov")));
         checkMovie(MovieProbe(setup.path("b.mov")));
+    }
+
+    void aStopWhileARollWaitsForItsKeyframeWinsOverTheRoll() {
+        Setup setup(2);
+        auto rec = recorder(setup);
+        Finishes first;
+        Finishes continuation;
+        Finishes next;
+        media_.feed(*rec, 0, 3.1);
+        rec->start(setup.path("a.mov"), first.completion());
+        rec->roll(setup.path("b.mov"), continuation.completion());
+        media_.feed(*rec, 3.1, 3.9);  // no keyframe: the roll still waits
+        rec->stop();
+        media_.feed(*rec, 3.9, 5.1);
+        QVERIFY(first.waitFor(1));
+        QVERIFY(!first.calls()[0].error);
+        checkMovie(MovieProbe(setup.path("a.mov")));
+        // The continuation is never made, and it is answered as holding nothing.
+        QVERIFY(continuation.waitFor(1));
+        QVERIFY(continuation.calls()[0].error.has_value());
+        QCOMPARE(continuation.calls()[0].error->code, MovieWriter::noDataCode);
+        rec->queue().drain();
+        QVERIFY(!QFile::exists(setup.path("b.mov")));
+        QVERIFY(!rec->hasOpenMovie());
+        // The next trigger records.
+        rec->start(setup.path("c.mov"), next.completion());
+        media_.feed(*rec, 5.1, 7.1);
+        rec->stop();
+        QVERIFY(next.waitFor(1));
+        QVERIFY(!next.calls()[0].error);
+        checkMovie(MovieProbe(setup.path("c.mov")));
+    }
+
+    void aStartWhileTheStoppedMovieStillDrainsIsRecorded() {
+        // Frames padded to 400 KB: the two seconds of pre-roll are more than
+        // the writer takes at once, so the first movie is still draining
+        // when the next start arrives.
+        const RecorderMedia heavy = padded(media_, 7, 400 * 1024);
+        Setup setup(2);
+        auto rec = recorder(setup);
+        Finishes first;
+        Finishes second;
+        heavy.feed(*rec, 0, 3.1);
+        rec->start(setup.path("a.mov"), first.completion());
+        rec->stop();
+        rec->start(setup.path("b.mov"), second.completion());
+        heavy.feed(*rec, 3.1, 6.1);
+        rec->stop();
+        QVERIFY(first.waitFor(1));
+        QVERIFY(!first.calls()[0].error);
+        QVERIFY(second.waitFor(1));
+        QVERIFY(!second.calls()[0].error);
+        const MovieProbe a(setup.path("a.mov"));
+        const MovieProbe b(setup.path("b.mov"));
+        checkMovie(a);
+        checkMovie(b);
+        // The second movie begins where the first ended, at the next keyframe.
+        QCOMPARE(a.frameCount(), heavy.videoFramesFrom(1, 3.1));
+        QCOMPARE(b.frameCount(), heavy.videoFramesFrom(heavy.keyframeAfter(3.1), 6.1));
+    }
+
+    void aStartWhileAMovieIsBeingRecordedIsAnsweredWithAnError() {
+        Setup setup(2);
+        auto rec = recorder(setup);
+        Finishes first;
+        Finishes second;
+        media_.feed(*rec, 0, 3.1);
+        rec->start(setup.path("a.mov"), first.completion());
+        rec->start(setup.path("b.mov"), second.completion());
+        QVERIFY(second.waitFor(1));
+        QVERIFY(second.calls()[0].error.has_value());
+        QCOMPARE(second.calls()[0].path, setup.path("b.mov"));
+        QVERIFY(!QFile::exists(setup.path("b.mov")));
+        media_.feed(*rec, 3.1, 4.1);
+        rec->stop();
+        QVERIFY(first.waitFor(1));
+        QVERIFY(!first.calls()[0].error);
+        checkMovie(MovieProbe(setup.path("a.mov")));
     }
 
     void backToBackRollsNeitherOverlapNorLeaveOutFrames() {
