@@ -113,8 +113,8 @@ class tst_PreRollRecorder : public QObject {
 
 private Q_SLOTS:
     void initTestCase() {
-        media_ = RecorderMedia::make(16);
-        QVERIFY(media_.video.size() >= 470);
+        media_ = RecorderMedia::make(40);
+        QVERIFY(media_.video.size() >= 1190);
         QVERIFY(!media_.audio.empty());
     }
 
@@ -148,15 +148,28 @@ private Q_SLOTS:
     }
 
     void aPreRollOf45BehavesAs30() {
+        // Forty seconds held: 30 s of pre-roll reach back to about 10 s, 45 s
+        // would reach the oldest frame.
         Setup setup(45);
         auto rec = recorder(setup);
-        media_.feed(*rec, 0, 16);
-        // 30 s reach before the first frame: the oldest keyframe held.
-        QCOMPARE(rec->startDate(), now_.addMSecs(std::llround((0 - (16 - frame_)) * 1000)));
+        media_.feed(*rec, 0, 40);
+        const double newest = 40 - frame_;
+        const double expected = media_.keyframeAtOrBefore(newest - 30);
+        QVERIFY(expected >= 9);
+        QCOMPARE(rec->startDate(), now_.addMSecs(std::llround((expected - newest) * 1000)));
         Setup thirty(30);
         auto other = recorder(thirty);
-        media_.feed(*other, 0, 16);
+        media_.feed(*other, 0, 40);
         QCOMPARE(other->startDate(), rec->startDate());
+        Finishes finishes;
+        const QString path = setup.path("45.mov");
+        rec->start(path, finishes.completion());
+        rec->stop();
+        QVERIFY(finishes.waitFor(1));
+        QVERIFY(!finishes.calls()[0].error);
+        const MovieProbe probe(path);
+        checkMovie(probe);
+        QCOMPARE(probe.frameCount(), media_.videoFramesFrom(expected, 40));
     }
 
     void aNegativePreRollBehavesAsZero() {
@@ -175,6 +188,11 @@ private Q_SLOTS:
         const MovieProbe probe(path);
         checkMovie(probe);
         QCOMPARE(probe.frameCount(), media_.videoFramesFrom(expected, 12));
+        // As with 0, the audio ring keeps its 2 extra seconds, so the sound
+        // reaches back to the movie's first frame.
+        const double audioSeconds = probe.frameCount("audio") * 1024.0 / 48000;
+        QVERIFY2(qAbs(audioSeconds - (12 - expected)) < 0.1,
+                 qPrintable(QString::number(audioSeconds)));
     }
 
     void startWithEmptyRingsBeginsAtTheNextKeyframe() {
