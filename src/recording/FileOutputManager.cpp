@@ -246,7 +246,8 @@ void FileOutputManager::ensureFolder() {
         return;
     }
     const QString folder = QDir::cleanPath(nelvoPath_);
-    // Creates each missing folder on the way, then the recordings folder.
+    // Creates each missing folder on the way, then the recordings folder;
+    // every folder made here is its owner's alone.
     const QStringList parts = folder.split(u'/');
     QString prefix = folder.startsWith(u'/') ? QStringLiteral("/") : QString();
     for (const QString& part : parts) {
@@ -254,12 +255,14 @@ void FileOutputManager::ensureFolder() {
             continue;
         }
         prefix = prefix.isEmpty() ? part : joinedPath(prefix, part);
-        const bool last = prefix.size() == folder.size();
-        if (mkdir(QFile::encodeName(prefix).constData(), last ? 0700 : 0777) == 0) {
+        const QByteArray path = QFile::encodeName(prefix);
+        if (mkdir(path.constData(), 0700) == 0) {
+            // The process's umask may have narrowed the mode; a failure leaves it so.
+            chmod(path.constData(), 0700);
             continue;
         }
         const int error = errno;
-        if (error == EEXIST && !last) {
+        if (error == EEXIST && prefix.size() < folder.size()) {
             continue;
         }
         if (error != EEXIST) {
@@ -270,8 +273,6 @@ void FileOutputManager::ensureFolder() {
         }
         return;
     }
-    // The process's umask may have narrowed the mode; a failure leaves it so.
-    chmod(QFile::encodeName(folder).constData(), 0700);
 }
 
 QString FileOutputManager::newRecordingURL(const std::optional<QString>& camera,

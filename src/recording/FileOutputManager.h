@@ -38,7 +38,7 @@ public:
     // Sets the folder without comparing (a reload after the folder setting
     // changed): forgets the issued paths and creates the folder if missing.
     void setFolder(const QString& folderPath);
-    // Creates the folder (0700, with missing parents) when nothing is at its
+    // Creates the folder and its missing parents, each 0700, when nothing is at its
     // path; a failure is printed and surfaces later as a recording failure.
     void ensureFolder();
 

@@ -59,7 +59,10 @@ bool write(GstSample* rawFrame, const QString& path) {
         return false;
     }
     QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || !image.save(&file, "JPEG", jpegQuality)) {
+    // Private before any picture is in it, whatever the umask.
+    if (!file.open(QIODevice::WriteOnly) ||
+        !file.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner) ||
+        !image.save(&file, "JPEG", jpegQuality)) {
         return false;
     }
     return file.commit();

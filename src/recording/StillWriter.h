@@ -4,8 +4,8 @@
 #include <QString>
 
 // The still beside a movie: a raw camera frame as a JPEG of quality 80,
-// written atomically. Runs on the recorder's "StillWriter" queue, never on a
-// capture or recorder queue.
+// written atomically and readable by its owner only (0600). Runs on the recorder's "StillWriter"
+// queue, never on a capture or recorder queue.
 namespace StillWriter {
 
 // Any failure is silent and leaves no still; returns whether one was written.

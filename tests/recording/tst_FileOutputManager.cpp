@@ -358,8 +358,10 @@ private Q_SLOTS:
         const QString folder = dir.filePath(QStringLiteral("Videos/deeper/Nelvo"));
         FileOutputManager manager(folder);
         QVERIFY(QFileInfo(folder).isDir());
+        // Under the umask 022 of initTestCase, every folder made is private.
         QCOMPARE(modeOf(folder), mode_t(0700));
-        QCOMPARE(modeOf(dir.filePath(QStringLiteral("Videos"))), mode_t(0755));
+        QCOMPARE(modeOf(dir.filePath(QStringLiteral("Videos/deeper"))), mode_t(0700));
+        QCOMPARE(modeOf(dir.filePath(QStringLiteral("Videos"))), mode_t(0700));
     }
 
     void existingFolderKeepsItsPermissions() {
