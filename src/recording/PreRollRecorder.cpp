@@ -1,6 +1,7 @@
 #include "PreRollRecorder.h"
 
 #include "Defaults.h"
+#include "FileOutputManager.h"
 #include "SettingsKeys.h"
 #include "StillWriter.h"
 
@@ -382,7 +383,13 @@ void PreRollRecorder::finishing() {
         writer->finish([this, writer, filePath, onFinish, tally = tally_, gaps = gaps_,
                         interval = frameInterval_](std::optional<Error> error) {
             std::erase(finishingWriters_, writer);
-            FrameLoss::reportAndRename(filePath, tally, gaps, interval);
+            const std::optional<QString> renamed =
+                FrameLoss::reportAndRename(filePath, tally, gaps, interval);
+            // Under the name it ends with; the completion still names the
+            // path the file was opened under.
+            if (!error) {
+                FileOutputManager::setOwnerOnlyPermissions(renamed.value_or(filePath));
+            }
             if (onFinish) {
                 onFinish(filePath, std::move(error));
             }

@@ -3,7 +3,9 @@
 #include "PreRollRecorder.h"
 #include "RecorderFeed.h"
 #include "SettingsKeys.h"
+#include "StdoutCapture.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 #include <QDir>
 #include <QFile>
@@ -59,6 +61,11 @@ class tst_PreRollRecorder : public QObject {
         QVERIFY(finishes.waitFor(2));
         QVERIFY(!finishes.calls()[1].error);
         checkMovie(MovieProbe(setup.path("fine.mov")));
+    }
+
+    static mode_t modeOf(const QString& path) {
+        struct stat info {};
+        return ::stat(QFile::encodeName(path).constData(), &info) == 0 ? info.st_mode & 07777 : 0;
     }
 
     // The first `seconds` of the media with every video frame carrying a
@@ -456,6 +463,57 @@ private Q_SLOTS:
                 QDir(setup.dir.path()).entryList({"*.tmp", ".*.jpg*"}, QDir::Files | QDir::Hidden),
                 QStringList());
         }
+    }
+
+    void moviesAndStillsAreOwnerOnlyWhateverTheUmask() {
+        const mode_t saved = ::umask(022);
+        Setup setup(1);
+        auto rec = recorder(setup);
+        Finishes finishes;
+        // A file left at the path with wider permissions is made private too.
+        const QString path = setup.path("private.mov");
+        QFile leftover(path);
+        QVERIFY(leftover.open(QIODevice::WriteOnly));
+        leftover.close();
+        QCOMPARE(modeOf(path), mode_t(0644));
+        media_.feed(*rec, 0, 2);
+        rec->setNewestFrame(EncodedStream::rawFrame(320, 240, "I420"));
+        rec->start(path, finishes.completion());
+        media_.feed(*rec, 2, 3);
+        rec->stop();
+        QVERIFY(finishes.waitFor(1));
+        QVERIFY(!finishes.calls()[0].error);
+        rec.reset();  // the still queue has finished its work
+        ::umask(saved);
+        checkMovie(MovieProbe(path));
+        QCOMPARE(modeOf(path), mode_t(0600));
+        QCOMPARE(modeOf(PreRollRecorder::stillPath(path)), mode_t(0600));
+    }
+
+    void aFileRenamedForFrameLossIsMadePrivateUnderItsNewName() {
+        const mode_t saved = ::umask(022);
+        Setup setup(0);
+        auto rec = recorder(setup);
+        Finishes finishes;
+        const QString path = setup.path("2024-05-01 10.11.12 - Camera.mov");
+        QFile leftover(path);
+        QVERIFY(leftover.open(QIODevice::WriteOnly));
+        leftover.close();
+        StdoutCapture printed;
+        media_.feed(*rec, 0, 1);
+        rec->start(path, finishes.completion());
+        media_.feed(*rec, 1, 3);
+        media_.feed(*rec, 6, 9);
+        rec->stop();
+        const bool finished = finishes.waitFor(1);
+        rec.reset();
+        ::umask(saved);
+        const QString log = printed.take();
+        QVERIFY(finished);
+        const QString renamed = setup.path("2024-05-01 10.11.12 - Camera - 3s missing.mov");
+        checkMovie(MovieProbe(renamed));
+        QCOMPARE(modeOf(renamed), mode_t(0600));
+        QVERIFY2(!log.contains(QStringLiteral("private to its owner")), qPrintable(log));
     }
 
     void aFrameThatCannotBeConvertedLeavesNoStillAndNoError() {
