@@ -87,9 +87,23 @@ private Q_SLOTS:
 
     void unreadableFolderDeletesNothing() {
         QTemporaryDir dir;
-        const QList<Recording> listed =
-            FileOutputManager(dir.filePath(QStringLiteral("missing/file"))).recordings();
-        QVERIFY(DiskBudget::filesToDelete(listed, 1, {}).isEmpty());
+        makeFile(dir.filePath(QStringLiteral("2025-03-14 07.05.09 - Cam.mov")), 2 * gib);
+        makeFile(dir.filePath(QStringLiteral("2025-03-14 08.05.09 - Cam.mov")), 2 * gib);
+        const FileOutputManager manager(dir.path());
+        // Readable, the folder is over its limit and its oldest recording goes.
+        QVERIFY(!DiskBudget::filesToDelete(manager.recordings(), DiskBudget::limitBytes(1), {})
+                     .isEmpty());
+        QVERIFY(QFile::setPermissions(dir.path(), QFileDevice::WriteOwner | QFileDevice::ExeOwner));
+        const bool readable = !QDir(dir.path()).entryList(QDir::Files).isEmpty();
+        const QList<Recording> listed = manager.recordings();
+        QVERIFY(QFile::setPermissions(
+            dir.path(), QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner));
+        if (readable) {
+            QSKIP("this user reads every folder; the unprivileged run covers this");
+        }
+        QVERIFY(listed.isEmpty());
+        QVERIFY(DiskBudget::filesToDelete(listed, DiskBudget::limitBytes(1), {}).isEmpty());
+        QCOMPARE(QDir(dir.path()).entryList(QDir::Files).size(), 2);
     }
 
     void movieAndStillGoTogetherMovieFirst() {
