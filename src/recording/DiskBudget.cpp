@@ -1,5 +1,7 @@
 #include "DiskBudget.h"
 
+#include "FileOutputManager.h"
+
 #include <QCoreApplication>
 #include <QDir>
 #include <QHash>
@@ -30,37 +32,8 @@ qint64 checkedSum(qint64 a, qint64 b) {
     return sum;
 }
 
-QStringView lastComponent(QStringView path) {
+QString lastComponent(const QString& path) {
     return path.sliced(path.lastIndexOf(u'/') + 1);
-}
-
-QStringView withoutExtension(QStringView name) {
-    const qsizetype dot = name.lastIndexOf(u'.');
-    return dot > 0 ? name.first(dot) : name;
-}
-
-bool hasMovieExtension(QStringView path) {
-    const QStringView name = lastComponent(path);
-    const qsizetype dot = name.lastIndexOf(u'.');
-    return dot > 0 && name.sliced(dot + 1).compare(u"mov", Qt::CaseInsensitive) == 0;
-}
-
-// The name without a trailing " - {digits}s missing".
-QStringView withoutFrameLossMark(QStringView stem) {
-    constexpr QStringView tail = u"s missing";
-    constexpr QStringView lead = u" - ";
-    if (!stem.endsWith(tail)) {
-        return stem;
-    }
-    qsizetype digitsStart = stem.size() - tail.size();
-    while (digitsStart > 0 && stem[digitsStart - 1].unicode() >= u'0' &&
-           stem[digitsStart - 1].unicode() <= u'9') {
-        --digitsStart;
-    }
-    if (digitsStart == stem.size() - tail.size() || !stem.first(digitsStart).endsWith(lead)) {
-        return stem;
-    }
-    return stem.first(digitsStart - lead.size());
 }
 
 bool isEarlier(const QDateTime& a, const QDateTime& b) {
@@ -94,7 +67,7 @@ QString groupKey(const QString& filePath) {
     if (!key.endsWith(u'/')) {
         key += u'/';
     }
-    key += withoutFrameLossMark(withoutExtension(lastComponent(filePath)));
+    key += FileOutputManager::recordingStem(lastComponent(filePath));
     return key;
 }
 
@@ -141,8 +114,9 @@ QList<Recording> filesToDelete(const QList<Recording>& recordings, std::optional
         if (total <= *limitBytes) {
             break;
         }
-        std::stable_partition(group.members.begin(), group.members.end(),
-                              [](const Recording& r) { return hasMovieExtension(r.url); });
+        std::stable_partition(group.members.begin(), group.members.end(), [](const Recording& r) {
+            return FileOutputManager::isMovie(lastComponent(r.url));
+        });
         qint64 groupBytes = 0;
         for (const Recording& member : group.members) {
             groupBytes = checkedSum(groupBytes, member.bytes);

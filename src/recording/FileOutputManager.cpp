@@ -109,11 +109,34 @@ QString trimmedOfSpacesAndTabs(const QString& text) {
     return text.sliced(first, last - first);
 }
 
-// The name without its extension (from the last dot on; a leading dot
-// starts a hidden name, not an extension).
-QStringView withoutExtension(QStringView name) {
+// Where a name's extension begins (its last dot), or -1 without one; a
+// leading dot starts a hidden name, not an extension.
+qsizetype extensionDot(QStringView name) {
     const qsizetype dot = name.lastIndexOf(u'.');
-    return dot > 0 ? name.first(dot) : name;
+    return dot > 0 ? dot : -1;
+}
+
+QStringView withoutExtension(QStringView name) {
+    const qsizetype dot = extensionDot(name);
+    return dot < 0 ? name : name.first(dot);
+}
+
+// The name without a trailing " - {digits}s missing".
+QStringView withoutFrameLossMark(QStringView stem) {
+    constexpr QStringView tail = u"s missing";
+    constexpr QStringView lead = u" - ";
+    if (!stem.endsWith(tail)) {
+        return stem;
+    }
+    qsizetype digitsStart = stem.size() - tail.size();
+    while (digitsStart > 0 && stem[digitsStart - 1].unicode() >= u'0' &&
+           stem[digitsStart - 1].unicode() <= u'9') {
+        --digitsStart;
+    }
+    if (digitsStart == stem.size() - tail.size() || !stem.first(digitsStart).endsWith(lead)) {
+        return stem;
+    }
+    return stem.first(digitsStart - lead.size());
 }
 
 }  // namespace
@@ -328,6 +351,31 @@ std::optional<QDateTime> FileOutputManager::startDateOf(QStringView fileName,
     return parsedStart(stem.first(dateLength), localTimes);
 }
 
+QString FileOutputManager::recordingStem(const QString& fileName) {
+    return withoutFrameLossMark(withoutExtension(fileName)).toString();
+}
+
+bool FileOutputManager::isMovie(const QString& fileName) {
+    const qsizetype dot = extensionDot(fileName);
+    return dot >= 0 &&
+           QStringView(fileName).sliced(dot + 1).compare(u"mov", Qt::CaseInsensitive) == 0;
+}
+
+QString FileOutputManager::stillPath(const QString& moviePath) {
+    const qsizetype nameStart = moviePath.lastIndexOf(u'/') + 1;
+    const qsizetype dot = extensionDot(QStringView(moviePath).sliced(nameStart));
+    const qsizetype stemEnd = dot < 0 ? moviePath.size() : nameStart + dot;
+    return moviePath.first(stemEnd) + QStringLiteral(".jpg");
+}
+
+QString FileOutputManager::frameLossPath(const QString& filePath, qint64 seconds) {
+    const qsizetype nameStart = filePath.lastIndexOf(u'/') + 1;
+    const qsizetype dot = extensionDot(QStringView(filePath).sliced(nameStart));
+    const qsizetype stemEnd = dot < 0 ? filePath.size() : nameStart + dot;
+    return filePath.first(stemEnd) + QStringLiteral(" - %1s missing").arg(seconds) +
+           filePath.sliced(stemEnd);
+}
+
 QList<Recording> FileOutputManager::recordings() const {
     QList<Recording> found;
     LocalTimes localTimes;
@@ -376,8 +424,7 @@ std::optional<QString> FileOutputManager::newestRecording() const {
         if (!name) {
             continue;
         }
-        const qsizetype dot = name->lastIndexOf(u'.');
-        if (dot <= 0 || name->sliced(dot + 1).compare(u"mov", Qt::CaseInsensitive) != 0) {
+        if (!isMovie(*name)) {
             continue;
         }
         const std::optional<qint64> created = creationTime(listing.fd(), entry->d_name);

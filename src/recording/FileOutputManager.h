@@ -54,6 +54,16 @@ public:
     // The start time of a recording's file name (a last path component), or
     // nothing when the name is not a recording's.
     static std::optional<QDateTime> startDate(const QString& fileName);
+    // What the files of one recording share: a file name without its
+    // extension and without a trailing frame-loss mark (" - {N}s missing").
+    static QString recordingStem(const QString& fileName);
+    // Whether a file name has the movie extension ("mov", any case).
+    static bool isMovie(const QString& fileName);
+    // The still beside a movie: its path with the extension "jpg".
+    static QString stillPath(const QString& moviePath);
+    // The path a file that lost `seconds` is renamed to: its name with
+    // " - {seconds}s missing" before the extension, in the same folder.
+    static QString frameLossPath(const QString& filePath, qint64 seconds);
 
     // Every regular, non-hidden file in the folder whose name parses, in
     // listing order; empty when the folder cannot be listed.

@@ -1,10 +1,10 @@
 #include "FrameLoss.h"
 
 #include "Error.h"
+#include "FileOutputManager.h"
 #include "Log.h"
 
 #include <fcntl.h>
-#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QStringList>
@@ -63,18 +63,6 @@ std::int64_t Gaps::expectedFrames(double f) const {
     return written + static_cast<std::int64_t>(std::round(missing / f));
 }
 
-QString missingName(const QString& filePath, std::int64_t seconds) {
-    const QFileInfo info(filePath);
-    const QString suffix = info.suffix();
-    const QString name = info.fileName();
-    const QString stem = suffix.isEmpty() ? name : name.left(name.size() - suffix.size() - 1);
-    QString renamed = stem + QStringLiteral(" - %1s missing").arg(seconds);
-    if (!suffix.isEmpty()) {
-        renamed += QLatin1Char('.') + suffix;
-    }
-    return info.dir().filePath(renamed);
-}
-
 namespace {
 
 // Never replaces a file that already has the new name.
@@ -107,7 +95,7 @@ std::optional<QString> reportAndRename(const QString& filePath, const Tally& tal
     }
     const auto seconds =
         std::max<std::int64_t>(1, static_cast<std::int64_t>(std::round(gaps.missing)));
-    const QString renamed = missingName(filePath, seconds);
+    const QString renamed = FileOutputManager::frameLossPath(filePath, seconds);
     if (const std::optional<Error> error = moveWithoutReplacing(filePath, renamed)) {
         Log::line(QStringLiteral("Could not rename %1 to say what it lost: %2")
                       .arg(fileName, error->description));

@@ -44,9 +44,6 @@ struct Gaps {
     std::int64_t expectedFrames(double f) const;
 };
 
-// The name a file that lost `seconds` gets: "{name} - {N}s missing.{ext}".
-QString missingName(const QString& filePath, std::int64_t seconds);
-
 // Once per finished file: prints what was lost, and renames a file that lost
 // a noticeable share. Returns the new path when the file was renamed.
 std::optional<QString> reportAndRename(const QString& filePath, const Tally& tally,

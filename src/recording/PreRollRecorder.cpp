@@ -5,9 +5,7 @@
 #include "SettingsKeys.h"
 #include "StillWriter.h"
 
-#include <QDir>
 #include <QFile>
-#include <QFileInfo>
 #include <cmath>
 
 namespace {
@@ -62,11 +60,6 @@ PreRollRecorder::~PreRollRecorder() {
         finishingWriters_.clear();
         writer_.reset();
     });
-}
-
-QString PreRollRecorder::stillPath(const QString& moviePath) {
-    const QFileInfo info(moviePath);
-    return info.dir().filePath(info.completeBaseName() + QStringLiteral(".jpg"));
 }
 
 double PreRollRecorder::preRollSeconds() const {

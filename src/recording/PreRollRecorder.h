@@ -1,5 +1,6 @@
 #pragma once
 
+#include "FileOutputManager.h"
 #include "FrameLoss.h"
 #include "GstHandle.h"
 #include "MovieRecorder.h"
@@ -57,8 +58,10 @@ public:
     // capture side asks before it stops the cameras under a recording.
     bool hasOpenMovie();
 
-    // The still written beside a movie.
-    static QString stillPath(const QString& moviePath);
+    // The still written beside a movie (named by the file output manager).
+    static QString stillPath(const QString& moviePath) {
+        return FileOutputManager::stillPath(moviePath);
+    }
 
 private:
     using Sample = GstHandle<GstSample>;

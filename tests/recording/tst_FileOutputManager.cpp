@@ -204,6 +204,53 @@ private Q_SLOTS:
         }
     }
 
+    void aMoviesStillAndFrameLossNameBelongToItsRecording() {
+        const QString movie = QStringLiteral("/r/2025-03-14 07.05.09 - Cam v1.0 + Mic 2.mov");
+        const QString still = FileOutputManager::stillPath(movie);
+        const QString renamed = FileOutputManager::frameLossPath(movie, 12);
+        QCOMPARE(still, QStringLiteral("/r/2025-03-14 07.05.09 - Cam v1.0 + Mic 2.jpg"));
+        QCOMPARE(renamed,
+                 QStringLiteral("/r/2025-03-14 07.05.09 - Cam v1.0 + Mic 2 - 12s missing.mov"));
+        for (const QString& path : {movie, still, renamed}) {
+            QCOMPARE(FileOutputManager::startDate(fileName(path)),
+                     std::optional(localTime(2025, 3, 14, 7, 5, 9)));
+            QCOMPARE(FileOutputManager::recordingStem(fileName(path)),
+                     QStringLiteral("2025-03-14 07.05.09 - Cam v1.0 + Mic 2"));
+        }
+        QVERIFY(FileOutputManager::isMovie(fileName(movie)));
+        QVERIFY(FileOutputManager::isMovie(fileName(renamed)));
+        QVERIFY(FileOutputManager::isMovie(QStringLiteral("2025-03-14 07.05.09.MOV")));
+        QVERIFY(!FileOutputManager::isMovie(fileName(still)));
+        QVERIFY(!FileOutputManager::isMovie(QStringLiteral(".mov")));
+    }
+
+    void frameLossMarksAreRecognisedOnlyWhole_data() {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QString>("stem");
+        QTest::newRow("marked") << "a - 4s missing.mov"
+                                << "a";
+        QTest::newRow("without digits") << "a - s missing.mov"
+                                        << "a - s missing";
+        QTest::newRow("not at the end") << "a - 4s missing b.mov"
+                                        << "a - 4s missing b";
+        QTest::newRow("without its dash") << "a 4s missing.mov"
+                                          << "a 4s missing";
+        QTest::newRow("without extension") << "a - 4s missing"
+                                           << "a";
+    }
+    void frameLossMarksAreRecognisedOnlyWhole() {
+        QFETCH(QString, name);
+        QFETCH(QString, stem);
+        QCOMPARE(FileOutputManager::recordingStem(name), stem);
+    }
+
+    void aNameWithoutExtensionGetsTheMarkAtItsEnd() {
+        QCOMPARE(FileOutputManager::frameLossPath(QStringLiteral("/r.d/movie"), 3),
+                 QStringLiteral("/r.d/movie - 3s missing"));
+        QCOMPARE(FileOutputManager::stillPath(QStringLiteral("/r.d/movie")),
+                 QStringLiteral("/r.d/movie.jpg"));
+    }
+
     void issuedNamesParseBackToTheirStart() {
         QTemporaryDir dir;
         FileOutputManager manager(dir.path());

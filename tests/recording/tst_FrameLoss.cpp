@@ -78,11 +78,6 @@ private Q_SLOTS:
         QCOMPARE(gaps.expectedFrames(-1), 0);
     }
 
-    void missingNameKeepsFolderAndExtension() {
-        QCOMPARE(missingName("/r/2024-05-01 10.11.12.mov", 4),
-                 QStringLiteral("/r/2024-05-01 10.11.12 - 4s missing.mov"));
-    }
-
     void noVideoWrittenRenamesNothingButStillReports() {
         QTemporaryDir dir;
         const QString path = makeFile(dir, "2024-05-01 10.11.12.mov");
