@@ -60,7 +60,13 @@ CaptureManager::CaptureManager(Defaults& defaults, Clock& clock,
       devices_(std::move(devices)),
       choice_(defaults, *devices_),
       pendingStop_(clock.makeTimer([this] { updateCapture(); })),
-      motionHealthTimer_(clock.makeTimer([this] { checkMotionHealth(); })) {
+      motionHealth_(
+          clock, controller, [this](int index) { return inUse_[index].camera != nullptr; },
+          [this](bool stopped) {
+              if (activityDelegate_) {
+                  activityDelegate_->motionDetectionStoppedChanged(stopped);
+              }
+          }) {
     for (int i = 0; i < pipelineCount; ++i) {
         recorders_[i] = std::make_shared<PreRollRecorder>(defaults);
         sinks_[i] = std::make_unique<RecorderSink>(*recorders_[i]);
@@ -244,14 +250,12 @@ void CaptureManager::publishDevices() {
                                  inUse[0].microphone != inUse_[0].microphone;
             // A camera that went away did not stop delivering: a pipeline
             // whose camera changed starts its health bookkeeping afresh.
+            const std::array<InUse, pipelineCount> before = std::exchange(inUse_, inUse);
             for (int i = 0; i < pipelineCount; ++i) {
-                if (inUse[i].camera != inUse_[i].camera) {
-                    lastMotionMeasured_[i].reset();
-                    motionStopped_[i] = false;
+                if (inUse[i].camera != before[i].camera) {
+                    motionHealth_.forget(i);
                 }
             }
-            inUse_ = inUse;
-            updateMotionStopped();
             if (!changed && configuredOnce_) {
                 return;
             }
@@ -361,10 +365,8 @@ void CaptureManager::updateCapture() {
 
 void CaptureManager::startCapture() {
     capturing_ = true;
-    lastMotionMeasured_ = {};
-    motionStopped_ = {};
     framesSeen_ = {};
-    motionHealthTimer_->start(motionHealthInterval, motionHealthInterval);
+    motionHealth_.start();
     sessionQueue_.async([this] { startSessions(); });
     meter_->start();
     Q_EMIT capturingChanged();
@@ -382,7 +384,7 @@ void CaptureManager::stopCapture() {
     }
     capturing_ = false;
     stopMeter();
-    motionHealthTimer_->stop();
+    motionHealth_.stop();
     sessionQueue_.async([this] { stopSessions(); });
     Q_EMIT capturingChanged();
 }
@@ -506,44 +508,9 @@ void CaptureManager::motionMeasuredOnMain(int index, std::int64_t count, double 
         testWaitsForFrames_ = false;
         recordTest();
     }
-    const QDateTime now = clock_.now();
-    const std::optional<QDateTime>& last = lastMotionMeasured_[index];
-    if (motionStopped_[index] && last &&
-        last->msecsTo(now) >= std::chrono::milliseconds(motionSilence).count()) {
-        controller_.reportGap(*last, now);
-    }
-    lastMotionMeasured_[index] = now;
-    motionStopped_[index] = false;
-    updateMotionStopped();
+    motionHealth_.measured(index);
     if (activityDelegate_) {
         activityDelegate_->motionLevel(index, level);
-    }
-}
-
-void CaptureManager::checkMotionHealth() {
-    const QDateTime now = clock_.now();
-    for (int i = 0; i < pipelineCount; ++i) {
-        if (!inUse_[i].camera) {
-            continue;
-        }
-        const std::optional<QDateTime>& last = lastMotionMeasured_[i];
-        motionStopped_[i] = last && last->msecsTo(now) >= motionSilence.count();
-    }
-    updateMotionStopped();
-}
-
-void CaptureManager::updateMotionStopped() {
-    const bool stopped =
-        std::any_of(motionStopped_.begin(), motionStopped_.end(), [](bool value) { return value; });
-    if (stopped == controller_.motionDetectionStopped()) {
-        return;
-    }
-    controller_.setMotionDetectionStopped(stopped);
-    if (stopped) {
-        Log::line(QStringLiteral("Motion measurements stopped arriving"));
-    }
-    if (activityDelegate_) {
-        activityDelegate_->motionDetectionStoppedChanged(stopped);
     }
 }
 

@@ -7,6 +7,7 @@
 #include "CaptureManagerRecordingController.h"
 #include "CaptureManagerSettingsDelegate.h"
 #include "DeviceChoice.h"
+#include "MotionHealth.h"
 #include "PreRollRecorder.h"
 #include "RecorderSink.h"
 #include "SerialQueue.h"
@@ -40,9 +41,7 @@ class Timer;
 class CaptureManager : public QObject, private CaptureDevicesListener {
     Q_OBJECT
 public:
-    static constexpr int pipelineCount = 2;
-    static constexpr std::chrono::milliseconds motionHealthInterval{1000};
-    static constexpr std::chrono::milliseconds motionSilence{5000};
+    static constexpr int pipelineCount = MotionHealth::pipelineCount;
     static constexpr std::chrono::milliseconds pendingStopDelay{200};
     static constexpr int maximumTimeoutSeconds = 600;
 
@@ -95,7 +94,7 @@ public:
     bool captureStopPending() const;
     bool testWaitsForFrames() const { return testWaitsForFrames_; }
     std::int64_t framesSeen(int index) const { return framesSeen_[index]; }
-    bool motionStopped(int index) const { return motionStopped_[index]; }
+    bool motionStopped(int index) const { return motionHealth_.stopped(index); }
     // The devices in use, as last configured.
     std::shared_ptr<CaptureSource> camera(int index) const { return inUse_[index].camera; }
     std::shared_ptr<CaptureSource> microphone() const { return inUse_[0].microphone; }
@@ -146,8 +145,6 @@ private:
     void startRecording();
     void scheduleStop();
     void motionMeasuredOnMain(int index, std::int64_t count, double level);
-    void checkMotionHealth();
-    void updateMotionStopped();
     void stopMeter();
 
     // From the pipelines.
@@ -178,9 +175,7 @@ private:
     std::atomic<SessionSetupResult> setupResult_{SessionSetupResult::success};
     bool popoverOpen_ = false;
     bool previewOpen_ = false;
-    std::array<std::optional<QDateTime>, pipelineCount> lastMotionMeasured_;
-    std::array<bool, pipelineCount> motionStopped_{};
-    std::unique_ptr<Timer> motionHealthTimer_;
+    MotionHealth motionHealth_;
     std::array<std::int64_t, pipelineCount> framesSeen_{};
     bool testWaitsForFrames_ = false;
     std::array<InUse, pipelineCount> inUse_;
