@@ -398,19 +398,35 @@ void CameraPipeline::handleFrame(GstHandle<GstSample> sample) {
 
 void CameraPipeline::encode(GstSample* sample) {
     GstCaps* caps = gst_sample_get_caps(sample);
-    if (!compressionSession_ || !sameSize(compressionCaps_.get(), caps)) {
+    if (needsNewEncoder(caps)) {
         invalidateCompressionNow();
         compressionSession_ = VideoEncoder::create(recorder_, caps);
+        encoderUnavailable_ = !compressionSession_;
         if (!compressionSession_) {
             return;
         }
         ++encodersCreated_;
+    }
+    if (!compressionSession_) {
+        recorder_.recordLoss(CaptureLoss::encodeFailed);
+        return;
     }
     if (caps != compressionCaps_.get()) {
         compressionCaps_ = GstHandle<GstCaps>::ref(caps);
     }
     compressionSession_->encode(sample);
     framesEncoding_ = compressionSession_->framesEncoding();
+}
+
+// An encoder is made for the first frame and for a new size. One that
+// failed, or could not be made, is made anew at the next frame, and after
+// that only as often as the back-off allows; meanwhile frames are lost.
+bool CameraPipeline::needsNewEncoder(GstCaps* caps) {
+    const bool failed = compressionSession_ ? compressionSession_->failed() : encoderUnavailable_;
+    if (failed) {
+        return encoderBackOff_.mayReplace(EncoderBackOff::Clock::now());
+    }
+    return !compressionSession_ || !sameSize(compressionCaps_.get(), caps);
 }
 
 // The old encoder is stopped on its own queue (stopping waits for its thread);

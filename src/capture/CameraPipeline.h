@@ -3,6 +3,7 @@
 #include "CameraPipelineDelegate.h"
 #include "CameraPipelineSink.h"
 #include "CaptureSource.h"
+#include "EncoderBackOff.h"
 #include "GstHandle.h"
 #include "MotionDetectRenderer.h"
 #include "SerialQueue.h"
@@ -88,6 +89,7 @@ private:
     void tearDownSession();
     void handleFrame(GstHandle<GstSample> sample);
     void encode(GstSample* sample);
+    bool needsNewEncoder(GstCaps* caps);
     void invalidateCompressionNow();
     void detectMotion();
     void measureMotion(const MotionImage& image);
@@ -104,6 +106,8 @@ private:
 
     // Confined to the video streaming thread ("VideoDataQueue").
     std::unique_ptr<VideoEncoder> compressionSession_;
+    bool encoderUnavailable_ = false;  // the last encoder could not be made
+    EncoderBackOff encoderBackOff_;
     GstHandle<GstCaps> compressionCaps_;  // caps the encoder was checked against
     GstHandle<GstCaps> rendererCaps_;     // caps the renderer was checked against
     MotionDetectRenderer motionDetectRenderer_;

@@ -5,7 +5,6 @@
 #include "Log.h"
 #include "MainThread.h"
 #include "SettingsKeys.h"
-#include "SoundLevel.h"
 
 #include <QMetaObject>
 #include <algorithm>
@@ -59,8 +58,15 @@ CaptureManager::CaptureManager(Defaults& defaults, Clock& clock,
       controller_(controller),
       pipelineEvents_(std::make_shared<PipelineEvents>(*this)),
       devices_(std::move(devices)),
+      choice_(defaults, *devices_),
       pendingStop_(clock.makeTimer([this] { updateCapture(); })),
-      motionHealthTimer_(clock.makeTimer([this] { checkMotionHealth(); })) {
+      motionHealth_(
+          clock, controller, [this](int index) { return inUse_[index].camera != nullptr; },
+          [this](bool stopped) {
+              if (activityDelegate_) {
+                  activityDelegate_->motionDetectionStoppedChanged(stopped);
+              }
+          }) {
     for (int i = 0; i < pipelineCount; ++i) {
         recorders_[i] = std::make_shared<PreRollRecorder>(defaults);
         sinks_[i] = std::make_unique<RecorderSink>(*recorders_[i]);
@@ -68,11 +74,19 @@ CaptureManager::CaptureManager(Defaults& defaults, Clock& clock,
         pipelines_[i]->setDelegate(pipelineEvents_);
         lastLevel_[i] = 0;
     }
+    meter_ = std::make_unique<SoundMeter>(
+        defaults, [this] { return pipelines_[0]->audioLevel(); },
+        [this](double meter) {
+            if (activityDelegate_) {
+                activityDelegate_->soundLevel(meter);
+            }
+        },
+        [this] { trigger(); });
 }
 
 CaptureManager::~CaptureManager() {
     pipelineEvents_->alive = false;
-    ++meterGeneration_;
+    meter_.reset();
     devices_->stop();
     sessionQueue_.sync([this] {
         sessionsWanted_ = false;
@@ -80,7 +94,6 @@ CaptureManager::~CaptureManager() {
             pipeline->stopRunning();
         }
     });
-    audioMeterQueue_.drain();
 }
 
 void CaptureManager::setUp() {
@@ -133,101 +146,24 @@ void CaptureManager::reconfigure() {
     sessionQueue_.async([this] { configureWithChoices(); });
 }
 
-bool CaptureManager::shouldSwitch(const QString& connected, const std::optional<QString>& current,
-                                  const std::optional<QString>& chosen) {
-    if (!chosen) {
-        return !current;
-    }
-    if (chosen->isEmpty()) {
-        return false;
-    }
-    if (!current) {
-        return true;
-    }
-    return connected == *chosen && *current != *chosen;
-}
-
 // ---- Session queue ----------------------------------------------------------
 
-namespace {
-
-std::optional<QString> storedID(const Defaults& defaults, const QString& key) {
-    const std::optional<QString> value = defaults.string(key);
-    return value;
-}
-
-std::optional<QString> idOf(const std::shared_ptr<CaptureSource>& source) {
-    return source ? std::optional(source->uniqueID()) : std::nullopt;
-}
-
-}  // namespace
-
-std::shared_ptr<CaptureSource> CaptureManager::findDevice(DeviceKind kind,
-                                                          const QString& uniqueID) const {
-    for (const auto& device : devices_->devices(kind)) {
-        if (device->uniqueID() == uniqueID) {
-            return device;
-        }
-    }
-    return nullptr;
-}
-
-std::shared_ptr<CaptureSource> CaptureManager::chosenCamera() const {
-    const std::optional<QString> chosen = storedID(defaults_, SettingsKeys::selectedCameraID);
-    if (chosen && chosen->isEmpty()) {
-        return nullptr;
-    }
-    if (chosen) {
-        if (auto device = findDevice(DeviceKind::video, *chosen)) {
-            return device;
-        }
-    }
-    const auto cameras = devices_->devices(DeviceKind::video);
-    return cameras.empty() ? nullptr : cameras.front();
-}
-
-std::shared_ptr<CaptureSource> CaptureManager::chosenSecondCamera(
-    const std::shared_ptr<CaptureSource>& first) const {
-    const std::optional<QString> chosen = storedID(defaults_, SettingsKeys::secondCameraID);
-    if (!chosen || chosen->isEmpty() || !first || first->uniqueID() == *chosen) {
-        return nullptr;
-    }
-    return findDevice(DeviceKind::video, *chosen);
-}
-
-std::shared_ptr<CaptureSource> CaptureManager::chosenMicrophone() const {
-    const std::optional<QString> chosen = storedID(defaults_, SettingsKeys::selectedMicrophoneID);
-    if (chosen && chosen->isEmpty()) {
-        return nullptr;
-    }
-    if (chosen) {
-        if (auto device = findDevice(DeviceKind::audio, *chosen)) {
-            return device;
-        }
-    }
-    if (auto fallback = devices_->defaultInput()) {
-        return fallback;
-    }
-    const auto microphones = devices_->devices(DeviceKind::audio);
-    return microphones.empty() ? nullptr : microphones.front();
-}
-
 void CaptureManager::configureWithChoices() {
-    auto first = chosenCamera();
-    auto second = chosenSecondCamera(first);
-    configureWith(first, second, chosenMicrophone());
+    configureWith(choice_.chosen());
+}
+
+DeviceSet CaptureManager::devicesInUse() const {
+    return {pipelines_[0]->camera(), pipelines_[1]->camera(), pipelines_[0]->microphone()};
 }
 
 // A pipeline whose devices stay the same keeps its session running
 // undisturbed (a movie it is writing loses nothing), unless `rebuild` asks
 // for every session to be made anew.
-void CaptureManager::configureWith(std::shared_ptr<CaptureSource> first,
-                                   std::shared_ptr<CaptureSource> second,
-                                   std::shared_ptr<CaptureSource> microphone, bool rebuild) {
-    const std::array<std::shared_ptr<CaptureSource>, pipelineCount> cameras{std::move(first),
-                                                                            std::move(second)};
-    const std::array<std::shared_ptr<CaptureSource>, pipelineCount> microphones{
-        std::move(microphone), nullptr};
+void CaptureManager::configureWith(const DeviceSet& devices, bool rebuild) {
+    const std::array<std::shared_ptr<CaptureSource>, pipelineCount> cameras{devices.camera,
+                                                                            devices.secondCamera};
+    const std::array<std::shared_ptr<CaptureSource>, pipelineCount> microphones{devices.microphone,
+                                                                                nullptr};
     for (int i = 0; i < pipelineCount; ++i) {
         CameraPipeline& pipeline = *pipelines_[i];
         if (!rebuild && configured_[i] && pipeline.camera() == cameras[i] &&
@@ -272,11 +208,22 @@ void CaptureManager::restartSessions() {
     for (auto& pipeline : pipelines_) {
         pipeline->stopRunning();
     }
-    configureWith(pipelines_[0]->camera(), pipelines_[1]->camera(), pipelines_[0]->microphone(),
-                  true);
+    configureWith(devicesInUse(), true);
     if (wanted) {
         startSessions();
     }
+}
+
+// After a refusal, when the permission may have come back: the refused
+// sessions are stopped first, so that nothing they still report counts
+// against the new ones, and every session is made anew.
+void CaptureManager::tryCaptureAgain(const DeviceSet& devices) {
+    for (auto& pipeline : pipelines_) {
+        pipeline->stopRunning();
+    }
+    setupResult_ = SessionSetupResult::success;
+    configureWith(devices, true);
+    updateCapture();
 }
 
 // Hands the devices in use to the main thread, where the recording
@@ -303,14 +250,12 @@ void CaptureManager::publishDevices() {
                                  inUse[0].microphone != inUse_[0].microphone;
             // A camera that went away did not stop delivering: a pipeline
             // whose camera changed starts its health bookkeeping afresh.
+            const std::array<InUse, pipelineCount> before = std::exchange(inUse_, inUse);
             for (int i = 0; i < pipelineCount; ++i) {
-                if (inUse[i].camera != inUse_[i].camera) {
-                    lastMotionMeasured_[i].reset();
-                    motionStopped_[i] = false;
+                if (inUse[i].camera != before[i].camera) {
+                    motionHealth_.forget(i);
                 }
             }
-            inUse_ = inUse;
-            updateMotionStopped();
             if (!changed && configuredOnce_) {
                 return;
             }
@@ -335,78 +280,48 @@ void CaptureManager::publishDevices() {
 
 void CaptureManager::deviceConnected(const std::shared_ptr<CaptureSource>& device,
                                      DeviceKind kind) {
+    const DeviceChange change = choice_.connected(device, kind, devicesInUse());
     if (setupResult_ == SessionSetupResult::notAuthorized) {
+        Log::line(QStringLiteral("%1 connected, trying capture again").arg(device->name()));
+        tryCaptureAgain(change.devices.value_or(devicesInUse()));
         return;
     }
-    CameraPipeline& first = *pipelines_[0];
-    if (kind == DeviceKind::video) {
-        const std::optional<QString> second = storedID(defaults_, SettingsKeys::secondCameraID);
-        if (!pipelines_[1]->camera() && second && device->uniqueID() == *second &&
-            idOf(first.camera()) != *second) {
-            Log::line(
-                QStringLiteral("%1 connected, adding it as the second camera").arg(device->name()));
-            configureWith(first.camera(), device, first.microphone());
-            return;
-        }
-        if (shouldSwitch(device->uniqueID(), idOf(first.camera()),
-                         storedID(defaults_, SettingsKeys::selectedCameraID))) {
-            Log::line(QStringLiteral("%1 connected, switching to it").arg(device->name()));
-            auto secondCamera = pipelines_[1]->camera();
-            if (secondCamera && secondCamera->uniqueID() == device->uniqueID()) {
-                secondCamera = nullptr;
-            }
-            configureWith(device, secondCamera, first.microphone());
-        }
-        return;
-    }
-    if (shouldSwitch(device->uniqueID(), idOf(first.microphone()),
-                     storedID(defaults_, SettingsKeys::selectedMicrophoneID))) {
-        Log::line(QStringLiteral("%1 connected, switching to it").arg(device->name()));
-        configureWith(first.camera(), pipelines_[1]->camera(), device);
-    }
+    apply(change);
 }
 
 void CaptureManager::deviceDisconnected(const std::shared_ptr<CaptureSource>& device,
                                         DeviceKind kind) {
-    auto same = [&](const std::shared_ptr<CaptureSource>& inUse) {
-        return inUse && inUse->uniqueID() == device->uniqueID();
-    };
-    auto first = pipelines_[0]->camera();
-    auto second = pipelines_[1]->camera();
-    auto microphone = pipelines_[0]->microphone();
-    const bool lost = kind == DeviceKind::video ? same(first) || same(second) : same(microphone);
-    if (!lost) {
-        return;
-    }
-    Log::line(QStringLiteral("Lost %1, reconfiguring with what's left").arg(device->name()));
-    if (kind == DeviceKind::video) {
-        configureWith(same(first) ? nullptr : first, same(second) ? nullptr : second, microphone);
-    } else {
-        configureWith(first, second, nullptr);
-    }
+    apply(choice_.disconnected(device, kind, devicesInUse()));
 }
 
 void CaptureManager::defaultInputChanged() {
-    if (defaults_.string(SettingsKeys::selectedMicrophoneID)) {
-        return;
+    apply(choice_.defaultInputChanged(devicesInUse()));
+}
+
+void CaptureManager::apply(const DeviceChange& change) {
+    if (!change.line.isEmpty()) {
+        Log::line(change.line);
     }
-    auto input = devices_->defaultInput();
-    if (!input) {
-        Log::line(QStringLiteral("Could not follow the system input: ") +
-                  QStringLiteral("no default input is known"));
-        return;
+    if (change.devices) {
+        configureWith(*change.devices);
     }
-    auto current = pipelines_[0]->microphone();
-    if (current && current->uniqueID() == input->uniqueID()) {
-        return;
-    }
-    Log::line(QStringLiteral("System input changed to %1, switching to it").arg(input->name()));
-    configureWith(pipelines_[0]->camera(), pipelines_[1]->camera(), input);
 }
 
 // ---- Capture on and off (main thread) ---------------------------------------
 
 void CaptureManager::armedStateChanged() {
+    if (!MainThread::isCurrent()) {
+        QMetaObject::invokeMethod(
+            this, [this] { armedStateChanged(); }, Qt::QueuedConnection);
+        return;
+    }
+    const bool unarmed = controller_.armedStateRaw() == CaptureManagerRecordingController::unarmed;
+    const bool arming = wasUnarmed_ && !unarmed;
+    wasUnarmed_ = unarmed;
+    if (arming && setupResult_ == SessionSetupResult::notAuthorized) {
+        Log::line(QStringLiteral("Trying capture again"));
+        sessionQueue_.async([this] { tryCaptureAgain(devicesInUse()); });
+    }
     updateCapture();
 }
 
@@ -429,9 +344,6 @@ void CaptureManager::updateCapture() {
             this, [this] { updateCapture(); }, Qt::QueuedConnection);
         return;
     }
-    if (setupResult_ != SessionSetupResult::success) {
-        return;
-    }
     const std::optional<int> state = controller_.armedStateRaw();
     if (!state) {
         qFatal("The armed state is missing");
@@ -440,7 +352,8 @@ void CaptureManager::updateCapture() {
         *state != CaptureManagerRecordingController::unarmed || popoverOpen_ || previewOpen_;
     if (needed) {
         pendingStop_->stop();
-        if (!capturing_) {
+        // Only stopping works without a successful setup.
+        if (!capturing_ && setupResult_ == SessionSetupResult::success) {
             startCapture();
         }
         return;
@@ -452,12 +365,10 @@ void CaptureManager::updateCapture() {
 
 void CaptureManager::startCapture() {
     capturing_ = true;
-    lastMotionMeasured_ = {};
-    motionStopped_ = {};
     framesSeen_ = {};
-    motionHealthTimer_->start(motionHealthInterval, motionHealthInterval);
+    motionHealth_.start();
     sessionQueue_.async([this] { startSessions(); });
-    startMetering();
+    meter_->start();
     Q_EMIT capturingChanged();
 }
 
@@ -472,8 +383,8 @@ void CaptureManager::stopCapture() {
         return;
     }
     capturing_ = false;
-    stopMetering();
-    motionHealthTimer_->stop();
+    stopMeter();
+    motionHealth_.stop();
     sessionQueue_.async([this] { stopSessions(); });
     Q_EMIT capturingChanged();
 }
@@ -597,44 +508,9 @@ void CaptureManager::motionMeasuredOnMain(int index, std::int64_t count, double 
         testWaitsForFrames_ = false;
         recordTest();
     }
-    const QDateTime now = clock_.now();
-    const std::optional<QDateTime>& last = lastMotionMeasured_[index];
-    if (motionStopped_[index] && last &&
-        last->msecsTo(now) >= std::chrono::milliseconds(motionSilence).count()) {
-        controller_.reportGap(*last, now);
-    }
-    lastMotionMeasured_[index] = now;
-    motionStopped_[index] = false;
-    updateMotionStopped();
+    motionHealth_.measured(index);
     if (activityDelegate_) {
         activityDelegate_->motionLevel(index, level);
-    }
-}
-
-void CaptureManager::checkMotionHealth() {
-    const QDateTime now = clock_.now();
-    for (int i = 0; i < pipelineCount; ++i) {
-        if (!inUse_[i].camera) {
-            continue;
-        }
-        const std::optional<QDateTime>& last = lastMotionMeasured_[i];
-        motionStopped_[i] = last && last->msecsTo(now) >= motionSilence.count();
-    }
-    updateMotionStopped();
-}
-
-void CaptureManager::updateMotionStopped() {
-    const bool stopped =
-        std::any_of(motionStopped_.begin(), motionStopped_.end(), [](bool value) { return value; });
-    if (stopped == controller_.motionDetectionStopped()) {
-        return;
-    }
-    controller_.setMotionDetectionStopped(stopped);
-    if (stopped) {
-        Log::line(QStringLiteral("Motion measurements stopped arriving"));
-    }
-    if (activityDelegate_) {
-        activityDelegate_->motionDetectionStoppedChanged(stopped);
     }
 }
 
@@ -662,48 +538,12 @@ void CaptureManager::sessionError(int, const std::optional<Error>& error) {
     });
 }
 
-// ---- The sound meter ("AudioMeterQueue") -------------------------------------
-
-void CaptureManager::startMetering() {
-    if (metering_) {
+void CaptureManager::stopMeter() {
+    if (!meter_->running()) {
         return;
     }
-    metering_ = true;
-    const std::uint64_t generation = ++meterGeneration_;
-    audioMeterQueue_.async([this, generation] { meterTick(generation); });
-}
-
-void CaptureManager::stopMetering() {
-    if (!metering_) {
-        return;
-    }
-    metering_ = false;
-    ++meterGeneration_;
+    meter_->stop();
     if (activityDelegate_) {
         activityDelegate_->soundMeterStopped();
-    }
-}
-
-void CaptureManager::meterTick(std::uint64_t generation) {
-    if (generation != meterGeneration_) {
-        return;
-    }
-    audioMeterQueue_.asyncAfter(audioMeterInterval, [this, generation] { meterTick(generation); });
-    const std::optional<double> level = pipelines_[0]->audioLevel();
-    if (!level) {
-        return;
-    }
-    const double meter = SoundLevel::meterValue(*level);
-    QMetaObject::invokeMethod(
-        this,
-        [this, meter] {
-            if (activityDelegate_) {
-                activityDelegate_->soundLevel(meter);
-            }
-        },
-        Qt::QueuedConnection);
-    if (SoundLevel::triggers(meter, defaults_.real(SettingsKeys::audioTriggerThreshold),
-                             defaults_.boolValue(SettingsKeys::audioTriggerEnabled))) {
-        trigger();
     }
 }

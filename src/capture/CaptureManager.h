@@ -6,10 +6,13 @@
 #include "CaptureManagerPreviewDelegate.h"
 #include "CaptureManagerRecordingController.h"
 #include "CaptureManagerSettingsDelegate.h"
+#include "DeviceChoice.h"
+#include "MotionHealth.h"
 #include "PreRollRecorder.h"
 #include "RecorderSink.h"
 #include "SerialQueue.h"
 #include "SessionSetupResult.h"
+#include "SoundMeter.h"
 
 #include <QDateTime>
 #include <QObject>
@@ -26,22 +29,19 @@ class Defaults;
 class Timer;
 
 // Owns the two camera pipelines (index 0: the first camera with the
-// microphone; index 1: the second camera), chooses their devices and follows
-// devices coming and going and the system input changing, restarts capture
-// after session errors, runs the sound meter, and turns motion and sound into
-// triggers for the recording controller.
+// microphone; index 1: the second camera), configures them with the devices
+// that DeviceChoice picks as devices come and go, turns capture on and off,
+// restarts it after session errors, runs the SoundMeter, and turns motion and
+// sound into triggers for the recording controller.
 //
 // Threads: triggers, delegate calls, the capture-update rule and the motion
 // health bookkeeping run on the main thread; device configuration, device
-// events and session start/stop on "SessionQueue"; the sound meter on
-// "AudioMeterQueue"; measurements arrive on each pipeline's "DetectionQueue".
+// events and session start/stop on "SessionQueue"; measurements arrive on each pipeline's
+// "DetectionQueue".
 class CaptureManager : public QObject, private CaptureDevicesListener {
     Q_OBJECT
 public:
-    static constexpr int pipelineCount = 2;
-    static constexpr std::chrono::milliseconds audioMeterInterval{100};
-    static constexpr std::chrono::milliseconds motionHealthInterval{1000};
-    static constexpr std::chrono::milliseconds motionSilence{5000};
+    static constexpr int pipelineCount = MotionHealth::pipelineCount;
     static constexpr std::chrono::milliseconds pendingStopDelay{200};
     static constexpr int maximumTimeoutSeconds = 600;
 
@@ -71,7 +71,9 @@ public:
     void followSystemInput();
     void reconfigure();
 
-    // The capture-update rule runs after each of these.
+    // The capture-update rule runs after each of these. After a refusal
+    // ("Not authorized") an arming, like a device being connected, tries
+    // capture again.
     void armedStateChanged();
     void setPopoverOpen(bool open);
     void setPreviewOpen(bool open);
@@ -81,12 +83,6 @@ public:
     // A test recording is wanted (acts only while armed).
     void recordTest();
     bool framesReady() const;
-
-    // The switch rule: whether a device that was just connected takes over a
-    // pipeline, given the pipeline's device and the user's stored choice
-    // (absent: nothing stored; empty: the user chose none).
-    static bool shouldSwitch(const QString& connected, const std::optional<QString>& current,
-                             const std::optional<QString>& chosen);
 
     // Observable state (main thread).
     bool capturing() const { return capturing_; }
@@ -98,7 +94,7 @@ public:
     bool captureStopPending() const;
     bool testWaitsForFrames() const { return testWaitsForFrames_; }
     std::int64_t framesSeen(int index) const { return framesSeen_[index]; }
-    bool motionStopped(int index) const { return motionStopped_[index]; }
+    bool motionStopped(int index) const { return motionHealth_.stopped(index); }
     // The devices in use, as last configured.
     std::shared_ptr<CaptureSource> camera(int index) const { return inUse_[index].camera; }
     std::shared_ptr<CaptureSource> microphone() const { return inUse_[0].microphone; }
@@ -108,6 +104,7 @@ public:
     bool anyMovieOpen() const;
 
     PreRollRecorder& recorder(int index) { return *recorders_[index]; }
+    const CameraPipeline& pipeline(int index) const { return *pipelines_[index]; }
     // Waits for the session queue (tests, shutdown).
     void drainSessionQueue() { sessionQueue_.drain(); }
 
@@ -130,17 +127,14 @@ private:
     void defaultInputChanged() override;
 
     // Session queue.
-    std::shared_ptr<CaptureSource> findDevice(DeviceKind kind, const QString& uniqueID) const;
-    std::shared_ptr<CaptureSource> chosenCamera() const;
-    std::shared_ptr<CaptureSource> chosenSecondCamera(
-        const std::shared_ptr<CaptureSource>& first) const;
-    std::shared_ptr<CaptureSource> chosenMicrophone() const;
     void configureWithChoices();
-    void configureWith(std::shared_ptr<CaptureSource> first, std::shared_ptr<CaptureSource> second,
-                       std::shared_ptr<CaptureSource> microphone, bool rebuild = false);
+    void configureWith(const DeviceSet& devices, bool rebuild = false);
+    DeviceSet devicesInUse() const;
+    void apply(const DeviceChange& change);
     void startSessions();
     void stopSessions();
     void restartSessions();
+    void tryCaptureAgain(const DeviceSet& devices);
     void publishDevices();
 
     // Main thread.
@@ -151,11 +145,7 @@ private:
     void startRecording();
     void scheduleStop();
     void motionMeasuredOnMain(int index, std::int64_t count, double level);
-    void checkMotionHealth();
-    void updateMotionStopped();
-    void startMetering();
-    void stopMetering();
-    void meterTick(std::uint64_t generation);
+    void stopMeter();
 
     // From the pipelines.
     void motionMeasured(int index, double level, bool triggered);
@@ -175,6 +165,8 @@ private:
     std::array<std::unique_ptr<CameraPipeline>, pipelineCount> pipelines_;
     std::shared_ptr<PipelineEvents> pipelineEvents_;
     std::unique_ptr<CaptureDevices> devices_;
+    // Read on the session queue.
+    DeviceChoice choice_;
 
     // Main thread.
     std::unique_ptr<Timer> stopTecordingTask_;  // the pending stop of the current recording
@@ -183,13 +175,12 @@ private:
     std::atomic<SessionSetupResult> setupResult_{SessionSetupResult::success};
     bool popoverOpen_ = false;
     bool previewOpen_ = false;
-    std::array<std::optional<QDateTime>, pipelineCount> lastMotionMeasured_;
-    std::array<bool, pipelineCount> motionStopped_{};
-    std::unique_ptr<Timer> motionHealthTimer_;
+    MotionHealth motionHealth_;
     std::array<std::int64_t, pipelineCount> framesSeen_{};
     bool testWaitsForFrames_ = false;
     std::array<InUse, pipelineCount> inUse_;
     bool configuredOnce_ = false;
+    bool wasUnarmed_ = true;  // a change from unarmed is an arming
 
     // Session queue.
     bool sessionsWanted_ = false;
@@ -201,11 +192,11 @@ private:
     std::array<std::atomic<double>, pipelineCount> lastLevel_{};
     std::array<std::atomic<bool>, pipelineCount> measurementPosted_{};
     std::atomic<bool> triggerPosted_{false};
-    std::atomic<std::uint64_t> meterGeneration_{0};
-    bool metering_ = false;  // main thread
+
+    // Reads the first pipeline's microphone: declared after the pipelines, so gone before them.
+    std::unique_ptr<SoundMeter> meter_;
 
     // Declared last: destroyed first, running what is still enqueued while
     // everything above is alive.
-    SerialQueue audioMeterQueue_{"AudioMeterQueue"};
     SerialQueue sessionQueue_{"SessionQueue"};
 };

@@ -36,6 +36,8 @@ public:
     int width() const { return width_; }
     int height() const { return height_; }
     int framesEncoding() const { return framesEncoding_.load(); }
+    // After an error the encoder stays failed: the pipeline replaces it.
+    bool failed() const { return failed_.load(); }
     const QString& encoderName() const { return encoderName_; }
 
     // The encoder factory Nelvo uses: the first hardware H.264 encoder that
