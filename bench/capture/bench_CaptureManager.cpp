@@ -4,7 +4,6 @@
 // pipeline.
 #include "CaptureBench.h"
 #include "CaptureManager.h"
-#include "ClipCamera.h"
 #include "Defaults.h"
 #include "DemoCamera.h"
 #include "FeederSource.h"
@@ -14,14 +13,12 @@
 
 #include <QCoreApplication>
 #include <QEventLoop>
-#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTimer>
 #include <algorithm>
 #include <atomic>
 #include <cstdio>
 #include <functional>
-#include <map>
 #include <mutex>
 #include <vector>
 
@@ -228,40 +225,29 @@ DemoCamera::Options stillScene(long long frames = -1) {
     return options;
 }
 
-struct ArmedRun {
-    double cpuSeconds = -1;
-    std::map<QString, double> threadCpuSeconds;  // by thread name
-};
-
 // Nelvo armed: capture, encoding, the pre-roll ring and motion measurement.
-ArmedRun armedIdle(Defaults& defaults, std::shared_ptr<CaptureSource> camera, int seconds) {
+double armedIdleCpuSeconds(Defaults& defaults, int seconds) {
     BenchController controller;
     SystemClock clock;
-    CaptureManager manager(defaults, clock, controller, cameraOnly(std::move(camera)));
-    ArmedRun run;
+    CaptureManager manager(defaults, clock, controller,
+                           cameraOnly(std::make_shared<DemoCamera>(stillScene())));
     if (!armAndWatch(manager)) {
-        return run;
+        return -1;
     }
-    const auto threadsBefore = CaptureBench::threadCpuSeconds();
     const double start = CaptureBench::processCpuSeconds();
     runFor(std::chrono::seconds(seconds));
-    run.cpuSeconds = CaptureBench::processCpuSeconds() - start;
-    run.threadCpuSeconds =
-        CaptureBench::threadCpuBetween(threadsBefore, CaptureBench::threadCpuSeconds());
+    const double cpu = CaptureBench::processCpuSeconds() - start;
     if (!controller.starts.empty()) {
-        std::printf("armed_idle: the scene triggered %zu recordings\n", controller.starts.size());
+        std::printf("armed_idle: the still scene triggered %zu recordings\n",
+                    controller.starts.size());
     }
-    return run;
+    return cpu;
 }
 
-double armedIdleCpuSeconds(Defaults& defaults, int seconds) {
-    return armedIdle(defaults, std::make_shared<DemoCamera>(stillScene()), seconds).cpuSeconds;
-}
-
-// A camera straight into the bare encoder, until its stream ends: the same
-// pictures as Nelvo encodes (faint noise everywhere costs x264 more than test
-// bars do).
-double bareSourceEncodeCpuSeconds(FeederSource& camera) {
+// The demo camera straight into the bare encoder: the same pictures as Nelvo
+// encodes (faint noise everywhere costs x264 more than test bars do).
+double bareDemoEncodeCpuSeconds(int seconds) {
+    DemoCamera camera(stillScene(seconds * 30LL));
     auto pipeline = GstHandle<GstElement>::adopt(gst_pipeline_new("bare-demo"));
     GstHandle<GstElement> source = camera.makeElement();
     GstElement* encode = gst_parse_bin_from_description(CaptureBench::bareEncoder, TRUE, nullptr);
@@ -273,11 +259,6 @@ double bareSourceEncodeCpuSeconds(FeederSource& camera) {
     camera.sessionStopping();
     camera.sessionStopped();
     return cpu;
-}
-
-double bareDemoEncodeCpuSeconds(int seconds) {
-    DemoCamera camera(stillScene(seconds * 30LL));
-    return bareSourceEncodeCpuSeconds(camera);
 }
 
 void benchArmedIdleCpu(Defaults& defaults) {
@@ -299,57 +280,6 @@ void benchArmedIdleCpu(Defaults& defaults) {
     std::fflush(stdout);
 }
 
-void printThreads(const char* settings, const ArmedRun& run, int seconds) {
-    for (const auto& [name, cpu] : run.threadCpuSeconds) {
-        if (cpu > 0) {
-            QString label = name;
-            label.replace(QRegularExpression(QStringLiteral("[^A-Za-z0-9]+")), QStringLiteral("_"));
-            std::printf("armed_idle_real_thread_%s_%s_cpu_s_per_min: %.2f s\n", settings,
-                        qPrintable(label), cpu / seconds * 60);
-        }
-    }
-}
-
-// The real camera clip at 720p30 (people walking, sensor noise), armed with
-// the encoder settings Nelvo had before and with the chosen ones, one after
-// the other in this run; and the chosen ones in the bare encode pipeline.
-// Nothing triggers, so both stay armed and idle.
-void benchArmedIdleRealClip(Defaults& defaults) {
-    if (!StudyClips::realClipAvailable()) {
-        return;
-    }
-    const StudyClips::Clip clip = StudyClips::realClip(1280, 720);
-    if (clip.frames.empty()) {
-        return;
-    }
-    const int seconds = 15;
-    const auto perMinute = [seconds](double cpu) { return cpu / seconds * 60; };
-    const bool triggerEnabled = defaults.boolValue(SettingsKeys::motionTriggerEnabled);
-    defaults.set(SettingsKeys::motionTriggerEnabled, false);
-    VideoEncoder::useX264Configuration(CaptureBench::veryfastX264);
-    const ArmedRun before = armedIdle(defaults, std::make_shared<ClipCamera>(clip, true), seconds);
-    VideoEncoder::useX264Configuration(VideoEncoder::chosenX264);
-    const ArmedRun after = armedIdle(defaults, std::make_shared<ClipCamera>(clip, true), seconds);
-    ClipCamera bareCamera(clip, true, seconds * 30LL);
-    const double bare = perMinute(bareSourceEncodeCpuSeconds(bareCamera));
-    defaults.set(SettingsKeys::motionTriggerEnabled, triggerEnabled);
-    if (before.cpuSeconds < 0 || after.cpuSeconds < 0) {
-        std::printf("armed_idle_real: no frames measured\n");
-        return;
-    }
-    std::printf("armed_idle_real_cpu_s_per_min_720p_veryfast: %.2f s\n",
-                perMinute(before.cpuSeconds));
-    std::printf("armed_idle_real_cpu_s_per_min_720p: %.2f s (%s)\n", perMinute(after.cpuSeconds),
-                VideoEncoder::chosenX264.name);
-    std::printf("armed_idle_real_cpu_ratio_720p_vs_veryfast: %.3f x\n",
-                after.cpuSeconds / before.cpuSeconds);
-    std::printf("bare_encode_real_cpu_s_per_min_720p: %.2f s\n", bare);
-    std::printf("armed_cpu_ratio_real_720p: %.3f x\n", perMinute(after.cpuSeconds) / bare);
-    printThreads("veryfast", before, seconds);
-    printThreads("chosen", after, seconds);
-    std::fflush(stdout);
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -366,6 +296,5 @@ int main(int argc, char** argv) {
     defaults.set(SettingsKeys::timeoutValueInSeconds, 0);
     benchTriggerToRecording(defaults);
     benchArmedIdleCpu(defaults);
-    benchArmedIdleRealClip(defaults);
     return 0;
 }
