@@ -26,7 +26,7 @@ constexpr int seconds = 10;
 
 // The footage: opencv-doc's pedestrian clip (768x576, 10 frames a second).
 QString footagePath();
-// Empty when the footage or ffmpeg is missing; the reason is printed.
+// False, after printing which, when the footage or ffmpeg is missing.
 bool realClipAvailable();
 
 // 10 s of the demo scene, with the dark object crossing from 5 s to 8 s.
