@@ -106,8 +106,8 @@ void VideoEncoder::configureEncoder(GstElement* encoder, const QString& factory,
                                     int framesPerSecond) {
     const QString keyInterval = QString::number(framesPerSecond);
     if (factory == x264) {
-        // zerolatency: no lookahead, no frame delay. The option string comes
-        // after the preset and tune, so it turns their choices back on.
+        // zerolatency: no lookahead, no frame delay. x264 applies the option
+        // string after the preset and tune, so it can turn their choices back.
         const X264Configuration& configuration = x264Configuration();
         setIfPresent(encoder, "tune", QStringLiteral("zerolatency"));
         setIfPresent(encoder, "speed-preset", QString::fromUtf8(configuration.preset));

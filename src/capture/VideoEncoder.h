@@ -10,7 +10,7 @@
 // One way of running x264 at Nelvo's fixed bit rate, keyframe interval and
 // latency: a speed preset and x264 options put back on top of it.
 struct X264Configuration {
-    const char* name;     // as benchmarks and the log name it
+    const char* name;     // as benchmarks print it
     const char* preset;   // x264enc's speed-preset
     const char* options;  // x264enc's option-string, empty for none
 };
@@ -54,9 +54,9 @@ public:
     // `factory`, for frames arriving `framesPerSecond` times a second.
     static void configureEncoder(GstElement* encoder, const QString& factory, int framesPerSecond);
 
-    // The x264 configuration Nelvo encodes with: the fastest that still gives
-    // a High-profile stream whose picture cannot be told from the slower
-    // presets' (docs/platform.md has the measurements and the rule).
+    // The x264 configuration Nelvo encodes with: the fastest that gives a
+    // High-profile stream whose pictures stay within the encoder study's
+    // margins of veryfast's (docs/platform.md has the measurements and rule).
     static const X264Configuration chosenX264;
     // The configuration encoders made from now on use, chosenX264 unless a
     // benchmark compares another one with it.
