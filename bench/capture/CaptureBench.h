@@ -5,17 +5,66 @@
 #include "GstHandle.h"
 #include "VideoEncoder.h"
 
+#include <unistd.h>
+#include <QDir>
+#include <QFile>
 #include <QString>
 #include <chrono>
 #include <ctime>
 #include <functional>
+#include <map>
 
 namespace CaptureBench {
+
+// The x264 configuration Nelvo used before the encoder study: what the new
+// one is measured against.
+inline const X264Configuration veryfastX264{"veryfast", "veryfast", ""};
 
 inline double processCpuSeconds() {
     timespec now{};
     clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
     return now.tv_sec + now.tv_nsec / 1e9;
+}
+
+// CPU seconds used so far by each of the process's threads, by thread id,
+// with the thread's name (/proc/self/task/<id>/stat: utime and stime).
+struct ThreadCpu {
+    QString name;
+    double seconds = 0;
+};
+inline std::map<QString, ThreadCpu> threadCpuSeconds() {
+    std::map<QString, ThreadCpu> threads;
+    const double tick = static_cast<double>(sysconf(_SC_CLK_TCK));
+    const QDir tasks(QStringLiteral("/proc/self/task"));
+    for (const QString& id : tasks.entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
+        QFile stat(tasks.filePath(id) + QStringLiteral("/stat"));
+        if (!stat.open(QIODevice::ReadOnly)) {
+            continue;
+        }
+        const QString line = QString::fromUtf8(stat.readAll());
+        const int open = static_cast<int>(line.indexOf('('));
+        const int close = static_cast<int>(line.lastIndexOf(')'));
+        // After the name: state is field 3, utime 14 and stime 15.
+        const QStringList fields = line.mid(close + 2).split(' ');
+        if (open < 0 || close < 0 || fields.size() < 13) {
+            continue;
+        }
+        threads[id] = {line.mid(open + 1, close - open - 1),
+                       (fields[11].toDouble() + fields[12].toDouble()) / tick};
+    }
+    return threads;
+}
+
+// CPU seconds per thread name used between two readings.
+inline std::map<QString, double> threadCpuBetween(const std::map<QString, ThreadCpu>& before,
+                                                  const std::map<QString, ThreadCpu>& after) {
+    std::map<QString, double> byName;
+    for (const auto& [id, thread] : after) {
+        const auto earlier = before.find(id);
+        byName[thread.name] +=
+            thread.seconds - (earlier == before.end() ? 0 : earlier->second.seconds);
+    }
+    return byName;
 }
 
 inline double wallSeconds() {

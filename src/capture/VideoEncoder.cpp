@@ -85,14 +85,33 @@ const QString& VideoEncoder::bestEncoderName() {
     return chosen;
 }
 
+// superfast: about 0.6 of veryfast's CPU time for a picture within the
+// study's margins; ultrafast, even with CABAC and the 8x8 transform put back,
+// falls outside them on a real camera's noisy footage.
+const X264Configuration VideoEncoder::chosenX264{"superfast", "superfast", ""};
+
+namespace {
+std::atomic<const X264Configuration*> currentX264{&VideoEncoder::chosenX264};
+}  // namespace
+
+const X264Configuration& VideoEncoder::x264Configuration() {
+    return *currentX264.load();
+}
+
+void VideoEncoder::useX264Configuration(const X264Configuration& configuration) {
+    currentX264.store(&configuration);
+}
+
 void VideoEncoder::configureEncoder(GstElement* encoder, const QString& factory,
                                     int framesPerSecond) {
     const QString keyInterval = QString::number(framesPerSecond);
     if (factory == x264) {
-        // zerolatency: no lookahead, no frame delay; veryfast keeps 1080p30
-        // real time on two cores.
+        // zerolatency: no lookahead, no frame delay. x264 applies the option
+        // string after the preset and tune, so it can turn their choices back.
+        const X264Configuration& configuration = x264Configuration();
         setIfPresent(encoder, "tune", QStringLiteral("zerolatency"));
-        setIfPresent(encoder, "speed-preset", QStringLiteral("veryfast"));
+        setIfPresent(encoder, "speed-preset", QString::fromUtf8(configuration.preset));
+        setIfPresent(encoder, "option-string", QString::fromUtf8(configuration.options));
         setIfPresent(encoder, "bframes", QStringLiteral("0"));
         setIfPresent(encoder, "b-adapt", QStringLiteral("false"));
         setIfPresent(encoder, "key-int-max", keyInterval);
@@ -110,6 +129,24 @@ void VideoEncoder::configureEncoder(GstElement* encoder, const QString& factory,
     setIfPresent(
         encoder, "extra-controls",
         QStringLiteral("controls,video_bitrate=8000000,h264_i_frame_period=%1").arg(keyInterval));
+}
+
+GstHandle<GstElement> VideoEncoder::encoderElement() const {
+    const QByteArray factory = encoderName_.toUtf8();
+    GstHandle<GstElement> found;
+    GstIterator* elements = gst_bin_iterate_elements(GST_BIN(pipeline_.get()));
+    GValue item = G_VALUE_INIT;
+    while (!found && gst_iterator_next(elements, &item) == GST_ITERATOR_OK) {
+        auto* element = GST_ELEMENT(g_value_get_object(&item));
+        GstElementFactory* made = gst_element_get_factory(element);
+        if (made && factory == GST_OBJECT_NAME(made)) {
+            found = GstHandle<GstElement>::ref(element);
+        }
+        g_value_reset(&item);
+    }
+    g_value_unset(&item);
+    gst_iterator_free(elements);
+    return found;
 }
 
 std::unique_ptr<VideoEncoder> VideoEncoder::create(CameraPipelineSink& sink, GstCaps* frameCaps) {

@@ -7,6 +7,14 @@
 #include <atomic>
 #include <memory>
 
+// One way of running x264 at Nelvo's fixed bit rate, keyframe interval and
+// latency: a speed preset and x264 options put back on top of it.
+struct X264Configuration {
+    const char* name;     // as benchmarks print it
+    const char* preset;   // x264enc's speed-preset
+    const char* options;  // x264enc's option-string, empty for none
+};
+
 // The H.264 compression session of one camera: appsrc -> the best available
 // H.264 encoder -> h264parse (avc, au) -> appsink. Real time, High profile, no
 // B-frames, a keyframe at least every second, 8000 kbit/s, no lookahead. Made
@@ -47,6 +55,18 @@ public:
     // Applies Nelvo's encoder settings to an encoder element made from
     // `factory`, for frames arriving `framesPerSecond` times a second.
     static void configureEncoder(GstElement* encoder, const QString& factory, int framesPerSecond);
+
+    // The x264 configuration Nelvo encodes with: the fastest that gives a
+    // High-profile stream whose pictures stay within the encoder study's
+    // margins of veryfast's (docs/platform.md has the measurements and rule).
+    static const X264Configuration chosenX264;
+    // The configuration encoders made from now on use, chosenX264 unless a
+    // benchmark compares another one with it.
+    static const X264Configuration& x264Configuration();
+    static void useX264Configuration(const X264Configuration& configuration);
+
+    // The encoder element, for reading its settings back.
+    GstHandle<GstElement> encoderElement() const;
 
 private:
     VideoEncoder(CameraPipelineSink& sink, int width, int height);

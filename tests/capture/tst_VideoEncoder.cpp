@@ -1,6 +1,15 @@
+#include "MovieProbe.h"
+#include "MovieWriter.h"
+#include "SerialQueue.h"
 #include "TestFrames.h"
 #include "VideoEncoder.h"
 
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QSemaphore>
+#include <QTemporaryDir>
 #include <QTest>
 
 class tst_VideoEncoder : public QObject {
@@ -12,8 +21,148 @@ class tst_VideoEncoder : public QObject {
             index * GST_SECOND / 30);
     }
 
+    // A property of an element as text: enums and flags by their nicks.
+    static QString property(GstElement* element, const char* name) {
+        GParamSpec* spec = g_object_class_find_property(G_OBJECT_GET_CLASS(element), name);
+        if (!spec) {
+            return QStringLiteral("(no such property)");
+        }
+        GValue value = G_VALUE_INIT;
+        g_value_init(&value, spec->value_type);
+        g_object_get_property(G_OBJECT(element), name, &value);
+        QString text;
+        if (G_VALUE_HOLDS_STRING(&value)) {
+            text = QString::fromUtf8(g_value_get_string(&value));
+        } else if (G_VALUE_HOLDS_ENUM(&value)) {
+            const GEnumValue* nick = g_enum_get_value(
+                G_ENUM_CLASS(g_type_class_peek(spec->value_type)), g_value_get_enum(&value));
+            text = QString::fromUtf8(nick ? nick->value_nick : "");
+        } else if (G_VALUE_HOLDS_FLAGS(&value)) {
+            auto* flags = G_FLAGS_CLASS(g_type_class_peek(spec->value_type));
+            QStringList nicks;
+            for (guint i = 0; i < flags->n_values; ++i) {
+                const GFlagsValue& flag = flags->values[i];
+                if (flag.value && (g_value_get_flags(&value) & flag.value) == flag.value) {
+                    nicks.append(QString::fromUtf8(flag.value_nick));
+                }
+            }
+            text = nicks.join('+');
+        } else {
+            gchar* serialised = gst_value_serialize(&value);
+            text = QString::fromUtf8(serialised);
+            g_free(serialised);
+        }
+        g_value_unset(&value);
+        return text;
+    }
+
+    // Writes the encoded samples as a movie, as the recorder's writer does.
+    static bool writeMovie(const QString& path, const QList<GstHandle<GstSample>>& video) {
+        SerialQueue queue("tst-writer");
+        std::shared_ptr<MovieWriter> writer;
+        bool written = false;
+        QSemaphore finished;
+        queue.sync([&] {
+            Error failure;
+            writer = MovieWriter::create(path, queue, &failure);
+            if (!writer ||
+                !writer->begin(gst_sample_get_caps(video.front().get()), nullptr, &failure)) {
+                finished.release();
+                return;
+            }
+            writer->startSession(GST_BUFFER_PTS(gst_sample_get_buffer(video.front().get())));
+            for (const auto& sample : video) {
+                writer->appendVideo(sample.get());
+            }
+            writer->finish([&](std::optional<Error> error) {
+                written = !error;
+                finished.release();
+            });
+        });
+        const bool done = finished.tryAcquire(1, 20000);
+        queue.sync([&] { writer.reset(); });
+        return done && written;
+    }
+
+    // ffprobe's reading of the movie's video: its profile, and the times of
+    // its keyframes.
+    static std::pair<QString, QList<double>> profileAndKeyframes(const QString& path) {
+        QProcess ffprobe;
+        ffprobe.start(QStringLiteral("ffprobe"),
+                      {"-v", "error", "-select_streams", "v:0", "-print_format", "json",
+                       "-show_entries", "stream=profile:packet=pts_time,flags", path});
+        ffprobe.waitForFinished(60000);
+        const QJsonObject root = QJsonDocument::fromJson(ffprobe.readAllStandardOutput()).object();
+        const QString profile =
+            root.value("streams").toArray().first().toObject().value("profile").toString();
+        QList<double> keyframes;
+        for (const auto& packet : root.value("packets").toArray()) {
+            const QJsonObject p = packet.toObject();
+            if (p.value("flags").toString().startsWith('K')) {
+                keyframes.append(p.value("pts_time").toString().toDouble());
+            }
+        }
+        return {profile, keyframes};
+    }
+
 private Q_SLOTS:
     void initTestCase() { Gst::ensureInitialised(); }
+
+    // The x264 settings chosen by picture quality per CPU second (superfast),
+    // read back from the element and from the encoder's own record in the
+    // stream; a movie made with them is High profile with a keyframe every
+    // second.
+    void theChosenX264SettingsMakeHighProfileMoviesWithAKeyframeEverySecond() {
+        if (VideoEncoder::bestEncoderName() != QStringLiteral("x264enc")) {
+            QSKIP("A hardware encoder is in use on this machine");
+        }
+        QCOMPARE(QString(VideoEncoder::x264Configuration().name), QStringLiteral("superfast"));
+        CountingSink sink;
+        const auto first = frame(640, 360, 0);
+        auto encoder = VideoEncoder::create(sink, gst_sample_get_caps(first.get()));
+        QVERIFY(encoder);
+        const GstHandle<GstElement> x264 = encoder->encoderElement();
+        QVERIFY(x264);
+        QCOMPARE(property(x264.get(), "speed-preset"), QStringLiteral("superfast"));
+        QCOMPARE(property(x264.get(), "option-string"), QString());
+        QCOMPARE(property(x264.get(), "tune"), QStringLiteral("zerolatency"));
+        QCOMPARE(property(x264.get(), "bframes"), QStringLiteral("0"));
+        QCOMPARE(property(x264.get(), "key-int-max"), QStringLiteral("30"));
+        QCOMPARE(property(x264.get(), "bitrate"), QStringLiteral("8000"));
+
+        const int frames = 90;
+        for (int i = 0; i < frames; ++i) {
+            QTRY_VERIFY_WITH_TIMEOUT(
+                encoder->framesEncoding() < VideoEncoder::maximumFramesEncoding, 5000);
+            encoder->encode(frame(640, 360, i).get());
+        }
+        QTRY_COMPARE_WITH_TIMEOUT(sink.videoCount(), frames, 10000);
+        // x264 writes the options it really ran with into the first keyframe.
+        GstBuffer* keyframe = gst_sample_get_buffer(sink.video.first().get());
+        GstMapInfo map;
+        QVERIFY(gst_buffer_map(keyframe, &map, GST_MAP_READ));
+        const QByteArray stream(reinterpret_cast<const char*>(map.data), int(map.size));
+        gst_buffer_unmap(keyframe, &map);
+        for (const char* option : {" cabac=1 ", " 8x8dct=1 ", " bframes=0 ", " keyint=30 ",
+                                   " bitrate=8000 ", " rc_lookahead=0 "}) {
+            QVERIFY2(stream.contains(option), option);
+        }
+
+        QTemporaryDir folder;
+        const QString path = folder.filePath(QStringLiteral("chosen.mov"));
+        QVERIFY(writeMovie(path, sink.video));
+        const MovieProbe probe(path);
+        QVERIFY2(probe.readable(), qPrintable(probe.errorText()));
+        QCOMPARE(probe.codec(QStringLiteral("video")), QStringLiteral("h264"));
+        QCOMPARE(probe.frameCount(), frames);
+        QVERIFY(probe.firstFrameIsKeyframe());
+        const auto [profile, keyframes] = profileAndKeyframes(path);
+        QCOMPARE(profile, QStringLiteral("High"));
+        QCOMPARE(keyframes.size(), 3);
+        for (int i = 0; i < keyframes.size(); ++i) {
+            QVERIFY2(std::abs(keyframes[i] - i) < 0.01, qPrintable(QString::number(keyframes[i])));
+        }
+    }
 
     void theChoiceIsMadeOnce() {
         const QString& first = VideoEncoder::bestEncoderName();
