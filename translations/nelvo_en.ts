@@ -59,6 +59,53 @@
     </message>
 </context>
 <context>
+    <name>PopoverNotice</name>
+    <message>
+        <source>Nelvo isn&apos;t watching for motion right now. Sound still is.</source>
+        <extracomment>Popover notice</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Nelvo isn&apos;t watching for motion right now.</source>
+        <extracomment>Popover notice</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Nelvo wasn&apos;t watching from %1 to %2</source>
+        <extracomment>Popover notice, no full stop; the arguments are times</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Nelvo quit unexpectedly at %1 and wasn&apos;t watching until %2</source>
+        <extracomment>Popover notice, no full stop; the arguments are a time, or a date and time</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message numerus="yes">
+        <source>The %n oldest recordings were deleted to stay under your limit</source>
+        <extracomment>Popover notice, no full stop; has a singular form in the catalog</extracomment>
+        <translation>
+            <numerusform>The oldest recording was deleted to stay under your limit</numerusform>
+            <numerusform>The %n oldest recordings were deleted to stay under your limit</numerusform>
+        </translation>
+    </message>
+    <message>
+        <source>Closing the lid will stop Nelvo until it&apos;s opened again</source>
+        <extracomment>Popover notice, no full stop</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Nelvo is starting with default settings.
+Check the recordings folder and arm at login in Settings.</source>
+        <extracomment>Popover notice on two lines, broken at the line feed</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Nelvo won&apos;t be open after a restart, so the schedule can&apos;t arm it: turn on Open Nelvo at Login</source>
+        <extracomment>Popover notice, no full stop</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
     <name>RecordingFailure</name>
     <message numerus="yes">
         <source>%n recordings in a row weren&apos;t saved: there&apos;s no room left where recordings go</source>
