@@ -2,6 +2,29 @@
 <!DOCTYPE TS>
 <TS version="2.1" language="en" sourcelanguage="en">
 <context>
+    <name>AboutWindow</name>
+    <message>
+        <source>About Nelvo</source>
+        <extracomment>Title of the About window</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Nelvo</source>
+        <extracomment>The application&apos;s name in the About window</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Records what moves and what sounds while you are away.</source>
+        <extracomment>About window, under the version</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Version %1</source>
+        <extracomment>About window; the argument is the version number</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
     <name>DiskBudget</name>
     <message>
         <source>%1 recordings in the last day, most barely longer than the %2s minimum.</source>
@@ -55,6 +78,72 @@
     <message>
         <source>Nelvo notes when the computer goes to sleep while it is armed</source>
         <extracomment>Why Nelvo briefly holds back sleep, as the system lists it (systemd-inhibit --list)</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
+    <name>MenuBarIcon</name>
+    <message>
+        <source>Nelvo - a recording failed</source>
+        <extracomment>Tray icon&apos;s tooltip and accessible name</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Nelvo - %1</source>
+        <extracomment>Tray icon&apos;s tooltip and accessible name; the argument is the armed state, as the popover shows it</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
+    <name>PopoverMenu</name>
+    <message>
+        <source>Nelvo</source>
+        <extracomment>Title of Nelvo&apos;s menu</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Show Recordings</source>
+        <extracomment>Popover menu</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Show What Happened</source>
+        <extracomment>Popover menu</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Make a Time-lapse</source>
+        <extracomment>Popover menu</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Record a Test</source>
+        <extracomment>Popover menu</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Preferences…</source>
+        <extracomment>Popover menu, opens the settings window</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>About</source>
+        <extracomment>Popover menu, opens the About window</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Quit</source>
+        <extracomment>Popover menu</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Show What Happened (%1)</source>
+        <extracomment>Popover menu, with the stretch&apos;s times</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Make a Time-lapse (%1)</source>
+        <extracomment>Popover menu, with the stretch&apos;s times</extracomment>
         <translation type="unfinished"></translation>
     </message>
 </context>
