@@ -2,6 +2,29 @@
 <!DOCTYPE TS>
 <TS version="2.1" language="en" sourcelanguage="en">
 <context>
+    <name>AboutWindow</name>
+    <message>
+        <source>About Nelvo</source>
+        <extracomment>Title of the About window</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Nelvo</source>
+        <extracomment>The application&apos;s name in the About window</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Records what moves and what sounds while you are away.</source>
+        <extracomment>About window, under the version</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Version %1</source>
+        <extracomment>About window; the argument is the version number</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
     <name>DiskBudget</name>
     <message>
         <source>%1 recordings in the last day, most barely longer than the %2s minimum.</source>
@@ -55,6 +78,119 @@
     <message>
         <source>Nelvo notes when the computer goes to sleep while it is armed</source>
         <extracomment>Why Nelvo briefly holds back sleep, as the system lists it (systemd-inhibit --list)</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
+    <name>MenuBarIcon</name>
+    <message>
+        <source>Nelvo - a recording failed</source>
+        <extracomment>Tray icon&apos;s tooltip and accessible name</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Nelvo - %1</source>
+        <extracomment>Tray icon&apos;s tooltip and accessible name; the argument is the armed state, as the popover shows it</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
+    <name>PopoverMenu</name>
+    <message>
+        <source>Nelvo</source>
+        <extracomment>Title of Nelvo&apos;s menu</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Show Recordings</source>
+        <extracomment>Popover menu</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Show What Happened</source>
+        <extracomment>Popover menu</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Make a Time-lapse</source>
+        <extracomment>Popover menu</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Record a Test</source>
+        <extracomment>Popover menu</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Preferences…</source>
+        <extracomment>Popover menu, opens the settings window</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>About</source>
+        <extracomment>Popover menu, opens the About window</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Quit</source>
+        <extracomment>Popover menu</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Show What Happened (%1)</source>
+        <extracomment>Popover menu, with the stretch&apos;s times</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Make a Time-lapse (%1)</source>
+        <extracomment>Popover menu, with the stretch&apos;s times</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
+    <name>PopoverNotice</name>
+    <message>
+        <source>Nelvo isn&apos;t watching for motion right now. Sound still is.</source>
+        <extracomment>Popover notice</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Nelvo isn&apos;t watching for motion right now.</source>
+        <extracomment>Popover notice</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Nelvo wasn&apos;t watching from %1 to %2</source>
+        <extracomment>Popover notice, no full stop; the arguments are times</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Nelvo quit unexpectedly at %1 and wasn&apos;t watching until %2</source>
+        <extracomment>Popover notice, no full stop; the arguments are a time, or a date and time</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message numerus="yes">
+        <source>The %n oldest recordings were deleted to stay under your limit</source>
+        <extracomment>Popover notice, no full stop; has a singular form in the catalog</extracomment>
+        <translation>
+            <numerusform>The oldest recording was deleted to stay under your limit</numerusform>
+            <numerusform>The %n oldest recordings were deleted to stay under your limit</numerusform>
+        </translation>
+    </message>
+    <message>
+        <source>Closing the lid will stop Nelvo until it&apos;s opened again</source>
+        <extracomment>Popover notice, no full stop</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Nelvo is starting with default settings.
+Check the recordings folder and arm at login in Settings.</source>
+        <extracomment>Popover notice on two lines, broken at the line feed</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Nelvo won&apos;t be open after a restart, so the schedule can&apos;t arm it: turn on Open Nelvo at Login</source>
+        <extracomment>Popover notice, no full stop</extracomment>
         <translation type="unfinished"></translation>
     </message>
 </context>
