@@ -49,10 +49,9 @@ QColor MenuBarIcon::templateColor(const std::optional<QColor>& panelForeground) 
     return neutralGray();
 }
 
-void MenuBarIcon::paint(QPainter& painter, const Appearance& appearance,
-                        const QColor& templateColor) {
-    const QColor ring = appearance.isTemplate ? templateColor : color(appearance.ring);
-    const QColor center = appearance.isTemplate ? templateColor : color(appearance.center);
+void MenuBarIcon::paint(QPainter& painter, const Appearance& appearance, const QColor& monochrome) {
+    const QColor ring = appearance.isTemplate ? monochrome : color(appearance.ring);
+    const QColor center = appearance.isTemplate ? monochrome : color(appearance.center);
     const QRectF square(0, 0, size, size);
 
     painter.save();
@@ -67,20 +66,20 @@ void MenuBarIcon::paint(QPainter& painter, const Appearance& appearance,
 }
 
 QImage MenuBarIcon::image(const Appearance& appearance, qreal devicePixelRatio,
-                          const QColor& templateColor) {
+                          const QColor& monochrome) {
     const int pixels = qRound(size * devicePixelRatio);
     QImage image(pixels, pixels, QImage::Format_ARGB32_Premultiplied);
     image.setDevicePixelRatio(devicePixelRatio);
     image.fill(Qt::transparent);
     QPainter painter(&image);
-    paint(painter, appearance, templateColor);
+    paint(painter, appearance, monochrome);
     return image;
 }
 
-QIcon MenuBarIcon::icon(const Appearance& appearance, const QColor& templateColor) {
+QIcon MenuBarIcon::icon(const Appearance& appearance, const QColor& monochrome) {
     QIcon icon;
     for (const qreal ratio : {1.0, 2.0}) {
-        icon.addPixmap(QPixmap::fromImage(image(appearance, ratio, templateColor)));
+        icon.addPixmap(QPixmap::fromImage(image(appearance, ratio, monochrome)));
     }
     icon.setIsMask(appearance.isTemplate);
     return icon;

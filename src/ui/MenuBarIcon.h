@@ -45,14 +45,14 @@ public:
     static QColor templateColor(const std::optional<QColor>& panelForeground = std::nullopt);
     static QColor neutralGray();
 
-    // Draws the ring and the dot into the size x size square at the origin.
-    static void paint(QPainter& painter, const Appearance& appearance, const QColor& templateColor);
+    // Draws the ring and the dot into the size x size square at the origin;
+    // a template look is drawn all in `monochrome`.
+    static void paint(QPainter& painter, const Appearance& appearance, const QColor& monochrome);
     // The icon as an image at one device pixel ratio.
     static QImage image(const Appearance& appearance, qreal devicePixelRatio,
-                        const QColor& templateColor = MenuBarIcon::templateColor());
+                        const QColor& monochrome = templateColor());
     // The icon with its images at device pixel ratios 1 and 2.
-    static QIcon icon(const Appearance& appearance,
-                      const QColor& templateColor = MenuBarIcon::templateColor());
+    static QIcon icon(const Appearance& appearance, const QColor& monochrome = templateColor());
 
     // The tooltip and accessible name; `stateDescription` is the armed
     // state's own description.

@@ -46,11 +46,6 @@ int pluralCount(qint64 count) {
 
 }  // namespace
 
-PopoverNotice::PopoverNotice(Kind kind) : kind_(kind) {
-    Q_ASSERT(kind == Kind::none || kind == Kind::lidWouldStopWatching || kind == Kind::freshStart ||
-             kind == Kind::scheduleCannotSurviveRestart);
-}
-
 PopoverNotice PopoverNotice::choose(const PopoverNoticeInputs& in) {
     if (in.motionDetectionStopped) {
         return MotionDetectionStopped{in.audioTriggerEnabled && in.microphoneAvailable &&
@@ -68,15 +63,15 @@ PopoverNotice PopoverNotice::choose(const PopoverNoticeInputs& in) {
         return latest->notice;
     }
     if (in.freshStartNoticePending) {
-        return PopoverNotice(Kind::freshStart);
+        return freshStart();
     }
     if (in.scheduleCannotSurviveRestart) {
-        return PopoverNotice(Kind::scheduleCannotSurviveRestart);
+        return scheduleCannotSurviveRestart();
     }
     if (in.lidWouldStopWatching) {
-        return PopoverNotice(Kind::lidWouldStopWatching);
+        return lidWouldStopWatching();
     }
-    return PopoverNotice(Kind::none);
+    return none();
 }
 
 QString PopoverNotice::text(const QDateTime& now) const {

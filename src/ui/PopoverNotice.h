@@ -79,8 +79,17 @@ public:
         friend bool operator==(const RecordingsDeleted&, const RecordingsDeleted&) = default;
     };
 
-    // A case without a payload.
-    explicit PopoverNotice(Kind kind = Kind::none);
+    // The cases without a payload; a default notice is `none`.
+    PopoverNotice() : kind_(Kind::none) {}
+    static PopoverNotice none() { return PopoverNotice(Kind::none); }
+    static PopoverNotice lidWouldStopWatching() {
+        return PopoverNotice(Kind::lidWouldStopWatching);
+    }
+    static PopoverNotice freshStart() { return PopoverNotice(Kind::freshStart); }
+    static PopoverNotice scheduleCannotSurviveRestart() {
+        return PopoverNotice(Kind::scheduleCannotSurviveRestart);
+    }
+    // The cases with a payload.
     PopoverNotice(MotionDetectionStopped notice)
         : kind_(Kind::motionDetectionStopped), payload_(notice) {}
     PopoverNotice(WasNotWatching notice) : kind_(Kind::wasNotWatching), payload_(notice) {}
@@ -109,6 +118,8 @@ public:
     friend bool operator==(const PopoverNotice&, const PopoverNotice&) = default;
 
 private:
+    explicit PopoverNotice(Kind kind) : kind_(kind) {}
+
     Kind kind_;
     std::variant<std::monostate, MotionDetectionStopped, WasNotWatching, QuitUnexpectedly,
                  RecordingFailed, RecordingsDeleted>

@@ -12,7 +12,7 @@ const QString upowerPath = QStringLiteral("/org/freedesktop/UPower");
 const QString mockInterface = QStringLiteral("org.freedesktop.DBus.Mock");
 
 // How long the slow UPower below takes to list its devices.
-constexpr int slowAnswerMs = 1000;
+constexpr int slowAnswerMs = 1500;
 
 // Measures the longest stretch the main thread's event loop went without
 // running a 10 ms timer.

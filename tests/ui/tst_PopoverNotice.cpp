@@ -58,8 +58,9 @@ private Q_SLOTS:
 
     void nothingToSayIsNone() {
         const PopoverNotice notice = PopoverNotice::choose(armed());
-        QCOMPARE(notice, PopoverNotice(Kind::none));
+        QCOMPARE(notice, PopoverNotice::none());
         QCOMPARE(notice.text(now), QString());
+        QCOMPARE(PopoverNotice(), PopoverNotice::none());
         QCOMPARE(PopoverNotice::choose(PopoverNoticeInputs{}).kind(), Kind::none);
     }
 
@@ -283,12 +284,12 @@ private Q_SLOTS:
     }
 
     void undatedTexts() {
-        QCOMPARE(PopoverNotice(Kind::lidWouldStopWatching).text(now),
+        QCOMPARE(PopoverNotice::lidWouldStopWatching().text(now),
                  QStringLiteral("Closing the lid will stop Nelvo until it's opened again"));
-        QCOMPARE(PopoverNotice(Kind::freshStart).text(now),
+        QCOMPARE(PopoverNotice::freshStart().text(now),
                  QStringLiteral("Nelvo is starting with default settings.\nCheck the recordings "
                                 "folder and arm at login in Settings."));
-        QCOMPARE(PopoverNotice(Kind::scheduleCannotSurviveRestart).text(now),
+        QCOMPARE(PopoverNotice::scheduleCannotSurviveRestart().text(now),
                  QStringLiteral("Nelvo won't be open after a restart, so the schedule can't arm "
                                 "it: turn on Open Nelvo at Login"));
     }
