@@ -85,9 +85,8 @@ void AppDelegate::launch() {
     connect(&defaults_, &Defaults::changed, &recordingManager_, &RecordingManager::settingsChanged);
     connect(&recordingManager_, &RecordingManager::armedStateRawChanged, this,
             &AppDelegate::stateChanged);
-    recordingManager_.onArmedAtLaunch = [this] {
-        Log::line(QStringLiteral("Arming at launch in %1 seconds")
-                      .arg(recordingManager_.armingCountdown()));
+    recordingManager_.onArmedAtLaunch = [this](ArmingCause cause) {
+        Log::line(armingLine(cause, recordingManager_.armingCountdown()));
     };
 
     notifications_ = std::make_unique<DesktopNotifications>();

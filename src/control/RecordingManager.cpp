@@ -7,7 +7,6 @@
 #include "FileOutputManager.h"
 #include "Log.h"
 #include "MainThread.h"
-#include "MovieWriter.h"
 #include "RecordingsFolder.h"
 #include "Recovery.h"
 #include "SerialQueue.h"
@@ -265,7 +264,7 @@ void RecordingManager::armAtLaunch() {
     armedAtLaunch_ = true;
     arm(launchArmCountdown);
     if (onArmedAtLaunch) {
-        onArmedAtLaunch();
+        onArmedAtLaunch(ArmingCause::launch);
     }
 }
 
@@ -283,7 +282,7 @@ void RecordingManager::focusChanged(bool on) {
     Q_EMIT armedByChanged();
     arm(focusArmCountdown);
     if (onArmedAtLaunch) {
-        onArmedAtLaunch();
+        onArmedAtLaunch(ArmingCause::launch);
     }
 }
 
@@ -488,7 +487,7 @@ void RecordingManager::fileFinished(const QString& filePath, const std::optional
 // A file abandoned before its first keyframe holds nothing and is not a failure.
 void RecordingManager::failureStep(const std::optional<Error>& error) {
     const bool abandoned =
-        error && error->domain == Error::writerDomain && error->code == MovieWriter::noDataCode;
+        error && error->domain == Error::writerDomain && error->code == MovieRecorder::noDataCode;
     if (!error || abandoned) {
         if (currentFilePaths_.isEmpty()) {
             clearFailure();
@@ -686,7 +685,7 @@ void RecordingManager::launchRecovery() {
         Q_EMIT armedByChanged();
         arm(crashRearmCountdown);
         if (onArmedAtLaunch) {
-            onArmedAtLaunch();
+            onArmedAtLaunch(ArmingCause::launch);
         }
     }
     quitUnexpectedlyAt_ = recovery.gapStart;
@@ -708,7 +707,7 @@ void RecordingManager::evaluateSchedule(const QDateTime& at) {
                 Q_EMIT armedByChanged();
                 arm(scheduleArmCountdown);
                 if (onArmedAtLaunch) {
-                    onArmedAtLaunch();
+                    onArmedAtLaunch(ArmingCause::launch);
                 }
             }
         }
@@ -780,9 +779,8 @@ bool RecordingManager::endStretch(const QDateTime& end, bool suppress) {
 }
 
 void RecordingManager::keepStretch(const ArmedStretch& stretch) {
-    const std::vector<Event> events =
-        WhatHappened::eventsOf(listRecordings ? listRecordings() : std::vector<ListedRecording>(),
-                               stretch, clampedPreRoll());
+    const std::vector<Event> events = WhatHappened::eventsOf(
+        listRecordings ? listRecordings() : QList<Recording>(), stretch, clampedPreRoll());
     // A short stretch with nothing in it leaves no trace.
     constexpr qint64 shortestKeptMs = 600 * 1000;
     if (events.empty() && stretch.from.msecsTo(stretch.to) < shortestKeptMs) {
@@ -806,9 +804,8 @@ std::optional<WhatHappened> RecordingManager::lastWhatHappened() const {
         return std::nullopt;
     }
     return WhatHappened{
-        *last,
-        WhatHappened::eventsOf(listRecordings ? listRecordings() : std::vector<ListedRecording>(),
-                               *last, clampedPreRoll())};
+        *last, WhatHappened::eventsOf(listRecordings ? listRecordings() : QList<Recording>(), *last,
+                                      clampedPreRoll())};
 }
 
 void RecordingManager::setSleepInhibitor(SleepInhibitor* inhibitor) {

@@ -2,11 +2,11 @@
 
 #include "ArmState.h"
 #include "ArmedStretch.h"
+#include "ArmingCause.h"
 #include "Clock.h"
 #include "DiskBudget.h"
 #include "Error.h"
 #include "KeepAwakeReason.h"
-#include "ListedRecording.h"
 #include "RecordingFailure.h"
 #include "RecordingTarget.h"
 #include "Schedule.h"
@@ -145,7 +145,8 @@ public:
     std::optional<DiskBudget::RecordingCost> recordingCost() const;
 
     // Hooks installed by the application.
-    std::function<void()> onArmedAtLaunch;
+    // Called with the cause each time Nelvo starts arming by itself.
+    std::function<void(ArmingCause)> onArmedAtLaunch;
     std::function<void()> onTestRecordingWanted;
     std::function<void(const QString& filePath)> onTestRecordingFinished;
     std::function<void()> onRecordingsFinished;
@@ -282,7 +283,7 @@ public:
     // The last kept stretch with its events gathered afresh from the folder.
     std::optional<WhatHappened> lastWhatHappened() const;
     // The recordings folder listing; installed by the application.
-    std::function<std::vector<ListedRecording>()> listRecordings;
+    std::function<QList<Recording>()> listRecordings;
 
 Q_SIGNALS:
     void scheduleGenerationChanged();

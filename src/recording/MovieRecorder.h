@@ -18,6 +18,10 @@ public:
     // or abandoned: the path the file was opened under and, on failure, why.
     using Completion = std::function<void(const QString& filePath, std::optional<Error> error)>;
 
+    // A file abandoned before its first keyframe ends with this code in
+    // Error::writerDomain: it holds nothing and is no failure.
+    static constexpr long long noDataCode = -11805;
+
     virtual ~MovieRecorder() = default;
 
     // The wall-clock time a movie started now would begin at (before now by
