@@ -82,7 +82,6 @@ void AppDelegate::launch() {
     Log::line(QStringLiteral("Nelvo %1: settings in %2")
                   .arg(QStringLiteral(NELVO_VERSION), defaults_.filePath()));
 
-    connect(&defaults_, &Defaults::changed, &recordingManager_, &RecordingManager::settingsChanged);
     connect(&recordingManager_, &RecordingManager::armedStateRawChanged, this,
             &AppDelegate::stateChanged);
     recordingManager_.onArmedAtLaunch = [this](ArmingCause cause) {

@@ -1,3 +1,4 @@
+#include "FileOutputManager.h"
 #include "ManagerFixture.h"
 #include "SettingsKeys.h"
 
