@@ -9,11 +9,8 @@
 #include "MainThread.h"
 #include "RecordingsFolder.h"
 #include "Recovery.h"
-#include "SerialQueue.h"
 #include "SettingsKeys.h"
 
-#include <QDir>
-#include <QFile>
 #include <QFileInfo>
 #include <QLocale>
 #include <QPointer>
