@@ -85,12 +85,10 @@ void AppDelegate::launch() {
     Log::line(QStringLiteral("Nelvo %1: settings in %2")
                   .arg(QStringLiteral(NELVO_VERSION), defaults_.filePath()));
 
-    connect(&defaults_, &Defaults::changed, &recordingManager_, &RecordingManager::settingsChanged);
     connect(&recordingManager_, &RecordingManager::armedStateRawChanged, this,
             &AppDelegate::stateChanged);
-    recordingManager_.onArmedAtLaunch = [this] {
-        Log::line(QStringLiteral("Arming at launch in %1 seconds")
-                      .arg(recordingManager_.armingCountdown()));
+    recordingManager_.onArmedAtLaunch = [this](ArmingCause cause) {
+        Log::line(armingLine(cause, recordingManager_.armingCountdown()));
     };
 
     notifications_ = std::make_unique<DesktopNotifications>();

@@ -7,14 +7,10 @@
 #include "FileOutputManager.h"
 #include "Log.h"
 #include "MainThread.h"
-#include "MovieWriter.h"
 #include "RecordingsFolder.h"
 #include "Recovery.h"
-#include "SerialQueue.h"
 #include "SettingsKeys.h"
 
-#include <QDir>
-#include <QFile>
 #include <QFileInfo>
 #include <QLocale>
 #include <QPointer>
@@ -35,8 +31,10 @@ RecordingManager::RecordingManager(Defaults& defaults, Clock& clock, QObject* pa
       folderChoice_(defaults.data(SettingsKeys::recordingsFolderBookmark).value_or(QByteArray())),
       duringRecordingTimer_(clock.makeTimer([this] { duringRecordingCheck(); })) {
     freeSpace = [this] { return fileOutputManager_->availableCapacity(); };
+    // The one connection to the settings store's changes.
     connect(&defaults_, &Defaults::changed, this, &RecordingManager::settingsChanged);
-    startSchedule();
+    stretches_.onKept = [this] { Q_EMIT stretchGenerationChanged(); };
+    updateKeepAwake();
 }
 
 RecordingManager::~RecordingManager() = default;
@@ -240,20 +238,16 @@ void RecordingManager::disarm(bool keepNotices) {
     }
     defaults_.remove(SettingsKeys::armedRecordLastSeen);
     defaults_.remove(SettingsKeys::armedRecordBySchedule);
-    currentFilePaths_.clear();
+    files_.forgetCurrent();
     clearGaps();
     if (!keepNotices) {
         clearFailure();
-        if (deletedCount_ != 0 || deletedAt_.isValid()) {
-            deletedCount_ = 0;
-            deletedAt_ = QDateTime();
+        if (sizeLimit_.clear()) {
             Q_EMIT deletedChanged();
         }
     }
     if (wasRecording) {
-        for (const auto& recorder : recorders_) {
-            recorder->stop();
-        }
+        files_.stopRecorders();
     }
 }
 
@@ -263,9 +257,14 @@ void RecordingManager::armAtLaunch() {
         return;
     }
     armedAtLaunch_ = true;
-    arm(launchArmCountdown);
+    armByRule(ArmingCause::launch, launchArmCountdown);
+}
+
+// The arms Nelvo makes by itself; the application tells the user why.
+void RecordingManager::armByRule(ArmingCause cause, int countdownSeconds) {
+    arm(countdownSeconds);
     if (onArmedAtLaunch) {
-        onArmedAtLaunch();
+        onArmedAtLaunch(cause);
     }
 }
 
@@ -281,10 +280,7 @@ void RecordingManager::focusChanged(bool on) {
     }
     armedByFocus_ = true;
     Q_EMIT armedByChanged();
-    arm(focusArmCountdown);
-    if (onArmedAtLaunch) {
-        onArmedAtLaunch();
-    }
+    armByRule(ArmingCause::focus, focusArmCountdown);
 }
 
 void RecordingManager::disarmWhenNothingCanTrigger() {
@@ -366,10 +362,6 @@ void RecordingManager::endTest() {
 
 // Recording control.
 
-QString RecordingManager::standardizedPath(const QString& path) {
-    return QDir::cleanPath(QFileInfo(path).absoluteFilePath());
-}
-
 void RecordingManager::startRecordings(const std::vector<RecordingTarget>& targets) {
     Q_ASSERT(MainThread::isCurrent());
     if (armedState_ != ArmState::armed || targets.empty()) {
@@ -384,21 +376,17 @@ void RecordingManager::startRecordings(const std::vector<RecordingTarget>& targe
         return;
     }
     setArmedState(ArmState::recording);
-    recorders_.clear();
-    for (const auto& target : targets) {
-        recorders_.push_back(target.recorder);
-    }
-    currentTargets_ = targets;
+    files_.begin(targets);
     if (isRecordingTest_) {
         testDeadline_->stop();
-        pendingTestFiles_ = static_cast<int>(recorders_.size());
+        pendingTestFiles_ = static_cast<int>(targets.size());
     }
     stoppingForSpace_ = false;
     for (const auto& target : targets) {
         const QDateTime start = target.recorder->startDate();
         const QString path =
             fileOutputManager_->newRecordingURL(target.cameraName, target.microphoneName, start);
-        currentFilePaths_.insert(standardizedPath(path));
+        files_.add(path);
         target.recorder->start(path, fileCompletion());
     }
 }
@@ -423,19 +411,15 @@ void RecordingManager::stopRecording() {
     setArmedState(ArmState::armed);
     // Emptied first: the files' completions then take the success branch of
     // the failure step and do not return the state a second time.
-    currentFilePaths_.clear();
-    for (const auto& recorder : recorders_) {
-        recorder->stop();
-    }
+    files_.forgetCurrent();
+    files_.stopRecorders();
 }
 
 void RecordingManager::finishRecordings() {
     if (armedState_ != ArmState::recording) {
         return;
     }
-    for (const auto& recorder : recorders_) {
-        recorder->stop();
-    }
+    files_.stopRecorders();
 }
 
 void RecordingManager::stopForSpace() {
@@ -443,20 +427,24 @@ void RecordingManager::stopForSpace() {
         return;
     }
     stoppingForSpace_ = true;
-    for (const auto& recorder : recorders_) {
-        recorder->stop();
-    }
+    files_.stopRecorders();
 }
 
 void RecordingManager::fileFinished(const QString& filePath, const std::optional<Error>& error) {
-    if (error) {
-        Log::line(QStringLiteral("Recording %1 ended with an error: %2")
-                      .arg(QFileInfo(filePath).fileName(), error->description));
-    } else {
-        fileOutputManager_->setOwnerOnlyPermissions(filePath);
+    // A roll its recorder could not continue opened no file: it is only forgotten.
+    const bool opened = !MovieRecorder::isRollDropped(error);
+    if (opened) {
+        if (error) {
+            Log::line(QStringLiteral("Recording %1 ended with an error: %2")
+                          .arg(QFileInfo(filePath).fileName(), error->description));
+        } else {
+            fileOutputManager_->setOwnerOnlyPermissions(filePath);
+        }
+        if (files_.failureStep(error, now())) {
+            Q_EMIT recordingFailureChanged();
+        }
     }
-    failureStep(error);
-    if (isRecordingTest_) {
+    if (opened && isRecordingTest_) {
         if (!error && !testRevealed_) {
             testRevealed_ = true;
             if (onTestRecordingFinished) {
@@ -468,58 +456,33 @@ void RecordingManager::fileFinished(const QString& filePath, const std::optional
             endTest();
         }
     }
-    if (armedState_ != ArmState::recording) {
-        return;
+    const RecordingSet::Finish finish = files_.finished(filePath);
+    const bool recordingEnded = armedState_ == ArmState::recording && finish.currentEmptied;
+    if (recordingEnded) {
+        setArmedState(ArmState::armed);
+        if (stoppingForSpace_) {
+            stoppingForSpace_ = false;
+            recordFailure(RecordingFailure::diskFull);
+        }
     }
-    if (!currentFilePaths_.remove(standardizedPath(filePath)) || !currentFilePaths_.isEmpty()) {
-        return;
+    // Whatever stopped the recording and whatever the state is now.
+    if (finish.setWritten) {
+        enforceSizeLimit();
     }
-    setArmedState(ArmState::armed);
-    if (stoppingForSpace_) {
-        stoppingForSpace_ = false;
-        recordFailure(RecordingFailure::diskFull);
-    }
-    enforceSizeLimit();
-    if (onRecordingsFinished) {
+    if (recordingEnded && onRecordingsFinished) {
         onRecordingsFinished();
     }
 }
 
-// A file abandoned before its first keyframe holds nothing and is not a failure.
-void RecordingManager::failureStep(const std::optional<Error>& error) {
-    const bool abandoned =
-        error && error->domain == Error::writerDomain && error->code == MovieWriter::noDataCode;
-    if (!error || abandoned) {
-        if (currentFilePaths_.isEmpty()) {
-            clearFailure();
-        }
-        return;
-    }
-    // Files of one recording failing together count as one failed recording.
-    const bool newInRow = !recordingFailedAt_.isValid() || currentFilePaths_.isEmpty();
-    recordFailure(RecordingFailure::classify(*error), newInRow);
-}
-
-void RecordingManager::recordFailure(RecordingFailure failure, bool counts) {
-    if (counts) {
-        if (recordingFailureCount_ == std::numeric_limits<qint64>::max()) {
-            qFatal("The recording failure count overflowed");
-        }
-        recordingFailureCount_ += 1;
-    }
-    recordingFailure_ = failure;
-    recordingFailedAt_ = now();
+void RecordingManager::recordFailure(RecordingFailure failure) {
+    files_.recordFailure(failure, true, now());
     Q_EMIT recordingFailureChanged();
 }
 
 void RecordingManager::clearFailure() {
-    if (!recordingFailure_ && recordingFailureCount_ == 0 && !recordingFailedAt_.isValid()) {
-        return;
+    if (files_.clearFailure()) {
+        Q_EMIT recordingFailureChanged();
     }
-    recordingFailure_.reset();
-    recordingFailureCount_ = 0;
-    recordingFailedAt_ = QDateTime();
-    Q_EMIT recordingFailureChanged();
 }
 
 void RecordingManager::updateDuringRecordingTimer() {
@@ -533,6 +496,8 @@ void RecordingManager::updateDuringRecordingTimer() {
     }
 }
 
+// Space and the size limit while recording. A recording that alone exceeds
+// the limit continues in a new file, so the limit can delete its finished part.
 void RecordingManager::duringRecordingCheck() {
     if (armedState_ != ArmState::recording || stoppingForSpace_) {
         return;
@@ -542,23 +507,7 @@ void RecordingManager::duringRecordingCheck() {
         return;
     }
     enforceSizeLimit();
-    rollOverWhenTooLarge();
-}
-
-// A recording that alone exceeds the limit continues in a new file, so the
-// size limit can delete its finished part.
-void RecordingManager::rollOverWhenTooLarge() {
-    const auto limit = DiskBudget::limitBytes(defaults_.integer(SettingsKeys::recordingsLimitGB));
-    if (!limit) {
-        return;
-    }
-    qint64 writing = 0;
-    for (const Recording& recording : fileOutputManager_->recordings()) {
-        if (currentFilePaths_.contains(standardizedPath(recording.url))) {
-            writing += recording.bytes;
-        }
-    }
-    if (writing > *limit) {
+    if (sizeLimit_.exceededBy(files_.currentFilePaths())) {
         rollOver();
     }
 }
@@ -567,41 +516,18 @@ void RecordingManager::rollOver() {
     if (armedState_ != ArmState::recording) {
         return;
     }
-    for (const auto& target : currentTargets_) {
+    for (const auto& target : files_.targets()) {
         const QString path =
             fileOutputManager_->newRecordingURL(target.cameraName, target.microphoneName, now());
-        currentFilePaths_.insert(standardizedPath(path));
+        files_.add(path);
         target.recorder->roll(path, fileCompletion());
     }
 }
 
 void RecordingManager::enforceSizeLimit() {
-    const auto limit = DiskBudget::limitBytes(defaults_.integer(SettingsKeys::recordingsLimitGB));
-    if (!limit) {
-        return;
+    if (sizeLimit_.enforce(files_.filesBeingWritten(), now())) {
+        Q_EMIT deletedChanged();
     }
-    const auto doomed =
-        DiskBudget::filesToDelete(fileOutputManager_->recordings(), limit, currentFilePaths_);
-    qint64 deleted = 0;
-    for (const Recording& recording : doomed) {
-        if (const auto error = FileOutputManager::removeFile(recording.url)) {
-            Log::line(QStringLiteral("Could not delete %1: %2")
-                          .arg(QFileInfo(recording.url).fileName(), error->description));
-        } else {
-            ++deleted;
-        }
-    }
-    if (deleted == 0) {
-        return;
-    }
-    if (deletedCount_ > std::numeric_limits<qint64>::max() - deleted) {
-        qFatal("The deleted-recordings count overflowed");
-    }
-    deletedCount_ += deleted;
-    deletedAt_ = now();
-    Q_EMIT deletedChanged();
-    Log::line(
-        QStringLiteral("Deleted %1 oldest recording(s) to stay under the limit").arg(deleted));
 }
 
 // A folder chosen anew in Settings is taken up at once, without comparing.
@@ -630,11 +556,11 @@ std::optional<QDateTime> RecordingManager::nextScheduleStart() const {
 }
 
 std::optional<QDateTime> RecordingManager::currentScheduleWindowEnd() const {
-    return schedule_.endOfCurrentWindow(now());
+    return schedule_.currentWindowEnd(now());
 }
 
 bool RecordingManager::scheduleOn() const {
-    return scheduleEnabled_;
+    return schedule_.enabled();
 }
 
 void RecordingManager::updateKeepAwake() {
@@ -657,7 +583,7 @@ void RecordingManager::updateStretch(std::optional<ArmState> oldState,
     const bool wasArmed = oldState.value_or(ArmState::unarmed) != ArmState::unarmed;
     const bool isArmed = newState.value_or(ArmState::unarmed) != ArmState::unarmed;
     if (wasArmed && !isArmed) {
-        endStretch(now(), stretchSuppressed_);
+        stretches_.end(now(), stretchSuppressed_);
     }
 }
 
@@ -668,7 +594,7 @@ void RecordingManager::launchRecovery() {
     recoveredAtLaunch_ = true;
     const QDateTime at = now();
     const std::optional<ArmedRecord> record = ArmedRecord::load(defaults_);
-    const bool insideNow = scheduleEnabled_ && schedule_.contains(at);
+    const bool insideNow = schedule_.contains(at);
     if (!record) {
         // A stretch without a record is dropped unrecorded.
         defaults_.remove(SettingsKeys::armedStretchSince);
@@ -678,16 +604,13 @@ void RecordingManager::launchRecovery() {
     ArmedRecord::remove(defaults_);
     if (const auto since = ArmedStretch::since(defaults_)) {
         defaults_.remove(SettingsKeys::armedStretchSince);
-        keepStretch({*since, recovery.gapStart});
+        stretches_.keep({*since, recovery.gapStart});
     }
     if (recovery.rearm && armedState_.value_or(ArmState::unarmed) == ArmState::unarmed) {
         armedAtLaunch_ = true;
         armedBySchedule_ = recovery.bySchedule;
         Q_EMIT armedByChanged();
-        arm(crashRearmCountdown);
-        if (onArmedAtLaunch) {
-            onArmedAtLaunch();
-        }
+        armByRule(ArmingCause::crash, crashRearmCountdown);
     }
     quitUnexpectedlyAt_ = recovery.gapStart;
     quitUnexpectedlyUntil_ = at;
@@ -695,60 +618,33 @@ void RecordingManager::launchRecovery() {
 }
 
 void RecordingManager::evaluateSchedule(const QDateTime& at) {
-    const bool inside = scheduleEnabled_ && schedule_.contains(at);
-    if (!scheduleEnabled_) {
-        insideScheduleWindow_ = inside;
-    } else if (inside) {
-        // Only the step from outside to inside arms: a user who disarmed
-        // inside a window stays disarmed until the next window opens.
-        if (insideScheduleWindow_ != true) {
-            insideScheduleWindow_ = true;
-            if (armedState_ == ArmState::unarmed && ruleCanArm()) {
-                armedBySchedule_ = true;
-                Q_EMIT armedByChanged();
-                arm(scheduleArmCountdown);
-                if (onArmedAtLaunch) {
-                    onArmedAtLaunch();
-                }
-            }
-        }
-    } else {
-        const bool wasInside = insideScheduleWindow_ == true;
-        insideScheduleWindow_ = false;
-        // Only a stretch the schedule armed ends with its window.
-        if (wasInside && armedBySchedule_ &&
-            armedState_.value_or(ArmState::unarmed) != ArmState::unarmed) {
+    const bool unarmed = armedState_.value_or(ArmState::unarmed) == ArmState::unarmed;
+    switch (schedule_.evaluate(at, unarmed, armedBySchedule_, ruleCanArm())) {
+        case ScheduleRunner::Step::arm:
+            armedBySchedule_ = true;
+            Q_EMIT armedByChanged();
+            armByRule(ArmingCause::schedule, scheduleArmCountdown);
+            break;
+        case ScheduleRunner::Step::disarm:
             disarm();
-        }
+            break;
+        case ScheduleRunner::Step::none:
+            break;
     }
-    if (scheduleEnabled_ && armedState_.value_or(ArmState::unarmed) == ArmState::unarmed) {
+    if (scheduleOn() && armedState_.value_or(ArmState::unarmed) == ArmState::unarmed) {
         bumpScheduleGeneration();  // "Unarmed until …" is recomputed every minute
     }
     writeHeartbeat(at);
 }
 
 void RecordingManager::reloadSchedule() {
-    Schedule loaded = Schedule::load(defaults_);
-    const bool enabled = defaults_.boolValue(SettingsKeys::scheduledArmingEnabled);
-    if (loaded == schedule_ && enabled == scheduleEnabled_) {
+    if (!schedule_.reload(defaults_)) {
         return;
     }
-    schedule_ = std::move(loaded);
-    scheduleEnabled_ = enabled;
-    insideScheduleWindow_.reset();
-    bumpScheduleGeneration();
+    Q_EMIT scheduleGenerationChanged();
+    Q_EMIT armedStateDescriptionChanged();
     updateKeepAwake();
     evaluateSchedule(now());
-}
-
-// Loads the schedule and starts the minute timer at the next whole minute
-// since 1970, so that ticks fall on the wall clock's minutes.
-void RecordingManager::startSchedule() {
-    schedule_ = Schedule::load(defaults_);
-    scheduleEnabled_ = defaults_.boolValue(SettingsKeys::scheduledArmingEnabled);
-    const qint64 intoMinute = now().toMSecsSinceEpoch() % 60000;
-    scheduleTimer_->start(std::chrono::milliseconds(60000 - intoMinute), 60s);
-    updateKeepAwake();
 }
 
 void RecordingManager::writeHeartbeat(const QDateTime& at) {
@@ -759,56 +655,9 @@ void RecordingManager::writeHeartbeat(const QDateTime& at) {
 }
 
 void RecordingManager::bumpScheduleGeneration() {
-    if (scheduleGeneration_ == std::numeric_limits<qint64>::max()) {
-        qFatal("The schedule generation overflowed");
-    }
-    scheduleGeneration_ += 1;
+    schedule_.bumpGeneration();
     Q_EMIT scheduleGenerationChanged();
     Q_EMIT armedStateDescriptionChanged();
-}
-
-bool RecordingManager::endStretch(const QDateTime& end, bool suppress) {
-    const std::optional<QDateTime> since = ArmedStretch::since(defaults_);
-    if (!since) {
-        return false;
-    }
-    defaults_.remove(SettingsKeys::armedStretchSince);
-    if (!suppress) {
-        keepStretch({*since, end});
-    }
-    return true;
-}
-
-void RecordingManager::keepStretch(const ArmedStretch& stretch) {
-    const std::vector<Event> events =
-        WhatHappened::eventsOf(listRecordings ? listRecordings() : std::vector<ListedRecording>(),
-                               stretch, clampedPreRoll());
-    // A short stretch with nothing in it leaves no trace.
-    constexpr qint64 shortestKeptMs = 600 * 1000;
-    if (events.empty() && stretch.from.msecsTo(stretch.to) < shortestKeptMs) {
-        return;
-    }
-    stretch.storeAsLast(defaults_);
-    if (stretchGeneration_ == std::numeric_limits<qint64>::max()) {
-        qFatal("The stretch generation overflowed");
-    }
-    stretchGeneration_ += 1;
-    Q_EMIT stretchGenerationChanged();
-}
-
-double RecordingManager::clampedPreRoll() const {
-    return SettingsKeys::clampedPreRollSeconds(defaults_.real(SettingsKeys::preRollSeconds));
-}
-
-std::optional<WhatHappened> RecordingManager::lastWhatHappened() const {
-    const std::optional<ArmedStretch> last = ArmedStretch::last(defaults_);
-    if (!last) {
-        return std::nullopt;
-    }
-    return WhatHappened{
-        *last,
-        WhatHappened::eventsOf(listRecordings ? listRecordings() : std::vector<ListedRecording>(),
-                               *last, clampedPreRoll())};
 }
 
 void RecordingManager::setSleepInhibitor(SleepInhibitor* inhibitor) {
@@ -824,8 +673,11 @@ void RecordingManager::willSleep() {
     }
 }
 
+// Timers stood still during the sleep: the minute ticks are put back on the
+// wall clock's minutes.
 void RecordingManager::didWake() {
     const QDateTime at = now();
+    minuteTimer_.align();
     evaluateSchedule(at);
     if (sleptAt_) {
         const QDateTime from = *sleptAt_;
@@ -837,7 +689,7 @@ void RecordingManager::didWake() {
 void RecordingManager::cleanQuit() {
     ArmedRecord::remove(defaults_);
     if (armedState_.value_or(ArmState::unarmed) != ArmState::unarmed) {
-        endStretch(now(), false);
+        stretches_.end(now(), false);
     }
 }
 

@@ -1,16 +1,20 @@
 #pragma once
 
 #include "ArmState.h"
-#include "ArmedStretch.h"
+#include "ArmingCause.h"
 #include "Clock.h"
 #include "DiskBudget.h"
 #include "Error.h"
 #include "KeepAwakeReason.h"
-#include "ListedRecording.h"
+#include "MinuteTimer.h"
 #include "RecordingFailure.h"
+#include "RecordingSet.h"
 #include "RecordingTarget.h"
 #include "Schedule.h"
+#include "ScheduleRunner.h"
+#include "SizeLimit.h"
 #include "SleepInhibitor.h"
+#include "StretchKeeper.h"
 #include "WhatHappened.h"
 
 #include <QDateTime>
@@ -18,7 +22,6 @@
 #include <QSet>
 #include <QString>
 #include <QVariant>
-#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -105,8 +108,6 @@ public:
 
     // The capture side has set up or changed its devices.
     void devicesChanged();
-    // The settings changed (also connected to the store's change signal).
-    void settingsChanged();
 
     // Test recordings.
     void startTestRecording();
@@ -124,10 +125,6 @@ public:
     // stays recording, so nothing new starts; the last file done returns the
     // state to armed and calls onRecordingsFinished.
     void finishRecordings();
-    // The periodic check while recording: space, size limit, roll-over.
-    void duringRecordingCheck();
-    // Deletes the oldest recordings above "recordingsLimitGB".
-    void enforceSizeLimit();
     // Continues every camera's recording in a new file from its next keyframe.
     void rollOver();
 
@@ -135,20 +132,21 @@ public:
     // How free space is learnt; the recordings volume's unless replaced.
     std::function<std::optional<qint64>()> freeSpace;
 
-    const QSet<QString>& currentFilePaths() const { return currentFilePaths_; }
+    const QSet<QString>& currentFilePaths() const { return files_.currentFilePaths(); }
     bool stoppingForSpace() const { return stoppingForSpace_; }
-    std::optional<RecordingFailure> recordingFailure() const { return recordingFailure_; }
-    qint64 recordingFailureCount() const { return recordingFailureCount_; }
-    QDateTime recordingFailedAt() const { return recordingFailedAt_; }
-    qint64 deletedCount() const { return deletedCount_; }
-    QDateTime deletedAt() const { return deletedAt_; }
+    std::optional<RecordingFailure> recordingFailure() const { return files_.failure(); }
+    qint64 recordingFailureCount() const { return files_.failureCount(); }
+    QDateTime recordingFailedAt() const { return files_.failedAt(); }
+    qint64 deletedCount() const { return sizeLimit_.deletedCount(); }
+    QDateTime deletedAt() const { return sizeLimit_.deletedAt(); }
     int pendingTestFiles() const { return pendingTestFiles_; }
 
     // How much one recording takes, from the recordings of the last day.
     std::optional<DiskBudget::RecordingCost> recordingCost() const;
 
     // Hooks installed by the application.
-    std::function<void()> onArmedAtLaunch;
+    // Called with the cause each time Nelvo starts arming by itself.
+    std::function<void(ArmingCause)> onArmedAtLaunch;
     std::function<void()> onTestRecordingWanted;
     std::function<void(const QString& filePath)> onTestRecordingFinished;
     std::function<void()> onRecordingsFinished;
@@ -177,14 +175,14 @@ private:
     int testArmCountdown() const;
     void setRecordingTest(bool running);
     void updateDuringRecordingTimer();
+    void duringRecordingCheck();
     MovieRecorder::Completion fileCompletion();
     void fileFinished(const QString& filePath, const std::optional<Error>& error);
-    void failureStep(const std::optional<Error>& error);
-    void recordFailure(RecordingFailure failure, bool counts = true);
+    void recordFailure(RecordingFailure failure);
     void clearFailure();
-    void rollOverWhenTooLarge();
+    void enforceSizeLimit();
+    void settingsChanged();
     void reloadFolderWhenChosenAnew();
-    static QString standardizedPath(const QString& path);
 
     Defaults& defaults_;
     Clock& clock_;
@@ -210,40 +208,29 @@ private:
     // Recording control.
     std::unique_ptr<FileOutputManager> fileOutputManager_;
     QByteArray folderChoice_;  // the stored folder choice the file service was set up with
-    std::vector<std::shared_ptr<MovieRecorder>> recorders_;
-    std::vector<RecordingTarget> currentTargets_;
-    QSet<QString> currentFilePaths_;
+    RecordingSet files_;
+    SizeLimit sizeLimit_{defaults_, *fileOutputManager_};
     bool stoppingForSpace_ = false;
     std::unique_ptr<Timer> duringRecordingTimer_;
-    std::optional<RecordingFailure> recordingFailure_;
-    qint64 recordingFailureCount_ = 0;
-    QDateTime recordingFailedAt_;
-    qint64 deletedCount_ = 0;
-    QDateTime deletedAt_;
 
     // Schedule, crash recovery, keep-awake and armed-stretch steps.
     std::optional<QDateTime> nextScheduleStart() const;
     std::optional<QDateTime> currentScheduleWindowEnd() const;
     bool scheduleOn() const;
+    void armByRule(ArmingCause cause, int countdownSeconds);
     void updateKeepAwake();
     void updateStretch(std::optional<ArmState> oldState, std::optional<ArmState> newState);
     void launchRecovery();
     void evaluateSchedule(const QDateTime& at);
     void reloadSchedule();
-    void startSchedule();
     void writeHeartbeat(const QDateTime& at);
     void bumpScheduleGeneration();
-    bool endStretch(const QDateTime& end, bool suppress);
-    void keepStretch(const ArmedStretch& stretch);
-    double clampedPreRoll() const;
     void clearGaps();
 
-    Schedule schedule_;
-    bool scheduleEnabled_ = false;
-    std::optional<bool> insideScheduleWindow_;
-    // First at the next whole minute of the wall clock, then every minute.
-    std::unique_ptr<Timer> scheduleTimer_ = clock_.makeTimer([this] { evaluateSchedule(now()); });
-    qint64 scheduleGeneration_ = 0;
+    ScheduleRunner schedule_{defaults_};
+    StretchKeeper stretches_{defaults_, *fileOutputManager_};
+    // The schedule and the heartbeat, on the wall clock's minutes.
+    MinuteTimer minuteTimer_{clock_, [this](const QDateTime& at) { evaluateSchedule(at); }};
     bool recoveredAtLaunch_ = false;
     std::optional<QDateTime> sleptAt_;
     std::optional<QDateTime> notWatchingFrom_;
@@ -253,7 +240,6 @@ private:
     SleepInhibitor* sleepInhibitor_ = nullptr;
     std::unique_ptr<SleepInhibitor::Inhibition> keepAwakeActivity_;
     std::optional<KeepAwakeReason> keepAwakeReason_;
-    qint64 stretchGeneration_ = 0;
 
     Q_PROPERTY(qint64 scheduleGeneration READ scheduleGeneration NOTIFY scheduleGenerationChanged)
     Q_PROPERTY(qint64 stretchGeneration READ stretchGeneration NOTIFY stretchGenerationChanged)
@@ -263,10 +249,10 @@ public:
     void setSleepInhibitor(SleepInhibitor* inhibitor);
     std::optional<KeepAwakeReason> keepAwakeReason() const { return keepAwakeReason_; }
 
-    const Schedule& schedule() const { return schedule_; }
-    bool scheduleEnabled() const { return scheduleEnabled_; }
-    std::optional<bool> insideScheduleWindow() const { return insideScheduleWindow_; }
-    qint64 scheduleGeneration() const { return scheduleGeneration_; }
+    const Schedule& schedule() const { return schedule_.schedule(); }
+    bool scheduleEnabled() const { return schedule_.enabled(); }
+    std::optional<bool> insideScheduleWindow() const { return schedule_.insideWindow(); }
+    qint64 scheduleGeneration() const { return schedule_.generation(); }
 
     // The computer is about to sleep / woke (logind's PrepareForSleep).
     void willSleep();
@@ -282,11 +268,9 @@ public:
     std::optional<QDateTime> quitUnexpectedlyAt() const { return quitUnexpectedlyAt_; }
     std::optional<QDateTime> quitUnexpectedlyUntil() const { return quitUnexpectedlyUntil_; }
 
-    qint64 stretchGeneration() const { return stretchGeneration_; }
+    qint64 stretchGeneration() const { return stretches_.generation(); }
     // The last kept stretch with its events gathered afresh from the folder.
-    std::optional<WhatHappened> lastWhatHappened() const;
-    // The recordings folder listing; installed by the application.
-    std::function<std::vector<ListedRecording>()> listRecordings;
+    std::optional<WhatHappened> lastWhatHappened() const { return stretches_.last(); }
 
 Q_SIGNALS:
     void scheduleGenerationChanged();

@@ -11,15 +11,15 @@ QString timeText(const QDateTime& date, const QTimeZone& zone, const QLocale& lo
 
 }  // namespace
 
-std::vector<Event> WhatHappened::eventsOf(const std::vector<ListedRecording>& recordings,
+std::vector<Event> WhatHappened::eventsOf(const QList<Recording>& recordings,
                                           const ArmedStretch& stretch, double preRollSeconds) {
     // Recordings that began during the pre-roll before arming finished still
     // belong to the stretch.
     const qint64 preRollMs = preRollSeconds > 0 ? static_cast<qint64>(preRollSeconds * 1000) : 0;
     const QDateTime windowStart = stretch.from.addMSecs(-preRollMs);
 
-    std::vector<const ListedRecording*> inStretch;
-    for (const ListedRecording& recording : recordings) {
+    std::vector<const Recording*> inStretch;
+    for (const Recording& recording : recordings) {
         if (recording.started >= windowStart && recording.started <= stretch.to) {
             inStretch.push_back(&recording);
         }
@@ -28,17 +28,17 @@ std::vector<Event> WhatHappened::eventsOf(const std::vector<ListedRecording>& re
         if (a->started != b->started) {
             return a->started < b->started;
         }
-        return a->path < b->path;
+        return a->url < b->url;
     });
 
     // The window is measured from each event's first file, so a chain of
     // files each less than 2 seconds apart does not grow one event forever.
     std::vector<Event> events;
-    for (const ListedRecording* recording : inStretch) {
+    for (const Recording* recording : inStretch) {
         if (events.empty() || events.back().started.msecsTo(recording->started) > eventWindowMs) {
-            events.push_back({recording->started, {recording->path}});
+            events.push_back({recording->started, {recording->url}});
         } else {
-            events.back().files.append(recording->path);
+            events.back().files.append(recording->url);
         }
     }
     return events;

@@ -2,9 +2,10 @@
 
 #include "ArmedStretch.h"
 #include "Event.h"
-#include "ListedRecording.h"
+#include "Recording.h"
 
 #include <QCoreApplication>
+#include <QList>
 #include <QLocale>
 #include <QString>
 #include <QStringList>
@@ -25,7 +26,7 @@ public:
 
     // The events of a stretch: the recordings started from the pre-roll before
     // `from` up to `to`, grouped by trigger, oldest first.
-    static std::vector<Event> eventsOf(const std::vector<ListedRecording>& recordings,
+    static std::vector<Event> eventsOf(const QList<Recording>& recordings,
                                        const ArmedStretch& stretch, double preRollSeconds);
     static QStringList allFiles(const std::vector<Event>& events);
 

@@ -2,6 +2,7 @@
 
 #include "Error.h"
 #include "GstHandle.h"
+#include "MovieRecorder.h"
 
 #include <QString>
 #include <functional>
@@ -25,7 +26,7 @@ public:
 
     // Codes of the writer's own errors (domain Error::writerDomain).
     static constexpr long long creationFailedCode = -11800;
-    static constexpr long long noDataCode = -11805;
+    static constexpr long long noDataCode = MovieRecorder::noDataCode;
 
     // Opens (creates or truncates) the movie file. On failure the error has
     // code creationFailedCode and the errno as its cause.

@@ -226,9 +226,11 @@ void PreRollRecorder::startNow(const QString& filePath, Completion onFinish) {
 
 void PreRollRecorder::roll(const QString& filePath, Completion onFinish) {
     queue_.async([this, filePath, onFinish = std::move(onFinish)]() mutable {
-        // A second roll while one is pending is ignored, its callback never called.
+        // Nothing to continue, or a roll already waiting: answered at once.
         if (writer_ && !stopRequested_ && !rollPending_) {
             rollPending_ = Roll{filePath, std::move(onFinish)};
+        } else if (onFinish) {
+            onFinish(filePath, rollDropped());
         }
     });
 }

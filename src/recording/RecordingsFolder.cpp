@@ -32,8 +32,15 @@ std::optional<FolderReference::Resolution> storedChoice(Defaults& defaults) {
     }
     const std::optional<FolderReference> reference = FolderReference::fromData(*data);
     if (!reference) {
-        Log::line(QStringLiteral(
-            "The stored recordings folder could not be read; recordings go to the default folder"));
+        // Said once per stored value: the folder is resolved before every
+        // recording and for every look at the folder's state.
+        static QByteArray reported;
+        if (*data != reported) {
+            reported = *data;
+            Log::line(
+                QStringLiteral("The stored recordings folder could not be read; "
+                               "recordings go to the default folder"));
+        }
         return std::nullopt;
     }
     FolderReference::Resolution resolution = reference->resolve();

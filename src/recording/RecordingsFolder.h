@@ -12,7 +12,8 @@ class Defaults;
 // reference under "recordingsFolderBookmark"), or the default folder in the
 // user's videos folder when there is no choice or the chosen folder cannot be
 // reached. Also tests whether a folder can be written and describes the
-// outcome for Settings. Main thread only; keeps no state of its own.
+// outcome for Settings. Main thread only; keeps no state of its own beyond
+// the unreadable stored value it last reported.
 namespace RecordingsFolder {
 
 struct Resolved {

@@ -1,9 +1,12 @@
+#include "ArmedStretch.h"
 #include "Defaults.h"
+#include "FileOutputManager.h"
 #include "MovieProbe.h"
 #include "PrivateBus.h"
 #include "PulseAudioServer.h"
 #include "SettingsKeys.h"
 #include "TestEnvironment.h"
+#include "WhatHappened.h"
 
 #include <QDirIterator>
 #include <QElapsedTimer>
@@ -441,8 +444,8 @@ private Q_SLOTS:
         QVERIFY(relaunched.startedOK());
         const QString arming = relaunched.waitForLine(QStringLiteral("State: arming"), 20000);
         QVERIFY2(!arming.isEmpty(), qPrintable(relaunched.log()));
-        QCOMPARE(relaunched.waitForLine(QStringLiteral("Arming at launch"), 5000),
-                 QStringLiteral("Arming at launch in 15 seconds"));
+        QCOMPARE(relaunched.waitForLine(QStringLiteral("Arming "), 5000),
+                 QStringLiteral("Arming after a crash in 15 seconds"));
 
         // Re-armed, it keeps the computer awake through logind.
         QTRY_VERIFY_WITH_TIMEOUT(inhibitions().size() > inhibitionsBefore, 10000);
@@ -487,6 +490,33 @@ private Q_SLOTS:
         QCOMPARE(relaunched.lines().last(), QStringLiteral("Nelvo quit"));
         // A clean quit leaves no heartbeat behind.
         QVERIFY(!Defaults(environment.settingsFilePath()).date(SettingsKeys::armedRecordLastSeen));
+    }
+
+    // One recording while armed, then a quit: the stretch is kept with the
+    // recording the folder holds, however short it was.
+    void quittingKeepsTheStretchWithItsRecording() {
+        TestEnvironment environment;
+        writeSettings(environment, "[General]\ntimeoutValueInSeconds=3\n");
+        NelvoRun nelvo({"--headless", "--demo", "--arm"});
+        QVERIFY(nelvo.startedOK());
+        QVERIFY2(!nelvo.waitForLine(QStringLiteral("Finished "), 50000).isEmpty(),
+                 qPrintable(nelvo.log()));
+        QVERIFY2(!nelvo.waitForLine(QStringLiteral("State: armed"), 5000, 1).isEmpty(),
+                 qPrintable(nelvo.log()));
+        nelvo.signal(SIGTERM);
+        QVERIFY(nelvo.waitForExit(25000));
+        QCOMPARE(nelvo.process().exitCode(), 0);
+        QCOMPARE(nelvo.linesStartingWith(QStringLiteral("Recording to ")).size(), 1);
+
+        const Defaults after(environment.settingsFilePath());
+        const std::optional<ArmedStretch> last = ArmedStretch::last(after);
+        QVERIFY2(last, qPrintable(nelvo.log()));
+        QVERIFY(last->seconds() < 600);  // short: kept for its recording alone
+        const FileOutputManager folder(environment.home() + QStringLiteral("/Videos/Nelvo"));
+        const WhatHappened what{*last, WhatHappened::eventsOf(folder.recordings(), *last, 5.0)};
+        const QString summary =
+            WhatHappened::summaryText(what, QTimeZone::systemTimeZone(), QLocale(QLocale::English));
+        QVERIFY2(summary.contains(QStringLiteral(": one recording at ")), qPrintable(summary));
     }
 };
 

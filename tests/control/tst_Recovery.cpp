@@ -29,6 +29,9 @@ private:
     struct Run {
         std::unique_ptr<Defaults> defaults;
         std::unique_ptr<RecordingManager> manager;
+        // Why the run armed itself, in order.
+        std::shared_ptr<std::vector<ArmingCause>> causes =
+            std::make_shared<std::vector<ArmingCause>>();
     };
 
     TestEnvironment environment_;
@@ -39,6 +42,9 @@ private:
         LaunchDefaults::registerDefaults(*run.defaults);
         run.manager = std::make_unique<RecordingManager>(*run.defaults, clock);
         run.manager->setCameraAvailable(true);
+        run.manager->onArmedAtLaunch = [causes = run.causes](ArmingCause cause) {
+            causes->push_back(cause);
+        };
         run.manager->devicesChanged();
         return run;
     }
@@ -105,6 +111,7 @@ private Q_SLOTS:
         QCOMPARE(next.manager->armingCountdown(), 15);
         QVERIFY(next.manager->armedAtLaunch());
         QVERIFY(!next.manager->armedBySchedule());
+        QCOMPARE(*next.causes, std::vector{ArmingCause::crash});
         QCOMPARE(next.manager->quitUnexpectedlyAt(), at(10, 41));
         QCOMPARE(next.manager->quitUnexpectedlyUntil(), at(11, 5));
         QCOMPARE(ArmedStretch::last(*next.defaults), (ArmedStretch{at(10, 0), at(10, 41)}));

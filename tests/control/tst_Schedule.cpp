@@ -208,14 +208,14 @@ private Q_SLOTS:
     void launchInsideWindowArmsWithFifteenSecondCountdown() {
         ManualClock clock(monday(23));
         auto manager = managerAt(clock, mondayNight);
-        int armedAtLaunchCalls = 0;
-        manager->onArmedAtLaunch = [&] { ++armedAtLaunchCalls; };
+        std::vector<ArmingCause> causes;
+        manager->onArmedAtLaunch = [&](ArmingCause cause) { causes.push_back(cause); };
         QCOMPARE(manager->insideScheduleWindow(), std::nullopt);
         manager->devicesChanged();
         QCOMPARE(manager->armedState(), ArmState::arming);
         QCOMPARE(manager->armingCountdown(), 15);
         QVERIFY(manager->armedBySchedule());
-        QCOMPARE(armedAtLaunchCalls, 1);
+        QCOMPARE(causes, std::vector{ArmingCause::schedule});
         clock.advance(15s);
         QCOMPARE(manager->armedState(), ArmState::armed);
     }
@@ -225,6 +225,35 @@ private Q_SLOTS:
         auto manager = managerAt(clock, mondayNight);
         manager->devicesChanged();
         clock.advance(17s);  // 21:59:59.5
+        QCOMPARE(manager->armedState(), ArmState::unarmed);
+        clock.advance(500ms);  // 22:00:00.000
+        QCOMPARE(manager->armedState(), ArmState::arming);
+    }
+
+    // After a sleep a timer's remaining wait resumes off the minute; each tick
+    // puts the next one back on the wall clock's minute.
+    void everyTickFallsBackOnTheWallClockMinute() {
+        ManualClock clock(monday(21, 50));
+        auto manager = managerAt(clock, mondayNight);
+        manager->devicesChanged();
+        clock.advance(20s + 500ms);  // 21:50:20.5
+        clock.sleepFor(5min + 17s);  // 21:55:37.5, the tick now comes at 21:56:17
+        clock.advance(4min + 22s);   // 21:59:59.5
+        QCOMPARE(manager->armedState(), ArmState::unarmed);
+        clock.advance(500ms);  // 22:00:00.000
+        QCOMPARE(manager->armedState(), ArmState::arming);
+    }
+
+    // Waking puts the next tick on the next whole minute at once.
+    void wakingRealignsTheMinuteTimer() {
+        ManualClock clock(monday(21, 50));
+        auto manager = managerAt(clock, mondayNight);
+        manager->devicesChanged();
+        clock.advance(20s + 500ms);  // 21:50:20.5
+        clock.sleepFor(9min + 29s);  // 21:59:49.5, the tick now comes at 22:00:29
+        manager->didWake();
+        QCOMPARE(manager->armedState(), ArmState::unarmed);
+        clock.advance(10s);  // 21:59:59.5
         QCOMPARE(manager->armedState(), ArmState::unarmed);
         clock.advance(500ms);  // 22:00:00.000
         QCOMPARE(manager->armedState(), ArmState::arming);

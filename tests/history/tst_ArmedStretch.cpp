@@ -1,11 +1,14 @@
 #include "ArmedStretch.h"
 #include "Defaults.h"
+#include "FileOutputManager.h"
 #include "LaunchDefaults.h"
 #include "ManualClock.h"
 #include "RecordingManager.h"
 #include "SettingsKeys.h"
 #include "TestEnvironment.h"
 
+#include <QDir>
+#include <QFile>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -18,14 +21,23 @@ class tst_ArmedStretch : public QObject {
 private:
     TestEnvironment environment_;
     std::unique_ptr<Defaults> defaults_;
-    std::vector<ListedRecording> recordings_;
     const QDateTime start_{QDate(2024, 1, 1), QTime(10, 0)};
 
     std::unique_ptr<RecordingManager> manager(ManualClock& clock) {
         auto manager = std::make_unique<RecordingManager>(*defaults_, clock);
         manager->setCameraAvailable(true);
-        manager->listRecordings = [this] { return recordings_; };
         return manager;
+    }
+
+    // A movie in the recordings folder, named as started at `started`.
+    void recordingAt(const QDateTime& started) {
+        const QString folder = environment_.home() + QStringLiteral("/Videos/Nelvo");
+        QDir().mkpath(folder);
+        QFile file(folder + u'/' +
+                   FileOutputManager::recordingName(started, QStringLiteral("Cam"), std::nullopt) +
+                   QStringLiteral(".mov"));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        QVERIFY(file.write("movie") == 5);
     }
 
     // Arms at `start_` (no countdown left to wait for) and disarms after `length`.
@@ -42,7 +54,7 @@ private Q_SLOTS:
         QFile::remove(environment_.settingsFilePath());
         defaults_ = std::make_unique<Defaults>(environment_.settingsFilePath());
         LaunchDefaults::registerDefaults(*defaults_);
-        recordings_.clear();
+        QDir(environment_.home() + QStringLiteral("/Videos/Nelvo")).removeRecursively();
     }
     void cleanup() {
         defaults_->flush();
@@ -73,7 +85,7 @@ private Q_SLOTS:
     void stretchWithOneRecordingIsKept() {
         ManualClock clock(start_);
         auto rm = manager(clock);
-        recordings_ = {{QStringLiteral("/r/a.mov"), start_.addSecs(8), 100}};
+        recordingAt(start_.addSecs(8));
         armFor(*rm, clock, 20s);
         QCOMPARE(ArmedStretch::last(*defaults_), (ArmedStretch{start_, start_.addSecs(20)}));
         QCOMPARE(rm->lastWhatHappened()->events.size(), 1u);
@@ -92,7 +104,7 @@ private Q_SLOTS:
         auto rm = manager(clock);
         rm->startTestRecording();  // arms by itself with a 5 s countdown
         QCOMPARE(rm->armedState(), ArmState::arming);
-        recordings_ = {{QStringLiteral("/r/test.mov"), start_.addSecs(6), 100}};
+        recordingAt(start_.addSecs(6));
         clock.advance(5s + 15s);  // no file is opened: the deadline ends the test
         QCOMPARE(rm->armedState(), ArmState::unarmed);
         QCOMPARE(ArmedStretch::last(*defaults_), std::nullopt);

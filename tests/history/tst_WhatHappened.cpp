@@ -4,7 +4,7 @@
 
 namespace {
 const QDateTime base(QDate(2024, 1, 1), QTime(12, 0), QTimeZone::utc());
-ListedRecording file(const QString& path, qint64 msAfterBase) {
+Recording file(const QString& path, qint64 msAfterBase) {
     return {path, base.addMSecs(msAfterBase), 1000};
 }
 const QLocale english(QLocale::English, QLocale::UnitedStates);
@@ -17,7 +17,7 @@ class tst_WhatHappened : public QObject {
 private Q_SLOTS:
     void preRollWindow() {
         const ArmedStretch stretch{base, base.addSecs(3600)};
-        const std::vector<ListedRecording> recordings{file(QStringLiteral("/r/early.mov"), -5000)};
+        const QList<Recording> recordings{file(QStringLiteral("/r/early.mov"), -5000)};
         QCOMPARE(WhatHappened::eventsOf(recordings, stretch, 10).size(), 1u);
         QCOMPARE(WhatHappened::eventsOf(recordings, stretch, 3).size(), 0u);
         QCOMPARE(WhatHappened::eventsOf(recordings, stretch, 0).size(), 0u);
@@ -31,7 +31,7 @@ private Q_SLOTS:
 
     void twoSecondWindowFromTheFirstFile() {
         const ArmedStretch stretch{base, base.addSecs(3600)};
-        const std::vector<ListedRecording> recordings{
+        const QList<Recording> recordings{
             file(QStringLiteral("/r/d"), 12500), file(QStringLiteral("/r/a"), 10000),
             file(QStringLiteral("/r/c"), 12000), file(QStringLiteral("/r/b"), 11500)};
         const std::vector<Event> events = WhatHappened::eventsOf(recordings, stretch, 5);
@@ -43,7 +43,7 @@ private Q_SLOTS:
 
     void sameStartOrderedByPath() {
         const ArmedStretch stretch{base, base.addSecs(3600)};
-        const std::vector<ListedRecording> recordings{
+        const QList<Recording> recordings{
             file(QStringLiteral("/r/2024-01-01 12.00.10 - USB Camera + Mic.mov"), 10000),
             file(QStringLiteral("/r/2024-01-01 12.00.10 - Built-in Camera + Mic.mov"), 10000),
             file(QStringLiteral("/r/2024-01-01 12.00.10 - Built-in Camera + Mic.jpg"), 10000)};

@@ -14,8 +14,14 @@ void FakeMovieRecorder::start(const QString& filePath, Completion onFinish) {
 
 void FakeMovieRecorder::roll(const QString& filePath, Completion onFinish) {
     queue_.async([this, filePath, onFinish = std::move(onFinish)]() mutable {
-        std::lock_guard lock(mutex_);
+        std::unique_lock lock(mutex_);
         rolled_ << filePath;
+        if (open_.empty()) {
+            // No recording to continue: answered at once, as every recorder does.
+            lock.unlock();
+            onFinish(filePath, rollDropped());
+            return;
+        }
         open_.push_back({filePath, std::move(onFinish)});
     });
 }

@@ -64,6 +64,13 @@ void ManualClock::advance(std::chrono::milliseconds by) {
     now_ = end;
 }
 
+void ManualClock::sleepFor(std::chrono::milliseconds length) {
+    now_ = now_.addMSecs(length.count());
+    for (ManualTimer* timer : timers_) {
+        timer->due_ = timer->due_.addMSecs(length.count());
+    }
+}
+
 int ManualClock::activeTimers() const {
     return static_cast<int>(std::count_if(timers_.begin(), timers_.end(),
                                           [](const ManualTimer* t) { return t->active_; }));

@@ -21,6 +21,10 @@ public:
     // Jumps to a time without firing anything (a machine waking from sleep).
     void setNow(QDateTime now) { now_ = std::move(now); }
 
+    // The machine sleeps: the wall clock moves on, while the timers, which
+    // count time awake as the system's do, come due that much later.
+    void sleepFor(std::chrono::milliseconds length);
+
     // Timers that are armed now.
     int activeTimers() const;
 
