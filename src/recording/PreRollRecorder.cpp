@@ -249,7 +249,7 @@ void PreRollRecorder::stop() {
 }
 
 // A stop wins over a roll waiting for its keyframe: the continuation is
-// never made, and it is answered as holding nothing.
+// never made, and it is answered as a roll that opened nothing.
 void PreRollRecorder::dropPendingRoll() {
     if (!rollPending_) {
         return;
@@ -257,7 +257,7 @@ void PreRollRecorder::dropPendingRoll() {
     const Roll dropped = std::move(*rollPending_);
     rollPending_.reset();
     if (dropped.onFinish) {
-        dropped.onFinish(dropped.filePath, noDataError());
+        dropped.onFinish(dropped.filePath, rollDropped());
     }
 }
 
