@@ -437,7 +437,9 @@ void RecordingManager::fileFinished(const QString& filePath, const std::optional
         if (error) {
             Log::line(QStringLiteral("Recording %1 ended with an error: %2")
                           .arg(QFileInfo(filePath).fileName(), error->description));
-        } else {
+        } else if (QFileInfo::exists(filePath)) {
+            // A file renamed for the frames it lost was made private by its
+            // recorder under the new name; the opened path is gone.
             fileOutputManager_->setOwnerOnlyPermissions(filePath);
         }
         if (files_.failureStep(error, now())) {
