@@ -69,6 +69,25 @@ private Q_SLOTS:
                      QFileDevice::WriteUser);
     }
 
+    // Its recorder renamed the file for lost frames and made it private under
+    // that name; the path it was opened under is gone and is left alone.
+    void aFileRenamedForLostFramesIsNotReportedAsNotPrivate() {
+        Fixture f;
+        f.armNow();
+        Camera front("Front Door");
+        f.manager->startRecordings({front.target});
+        front.recorder->drain();
+        const QString path = front.recorder->started().first();
+        QFile(path).open(QIODevice::WriteOnly);
+        const QString renamed = path.chopped(4) + QStringLiteral(" - 3s missing.mov");
+        QVERIFY(QFile::rename(path, renamed));
+        StdoutCapture output;
+        deliver(*front.recorder);
+        QCOMPARE(f.manager->armedState(), ArmState::armed);
+        QVERIFY2(!output.text().contains(QStringLiteral("private to its owner")),
+                 qPrintable(output.text()));
+    }
+
     void stopRecordingReturnsToArmedAtOnceAndStopsEveryRecorder() {
         Fixture f;
         f.armNow();
