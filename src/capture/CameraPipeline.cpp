@@ -402,10 +402,9 @@ void CameraPipeline::encode(GstSample* sample) {
         invalidateCompressionNow();
         compressionSession_ = VideoEncoder::create(recorder_, caps);
         encoderUnavailable_ = !compressionSession_;
-        if (!compressionSession_) {
-            return;
+        if (compressionSession_) {
+            ++encodersCreated_;
         }
-        ++encodersCreated_;
     }
     if (!compressionSession_) {
         recorder_.recordLoss(CaptureLoss::encodeFailed);
