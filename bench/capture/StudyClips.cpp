@@ -60,8 +60,8 @@ QString thirtyFramesFootage() {
     std::printf("# making the 30 fps real clip once (about a minute of CPU)\n");
     std::fflush(stdout);
     if (!run(QStringLiteral("ffmpeg"),
-             {"-v", "error", "-y", "-i", footagePath(), "-filter_complex", filter, "-map", "[v]",
-              "-frames:v", QString::number(frameCount), "-c:v", "ffv1", partial}) ||
+             {"-nostdin", "-v", "error", "-y", "-i", footagePath(), "-filter_complex", filter,
+              "-map", "[v]", "-frames:v", QString::number(frameCount), "-c:v", "ffv1", partial}) ||
         !QFile::rename(partial, path)) {
         QFile::remove(partial);
         return {};
@@ -157,7 +157,7 @@ Clip realClip(int width, int height) {
     // Sensor noise, new on every frame, after scaling (as a camera's would be).
     const QString command =
         QStringLiteral(
-            "ffmpeg -v error -i '%1' -vf 'scale=%2:%3:flags=bicubic,"
+            "ffmpeg -nostdin -v error -i '%1' -vf 'scale=%2:%3:flags=bicubic,"
             "noise=c0s=6:c0f=t:c1s=3:c1f=t:c2s=3:c2f=t,format=yuv420p' -frames:v %4 "
             "-f rawvideo -")
             .arg(footage)

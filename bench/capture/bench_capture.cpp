@@ -137,8 +137,16 @@ double nelvoPipelineCpuPerFrame(Defaults& defaults, int width, int height, int f
     pipeline.configure();
     const double start = processCpuSeconds();
     pipeline.startRunning();
-    while (delegate->measured < frames) {
+    // A live source's frames can be dropped on a busy machine: then the
+    // stream ends with fewer measured, and no frame comes for a while.
+    long long seen = 0;
+    double lastFrame = wallSeconds();
+    while (delegate->measured < frames && wallSeconds() - lastFrame < 3) {
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        if (delegate->measured != seen) {
+            seen = delegate->measured;
+            lastFrame = wallSeconds();
+        }
     }
     pipeline.stopRunning();
     return (processCpuSeconds() - start) / frames;
