@@ -22,6 +22,7 @@ test: build
 	@cd $(BUILD_DIR) && ctest -j $(JOBS) --output-on-failure --timeout 600
 
 bench: build
+	@scripts/install-deps --bench
 	@scripts/run-benches $(BUILD_DIR)
 
 asan: deps

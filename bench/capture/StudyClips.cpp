@@ -102,7 +102,7 @@ bool realClipAvailable() {
     if (!QFileInfo::exists(footagePath())) {
         std::printf(
             "# MISSING: the real camera clip needs %s from the Debian package "
-            "opencv-doc (scripts/install-deps installs it); its figures are left out\n",
+            "opencv-doc (make bench installs it); its figures are left out\n",
             qPrintable(footagePath()));
         return false;
     }
