@@ -13,7 +13,7 @@ configure: deps
 	@cmake -S . -B $(BUILD_DIR) $(CMAKE_FLAGS) >/dev/null
 
 build: configure
-	@cmake --build $(BUILD_DIR) -j $(JOBS)
+	@scripts/build-quietly $(BUILD_DIR) -j $(JOBS)
 
 run: build
 	@scripts/run-nelvo $(BUILD_DIR)/src/app/nelvo $(ARGS)

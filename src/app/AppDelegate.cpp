@@ -11,9 +11,12 @@
 #include "Log.h"
 #include "LogindSleepInhibitor.h"
 #include "LogindSleepWatcher.h"
-#include "SettingsKeys.h"
+#include "SleepRiskMonitor.h"
+#include "UPowerClient.h"
 
 #include <QCoreApplication>
+#include <QGuiApplication>
+#include <QScreen>
 #include <QTimer>
 
 namespace {
@@ -99,6 +102,7 @@ void AppDelegate::launch() {
             &RecordingManager::willSleep);
     connect(sleepWatcher_.get(), &LogindSleepWatcher::didWake, &recordingManager_,
             &RecordingManager::didWake);
+    watchSleepRisk();
 
     captureManager_ =
         std::make_unique<CaptureManager>(defaults_, clock_, controller_, makeDevices());
@@ -108,37 +112,52 @@ void AppDelegate::launch() {
     connect(captureManager_.get(), &CaptureManager::devicesConfigured, this,
             &AppDelegate::devicesConfigured);
 
-    // `--arm` arms at launch as "armAtLogin" does, without changing the
-    // stored choice: the value is put back once the launch steps have run.
-    if (options_.armAtLaunch) {
-        launchArmPending_ = true;
-        if (defaults_.hasStoredValue(SettingsKeys::armAtLogin)) {
-            storedArmAtLogin_ = defaults_.object(SettingsKeys::armAtLogin);
-        }
-        defaults_.set(SettingsKeys::armAtLogin, true);
-    }
+    // `--arm` never touches the stored choice, so nothing of it outlives this run.
+    recordingManager_.setArmAtLaunchForThisRun(options_.armAtLaunch);
     lastState_ = recordingManager_.armedState();
     Log::line(QStringLiteral("State: %1").arg(stateName(lastState_)));
     captureManager_->setUp();
 }
 
 // The recording manager has already run its device-change sequence (the
-// capture side calls it); here only the launch-only `--arm` choice is undone.
+// capture side calls it); here the devices are only reported.
 void AppDelegate::devicesConfigured() {
     const QString camera =
         captureManager_->camera(0) ? captureManager_->camera(0)->name() : QStringLiteral("none");
     const QString microphone = captureManager_->microphone() ? captureManager_->microphone()->name()
                                                              : QStringLiteral("none");
     Log::line(QStringLiteral("Devices: camera %1, microphone %2").arg(camera, microphone));
-    if (!launchArmPending_) {
-        return;
+}
+
+// The lid risk follows UPower and, where there is a display, the screens in
+// use. Headless no screen is known, and so none counts as external.
+void AppDelegate::watchSleepRisk() {
+    auto* gui = qobject_cast<QGuiApplication*>(QCoreApplication::instance());
+    power_ = std::make_unique<UPowerClient>();
+    sleepRisk_ = std::make_unique<SleepRiskMonitor>(*power_, [gui] {
+        QStringList names;
+        if (gui) {
+            for (const QScreen* screen : QGuiApplication::screens()) {
+                names << screen->name();
+            }
+        }
+        return names;
+    });
+    if (gui) {
+        // Queued: a screen being removed may still be listed while the signal runs.
+        connect(gui, &QGuiApplication::screenAdded, sleepRisk_.get(), &SleepRiskMonitor::update,
+                Qt::QueuedConnection);
+        connect(gui, &QGuiApplication::screenRemoved, sleepRisk_.get(), &SleepRiskMonitor::update,
+                Qt::QueuedConnection);
     }
-    launchArmPending_ = false;
-    if (storedArmAtLogin_) {
-        defaults_.set(SettingsKeys::armAtLogin, *storedArmAtLogin_);
-    } else {
-        defaults_.remove(SettingsKeys::armAtLogin);
-    }
+    connect(sleepRisk_.get(), &SleepRiskMonitor::lidWouldStopWatchingChanged, this,
+            &AppDelegate::sleepRiskChanged);
+}
+
+void AppDelegate::sleepRiskChanged() {
+    Log::line(sleepRisk_->lidWouldStopWatching()
+                  ? QStringLiteral("Closing the lid will stop Nelvo until it's opened again")
+                  : QStringLiteral("Closing the lid no longer stops Nelvo"));
 }
 
 void AppDelegate::stateChanged() {

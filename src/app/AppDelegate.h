@@ -16,6 +16,8 @@ class GapNotifications;
 class LogindSleepInhibitor;
 class LogindSleepWatcher;
 class DesktopNotifications;
+class SleepRiskMonitor;
+class UPowerClient;
 
 // The top of Nelvo's object graph: the settings, the clock, the recording
 // manager and the capture manager, wired in launch order. Main thread.
@@ -23,7 +25,7 @@ class AppDelegate : public QObject {
     Q_OBJECT
 public:
     struct Options {
-        bool armAtLaunch = false;  // arm after the launch countdown, whatever "armAtLogin" says
+        bool armAtLaunch = false;  // arm as "armAtLogin" does, whatever it says, for this run only
         bool demo = false;
         QString cameraFile;
     };
@@ -39,6 +41,8 @@ public:
 private:
     std::unique_ptr<CaptureDevices> makeDevices() const;
     void devicesConfigured();
+    void watchSleepRisk();
+    void sleepRiskChanged();
     void stateChanged();
     void finishTermination();
 
@@ -51,9 +55,9 @@ private:
     std::unique_ptr<GapNotifications> gapNotifications_;
     std::unique_ptr<LogindSleepInhibitor> sleepInhibitor_;
     std::unique_ptr<LogindSleepWatcher> sleepWatcher_;
+    std::unique_ptr<UPowerClient> power_;
+    std::unique_ptr<SleepRiskMonitor> sleepRisk_;
     std::unique_ptr<CaptureManager> captureManager_;
-    bool launchArmPending_ = false;
-    std::optional<QVariant> storedArmAtLogin_;
     QElapsedTimer finishDeadline_;
     bool terminating_ = false;
     std::optional<ArmState> lastState_;

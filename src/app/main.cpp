@@ -1,52 +1,81 @@
 #include "AppDelegate.h"
+#include "CameraFileCheck.h"
+#include "CommandLine.h"
 #include "GstHandle.h"
 #include "Log.h"
 #include "SignalQuit.h"
 #include "Translations.h"
 
-#include <QCommandLineParser>
 #include <QCoreApplication>
+#include <QGuiApplication>
+#include <cstdio>
+#include <memory>
+
+namespace {
+
+bool hasDisplay() {
+    return qEnvironmentVariableIsSet("DISPLAY") || qEnvironmentVariableIsSet("WAYLAND_DISPLAY");
+}
+
+// With a display Nelvo follows the screens in use (they decide whether
+// closing the lid would stop it); headless, or without a display, it needs
+// no connection to one.
+std::unique_ptr<QCoreApplication> makeApplication(int& argc, char** argv) {
+    if (hasDisplay() && !CommandLine::asksForHeadless(argc, argv)) {
+        return std::make_unique<QGuiApplication>(argc, argv);
+    }
+    return std::make_unique<QCoreApplication>(argc, argv);
+}
+
+void printError(const QString& line) {
+    std::fprintf(stderr, "%s\n", line.toLocal8Bit().constData());
+}
+
+// Why the camera file of the command line cannot be played, as the one line
+// that refuses it; nothing when there is none or it plays.
+std::optional<QString> cameraFileRefusal(const QString& path) {
+    if (path.isEmpty()) {
+        return std::nullopt;
+    }
+    const std::optional<QString> reason = CameraFileCheck::problem(path);
+    if (!reason) {
+        return std::nullopt;
+    }
+    return QCoreApplication::translate("main", "Nelvo can't play %1 as a camera: %2")
+        .arg(path, *reason);
+}
+
+}  // namespace
 
 int main(int argc, char** argv) {
-    QCoreApplication app(argc, argv);
+    const std::unique_ptr<QCoreApplication> app = makeApplication(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("Nelvo"));
     QCoreApplication::setApplicationVersion(QStringLiteral(NELVO_VERSION));
-    Translations::install(app);
+    Translations::install(*app);
     Gst::ensureInitialised();
 
-    QCommandLineParser parser;
-    parser.setApplicationDescription(QCoreApplication::translate(
-        "main", "Nelvo records movies when its cameras see motion or its microphone hears sound."));
-    parser.addHelpOption();
-    parser.addVersionOption();
-    parser.addOption({QStringLiteral("headless"),
-                      QCoreApplication::translate("main", "Run without any window.")});
-    parser.addOption(
-        {QStringLiteral("demo"),
-         QCoreApplication::translate("main", "Use the built-in demo camera and microphone.")});
-    parser.addOption(
-        {QStringLiteral("arm"),
-         QCoreApplication::translate("main", "Arm at launch, after a 15-second countdown.")});
-    parser.addOption({QStringLiteral("camera-file"),
-                      QCoreApplication::translate("main", "Play a video file as the camera."),
-                      QCoreApplication::translate("main", "path")});
-    parser.process(app);
+    const CommandLine commandLine(QCoreApplication::arguments());
+    if (commandLine.problem()) {
+        printError(*commandLine.problem());
+        printError(CommandLine::usage());
+        return CommandLine::badCommandLine;
+    }
+    // Checked before anything starts, so a file that cannot be played never arms.
+    if (const std::optional<QString> refusal =
+            cameraFileRefusal(commandLine.options().cameraFile)) {
+        printError(*refusal);
+        return CommandLine::badCommandLine;
+    }
 
     // The tray icon and its windows are not part of Nelvo yet, so every
     // start is headless; with a display that is said once.
-    const bool hasDisplay =
-        qEnvironmentVariableIsSet("DISPLAY") || qEnvironmentVariableIsSet("WAYLAND_DISPLAY");
-    if (!parser.isSet(QStringLiteral("headless")) && hasDisplay) {
+    if (!commandLine.headless() && hasDisplay()) {
         Log::line(QStringLiteral("The tray icon is not available yet; running headless"));
     }
 
-    AppDelegate::Options options;
-    options.armAtLaunch = parser.isSet(QStringLiteral("arm"));
-    options.demo = parser.isSet(QStringLiteral("demo"));
-    options.cameraFile = parser.value(QStringLiteral("camera-file"));
-    AppDelegate delegate(options);
+    AppDelegate delegate(commandLine.options());
     SignalQuit signals;
     QObject::connect(&signals, &SignalQuit::quitRequested, &delegate, &AppDelegate::terminate);
     delegate.launch();
-    return app.exec();
+    return QCoreApplication::exec();
 }

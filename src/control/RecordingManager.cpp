@@ -258,8 +258,8 @@ void RecordingManager::disarm(bool keepNotices) {
 }
 
 void RecordingManager::armAtLaunch() {
-    if (armedAtLaunch_ || !defaults_.boolValue(SettingsKeys::armAtLogin) ||
-        armedState_ != ArmState::unarmed || !ruleCanArm()) {
+    const bool wanted = armAtLaunchForThisRun_ || defaults_.boolValue(SettingsKeys::armAtLogin);
+    if (armedAtLaunch_ || !wanted || armedState_ != ArmState::unarmed || !ruleCanArm()) {
         return;
     }
     armedAtLaunch_ = true;

@@ -97,6 +97,9 @@ public:
     ArmRequest armFromShortcut();
     void disarm(bool keepNotices = false);
     void armAtLaunch();
+    // Makes the arm-at-launch rule arm whatever "armAtLogin" says, for this
+    // run only (a command-line choice, never stored).
+    void setArmAtLaunchForThisRun(bool on) { armAtLaunchForThisRun_ = on; }
     void focusChanged(bool on);
     void countdown();  // the countdown timer's tick
 
@@ -192,6 +195,7 @@ private:
     bool armedBySchedule_ = false;
     bool armedByFocus_ = false;
     bool armedAtLaunch_ = false;
+    bool armAtLaunchForThisRun_ = false;
     bool cameraAvailable_ = false;
     bool microphoneAvailable_ = false;
     bool motionDetectionStopped_ = false;

@@ -1,13 +1,18 @@
 #include "Defaults.h"
 #include "MovieProbe.h"
 #include "PrivateBus.h"
+#include "PulseAudioServer.h"
 #include "SettingsKeys.h"
 #include "TestEnvironment.h"
 
 #include <QDirIterator>
 #include <QElapsedTimer>
 #include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QProcess>
+#include <QSettings>
 #include <QTest>
 #include <cmath>
 #include <csignal>
@@ -113,8 +118,47 @@ void writeSettings(const TestEnvironment& environment, const QByteArray& text) {
     settings.write(text);
 }
 
+// The screens a run of `nelvo` sees: Qt's offscreen platform, set up with
+// screens of these connector names, and a display said to be there.
+class ScreensForTest {
+public:
+    ScreensForTest(const TestEnvironment& environment, const QStringList& names) {
+        QJsonArray screens;
+        int x = 0;
+        for (const QString& name : names) {
+            screens.append(
+                QJsonObject{{"name", name}, {"x", x}, {"y", 0}, {"width", 1280}, {"height", 800}});
+            x += 1280;
+        }
+        const QString path = environment.home() + QStringLiteral("/screens.json");
+        QFile file(path);
+        if (file.open(QIODevice::WriteOnly)) {
+            file.write(QJsonDocument(QJsonObject{{"screens", screens}}).toJson());
+        }
+        platform_ = qgetenv("QT_QPA_PLATFORM");
+        display_ = qgetenv("DISPLAY");
+        qputenv("QT_QPA_PLATFORM", "offscreen:configfile=" + path.toUtf8());
+        qputenv("DISPLAY", ":nelvo-test");
+    }
+    ~ScreensForTest() {
+        qputenv("QT_QPA_PLATFORM", platform_);
+        if (display_.isEmpty()) {
+            qunsetenv("DISPLAY");
+        } else {
+            qputenv("DISPLAY", display_);
+        }
+    }
+
+private:
+    QByteArray platform_;
+    QByteArray display_;
+};
+
 const QString notificationService = QStringLiteral("org.freedesktop.Notifications");
 const QString logindService = QStringLiteral("org.freedesktop.login1");
+const QString upowerService = QStringLiteral("org.freedesktop.UPower");
+const QString upowerPath = QStringLiteral("/org/freedesktop/UPower");
+const QString mockInterface = QStringLiteral("org.freedesktop.DBus.Mock");
 
 }  // namespace
 
@@ -124,6 +168,154 @@ class tst_AppDelegate : public QObject {
 
 private Q_SLOTS:
     void initTestCase() { QVERIFY(QFile::exists(QStringLiteral(NELVO_EXECUTABLE))); }
+
+    // A camera file that cannot be played is refused before anything arms,
+    // with one line that names the file and the reason.
+    void refusesACameraFileThatDoesNotExist() {
+        TestEnvironment environment;
+        NelvoRun nelvo({"--headless", "--camera-file", "/nonexistent", "--arm"});
+        QVERIFY(nelvo.startedOK());
+        QVERIFY(nelvo.waitForExit(20000));
+        QCOMPARE(nelvo.process().exitStatus(), QProcess::NormalExit);
+        QCOMPARE(nelvo.process().exitCode(), 2);
+        QCOMPARE(
+            nelvo.lines(),
+            QStringList{QStringLiteral("Nelvo can't play /nonexistent as a camera: no such file")});
+        QVERIFY(!QFile::exists(environment.settingsFilePath()));
+    }
+
+    void refusesACameraFileThatDoesNotDecode() {
+        TestEnvironment environment;
+        const QString path = environment.home() + QStringLiteral("/not a movie.mp4");
+        {
+            QFile file(path);
+            QVERIFY(file.open(QIODevice::WriteOnly));
+            file.write(QByteArray(64 * 1024, 'x'));
+        }
+        NelvoRun nelvo({"--headless", "--camera-file", path, "--arm"});
+        QVERIFY(nelvo.startedOK());
+        QVERIFY(nelvo.waitForExit(20000));
+        QCOMPARE(nelvo.process().exitCode(), 2);
+        QCOMPARE(nelvo.lines().size(), 1);
+        QVERIFY2(nelvo.lines().constFirst().startsWith(
+                     QStringLiteral("Nelvo can't play %1 as a camera: ").arg(path)),
+                 qPrintable(nelvo.log()));
+        QVERIFY(!QFile::exists(environment.settingsFilePath()));
+    }
+
+    // A file that decodes is taken as the camera.
+    void playsACameraFileThatDecodes() {
+        TestEnvironment environment;
+        const QString path = environment.home() + QStringLiteral("/clip.mp4");
+        QProcess encode;
+        encode.start(QStringLiteral("ffmpeg"),
+                     {"-loglevel", "error", "-f", "lavfi", "-i",
+                      "testsrc=duration=2:size=320x240:rate=15", "-c:v", "mpeg4", path});
+        QVERIFY(encode.waitForFinished(30000));
+        QCOMPARE(encode.exitCode(), 0);
+        NelvoRun nelvo({"--headless", "--camera-file", path});
+        QVERIFY(nelvo.startedOK());
+        QCOMPARE(nelvo.waitForLine(QStringLiteral("Devices: "), 20000),
+                 QStringLiteral("Devices: camera clip.mp4, microphone none"));
+        nelvo.signal(SIGTERM);
+        QVERIFY(nelvo.waitForExit(25000));
+        QCOMPARE(nelvo.process().exitCode(), 0);
+    }
+
+    // Arguments Nelvo does not know end it with the usage line.
+    void refusesUnknownArguments() {
+        TestEnvironment environment;
+        for (const QStringList& arguments :
+             {QStringList{"bogus"}, QStringList{"--bogus"}, QStringList{"--headless", "demo"}}) {
+            NelvoRun nelvo(arguments);
+            QVERIFY(nelvo.startedOK());
+            QVERIFY(nelvo.waitForExit(20000));
+            QCOMPARE(nelvo.process().exitCode(), 2);
+            QVERIFY2(!nelvo.lines().isEmpty() &&
+                         nelvo.lines().last().startsWith(QStringLiteral("Usage: nelvo ")),
+                     qPrintable(nelvo.log()));
+            QVERIFY2(nelvo.linesStartingWith(QStringLiteral("State: ")).isEmpty(),
+                     qPrintable(nelvo.log()));
+        }
+        QVERIFY(!QFile::exists(environment.settingsFilePath()));
+    }
+
+    // UPower's answers and the screens in use tell whether closing the lid
+    // would stop the watch: on power with an external display it would not;
+    // on battery, or with the built-in panel alone, it would.
+    void saysWhenClosingTheLidWouldStopWatching() {
+        TestEnvironment environment;
+        PrivateBus bus;
+        QVERIFY(bus.isRunning());
+        QVERIFY(bus.startTemplate(QStringLiteral("upower"), upowerService));
+        const QDBusMessage added = bus.call(
+            upowerService, upowerPath, mockInterface, QStringLiteral("AddDischargingBattery"),
+            {QStringLiteral("battery0"), QStringLiteral("Internal battery"), 80.0, qint64(3600)});
+        QCOMPARE(added.type(), QDBusMessage::ReplyMessage);
+        auto setOnBattery = [&](bool onBattery) {
+            const QDBusMessage reply = bus.call(
+                upowerService, upowerPath, mockInterface, QStringLiteral("UpdateProperties"),
+                {upowerService, QVariantMap{{QStringLiteral("OnBattery"), onBattery}}});
+            QCOMPARE(reply.type(), QDBusMessage::ReplyMessage);
+        };
+        const QString risk =
+            QStringLiteral("Closing the lid will stop Nelvo until it's opened again");
+        const QString noRisk = QStringLiteral("Closing the lid no longer stops Nelvo");
+
+        {
+            ScreensForTest screens(environment, {"eDP-1", "HDMI-A-1"});
+            NelvoRun nelvo({"--demo"});
+            QVERIFY(nelvo.startedOK());
+            QVERIFY2(!nelvo.waitForLine(QStringLiteral("Devices: "), 20000).isEmpty(),
+                     qPrintable(nelvo.log()));
+            QVERIFY2(nelvo.waitForLine(QStringLiteral("Closing the lid"), 1000).isEmpty(),
+                     qPrintable(nelvo.log()));
+            setOnBattery(true);
+            QCOMPARE(nelvo.waitForLine(QStringLiteral("Closing the lid"), 10000), risk);
+            setOnBattery(false);
+            QCOMPARE(nelvo.waitForLine(QStringLiteral("Closing the lid"), 10000, 1), noRisk);
+            nelvo.signal(SIGTERM);
+            QVERIFY(nelvo.waitForExit(25000));
+            QCOMPARE(nelvo.process().exitCode(), 0);
+        }
+        {
+            ScreensForTest screens(environment, {"eDP-1"});
+            NelvoRun nelvo({"--demo"});
+            QVERIFY(nelvo.startedOK());
+            QCOMPARE(nelvo.waitForLine(QStringLiteral("Closing the lid"), 20000), risk);
+            nelvo.signal(SIGTERM);
+            QVERIFY(nelvo.waitForExit(25000));
+        }
+    }
+
+    // `--arm` arms as soon as something can trigger, even when that is only
+    // after launch (here a microphone that appears later), and never writes
+    // the stored "armAtLogin", so a crash cannot leave it changed.
+    void armOptionArmsWhenATriggerAppearsAndLeavesTheStoredChoiceAlone() {
+        TestEnvironment environment;
+        PulseAudioServer sound;
+        QVERIFY2(sound.isRunning(), qPrintable(sound.problem()));
+        sound.becomeDefaultForThisProcess();
+        writeSettings(environment,
+                      "[General]\nvalidateFirstlaunch=false\narmAtLogin=false\n"
+                      "motionTriggerEnabled=false\naudioTriggerEnabled=true\n");
+        NelvoRun nelvo({"--headless", "--arm"});
+        QVERIFY(nelvo.startedOK());
+        QCOMPARE(nelvo.waitForLine(QStringLiteral("Devices: "), 20000),
+                 QStringLiteral("Devices: camera none, microphone none"));
+        QVERIFY(sound.loadNullSink(QStringLiteral("desk"), QStringLiteral("Desk")));
+        const QString arming = nelvo.waitForLine(QStringLiteral("State: arming"), 20000);
+        QVERIFY2(!arming.isEmpty(), qPrintable(nelvo.log()));
+        QCOMPARE(nelvo.waitForLine(QStringLiteral("Devices: "), 10000, 1),
+                 QStringLiteral("Devices: camera none, microphone Monitor of Desk"));
+        QTRY_VERIFY_WITH_TIMEOUT(
+            Defaults(environment.settingsFilePath()).date(SettingsKeys::armedRecordLastSeen),
+            10000);
+        nelvo.signal(SIGKILL);
+        QVERIFY(nelvo.waitForExit(5000));
+        const QSettings file(environment.settingsFilePath(), QSettings::IniFormat);
+        QCOMPARE(file.value(QStringLiteral("armAtLogin")).toString(), QStringLiteral("false"));
+    }
 
     // Armed at launch, the demo scene's crossing is recorded with its
     // pre-roll; quitting during the next crossing finishes that file first.
