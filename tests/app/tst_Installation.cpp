@@ -1,6 +1,10 @@
 #include "MovieProbe.h"
 #include "TestEnvironment.h"
 
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
+#include <QDBusMessage>
+#include <QDBusReply>
 #include <QDirIterator>
 #include <QElapsedTimer>
 #include <QFile>
@@ -50,6 +54,7 @@ const QStringList expectedFiles{
     "/bin/nelvo",
     "/lib/systemd/user/nelvo.service",
     "/share/applications/io.nelvo.Nelvo.desktop",
+    "/share/dbus-1/services/io.nelvo.Nelvo.service",
     "/share/doc/nelvo/changelog.gz",
     "/share/doc/nelvo/copyright",
     "/share/icons/hicolor/128x128/apps/io.nelvo.Nelvo.png",
@@ -108,6 +113,58 @@ private Q_SLOTS:
         const QSettings entry(desktop, QSettings::IniFormat);
         QCOMPARE(entry.value("Desktop Entry/Exec").toString(), QStringLiteral("nelvo"));
         QCOMPARE(entry.value("Desktop Entry/Icon").toString(), QStringLiteral("io.nelvo.Nelvo"));
+    }
+
+    void theBusActivationFileAgreesWithTheLauncherEntryAndTheBinary() {
+        const QSettings entry(prefix_.filePath("share/applications/io.nelvo.Nelvo.desktop"),
+                              QSettings::IniFormat);
+        QCOMPARE(entry.value("Desktop Entry/DBusActivatable").toString(), QStringLiteral("true"));
+        const QSettings service(prefix_.filePath("share/dbus-1/services/io.nelvo.Nelvo.service"),
+                                QSettings::IniFormat);
+        // A D-Bus activatable entry is named after the bus name it is started by.
+        QCOMPARE(service.value("D-BUS Service/Name").toString(), QStringLiteral("io.nelvo.Nelvo"));
+        QCOMPARE(service.value("D-BUS Service/Exec").toString(), prefix_.filePath("bin/nelvo"));
+    }
+
+    // A launcher starts Nelvo by calling it on the session bus: the bus finds
+    // the installed activation file, runs the installed binary, and Nelvo
+    // answers once it owns its name.
+    void theBusStartsTheInstalledNelvoWhenALauncherCallsIt() {
+        TestEnvironment environment;
+        QTemporaryDir busFolder;
+        QFile config(busFolder.filePath("session.conf"));
+        QVERIFY(config.open(QIODevice::WriteOnly));
+        // The desktop's own session bus set-up, with the tree's activation files.
+        config.write(QStringLiteral("<busconfig><include>/usr/share/dbus-1/session.conf</include>"
+                                    "<servicedir>%1</servicedir></busconfig>")
+                         .arg(prefix_.filePath("share/dbus-1/services"))
+                         .toUtf8());
+        config.close();
+        QProcess daemon;
+        daemon.start(QStringLiteral("dbus-daemon"),
+                     {"--config-file=" + config.fileName(), "--nofork", "--print-address"});
+        QVERIFY(daemon.waitForStarted());
+        QTRY_VERIFY_WITH_TIMEOUT(daemon.canReadLine(), 10000);
+        const QString address = QString::fromUtf8(daemon.readLine()).trimmed();
+        {
+            QDBusConnection bus = QDBusConnection::connectToBus(address, "activation");
+            QVERIFY(bus.isConnected());
+            QDBusMessage activate = QDBusMessage::createMethodCall(
+                "io.nelvo.Nelvo", "/io/nelvo/Nelvo", "org.freedesktop.Application", "Activate");
+            activate << QVariantMap();
+            const QDBusMessage reply = bus.call(activate, QDBus::Block, 30000);
+            QVERIFY2(reply.type() == QDBusMessage::ReplyMessage, qPrintable(reply.errorMessage()));
+            const QDBusReply<uint> pid = bus.interface()->servicePid("io.nelvo.Nelvo");
+            QVERIFY(pid.isValid());
+            QCOMPARE(QFileInfo(QStringLiteral("/proc/%1/exe").arg(pid.value())).symLinkTarget(),
+                     prefix_.filePath("bin/nelvo"));
+            ::kill(static_cast<pid_t>(pid.value()), SIGTERM);
+            QTRY_VERIFY_WITH_TIMEOUT(
+                !bus.interface()->isServiceRegistered("io.nelvo.Nelvo").value(), 20000);
+        }
+        QDBusConnection::disconnectFromBus("activation");
+        daemon.terminate();
+        QVERIFY(daemon.waitForFinished(5000));
     }
 
     void theSoftwareCentreMetadataIsValid() {
