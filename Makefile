@@ -4,7 +4,7 @@ ASAN_DIR ?= build-asan
 JOBS ?= $(shell nproc)
 CMAKE_FLAGS ?= -DCMAKE_BUILD_TYPE=RelWithDebInfo
 
-.PHONY: deps configure build run test bench asan format clean
+.PHONY: deps configure build run test bench asan package format clean
 
 deps:
 	@scripts/install-deps
@@ -24,6 +24,9 @@ test: build
 bench: build
 	@scripts/install-deps --bench
 	@scripts/run-benches $(BUILD_DIR)
+
+package: build
+	@cd $(BUILD_DIR) && cpack -G DEB
 
 asan: deps
 	@cmake -S . -B $(ASAN_DIR) -DCMAKE_BUILD_TYPE=Debug -DNELVO_SANITIZE=ON >/dev/null

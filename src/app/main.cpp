@@ -1,4 +1,5 @@
 #include "AppDelegate.h"
+#include "ApplicationService.h"
 #include "CameraFileCheck.h"
 #include "CommandLine.h"
 #include "GstHandle.h"
@@ -72,6 +73,18 @@ int main(int argc, char** argv) {
     if (!commandLine.headless() && hasDisplay()) {
         Log::line(QStringLiteral("The tray icon is not available yet; running headless"));
     }
+
+    // One Nelvo per user: a second launch shows the first and leaves.
+    ApplicationService service;
+    if (service.registerOnBus() == ApplicationService::Registration::alreadyRunning) {
+        ApplicationService::activateRunningInstance();
+        Log::line(QStringLiteral("Nelvo is already running"));
+        return 0;
+    }
+    QObject::connect(&service, &ApplicationService::activated, [] {
+        Log::line(
+            QStringLiteral("Nelvo is running without a window; its log is all there is to show"));
+    });
 
     AppDelegate delegate(commandLine.options());
     SignalQuit signals;

@@ -2,7 +2,9 @@
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QSaveFile>
+#include <QSettings>
 #include <QStandardPaths>
 #include <QTextStream>
 
@@ -74,6 +76,41 @@ std::optional<Error> XdgAutostartLoginItemService::registerItem() {
         return fileError(file.errorString());
     }
     return std::nullopt;
+}
+
+bool XdgAutostartLoginItemService::correctEntry() {
+    if (status() != Status::enabled) {
+        return false;
+    }
+    QFile file(entryPath());
+    if (!file.open(QIODevice::ReadOnly) || QString::fromUtf8(file.readAll()) == entryText()) {
+        return false;
+    }
+    file.close();
+    return !registerItem().has_value();
+}
+
+QString XdgAutostartLoginItemService::launcherProgram(const QString& runningBinary,
+                                                      QStringList dataFolders) {
+    if (dataFolders.isEmpty()) {
+        dataFolders = QStandardPaths::standardLocations(QStandardPaths::GenericDataLocation);
+    }
+    const QString running = QFileInfo(runningBinary).canonicalFilePath();
+    for (const QString& folder : dataFolders) {
+        const QSettings entry(folder + QStringLiteral("/applications/") + fileName,
+                              QSettings::IniFormat);
+        const QString program =
+            entry.value(QStringLiteral("Desktop Entry/Exec")).toString().section(u' ', 0, 0);
+        if (program.isEmpty()) {
+            continue;
+        }
+        const QString resolved =
+            QFileInfo(program).isAbsolute() ? program : QStandardPaths::findExecutable(program);
+        if (!resolved.isEmpty() && QFileInfo(resolved).canonicalFilePath() == running) {
+            return program;
+        }
+    }
+    return runningBinary;
 }
 
 std::optional<Error> XdgAutostartLoginItemService::unregisterItem() {

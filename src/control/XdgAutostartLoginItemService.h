@@ -26,6 +26,17 @@ public:
     // The entry's text, as registerItem() writes it.
     QString entryText() const;
 
+    // Rewrites a registered entry that no longer matches entryText(), for
+    // example one left by a run from a build folder once Nelvo is installed.
+    // True when it rewrote the entry.
+    bool correctEntry();
+
+    // The program an entry should start: the installed launcher entry's Exec
+    // program when that resolves to the running binary (so an upgrade or a
+    // move along PATH keeps working), else the running binary's own path.
+    // `dataFolders` empty: the XDG data folders.
+    static QString launcherProgram(const QString& runningBinary, QStringList dataFolders = {});
+
     // The options of a command line that a login launch must repeat.
     static QStringList argumentsThatMatter(const QStringList& commandLine);
     // One argument of an Exec line, quoted and escaped as desktop entries require.

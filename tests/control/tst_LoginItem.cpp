@@ -137,6 +137,54 @@ private Q_SLOTS:
         QVERIFY(!QFile::exists(service.entryPath()));
     }
 
+    // Installed, the entry starts Nelvo the way the launcher does, by the
+    // program name the installed launcher entry gives, so an upgrade or a move
+    // of the binary along PATH does not break it.
+    void theEntryOfAnInstalledNelvoStartsItLikeTheLauncher() {
+        const QString prefix = environment_.home() + QStringLiteral("/prefix");
+        QDir().mkpath(prefix + QStringLiteral("/bin"));
+        QDir().mkpath(prefix + QStringLiteral("/share/applications"));
+        const QString binary = prefix + QStringLiteral("/bin/nelvo");
+        QVERIFY(QFile::copy(QStringLiteral("/bin/true"), binary));
+        QFile launcher(prefix + QStringLiteral("/share/applications/io.nelvo.Nelvo.desktop"));
+        QVERIFY(launcher.open(QIODevice::WriteOnly));
+        launcher.write("[Desktop Entry]\nType=Application\nName=Nelvo\nExec=nelvo\n");
+        launcher.close();
+        const QByteArray path = qgetenv("PATH");
+        qputenv("PATH", (prefix + QStringLiteral("/bin:")).toUtf8() + path);
+        const QStringList data{prefix + QStringLiteral("/share")};
+
+        QCOMPARE(XdgAutostartLoginItemService::launcherProgram(binary, data),
+                 QStringLiteral("nelvo"));
+        // A build folder's binary is not the one the launcher starts.
+        const QString built = environment_.home() + QStringLiteral("/build/nelvo");
+        QDir().mkpath(environment_.home() + QStringLiteral("/build"));
+        QVERIFY(QFile::copy(QStringLiteral("/bin/true"), built));
+        QCOMPARE(XdgAutostartLoginItemService::launcherProgram(built, data), built);
+        // Without an installed launcher entry, the running binary's own path.
+        QCOMPARE(XdgAutostartLoginItemService::launcherProgram(binary, {environment_.home()}),
+                 binary);
+
+        // An entry left by a run from the build folder is corrected by the
+        // installed Nelvo, and one turned off is left alone.
+        XdgAutostartLoginItemService fromBuild(built, {QStringLiteral("--demo")});
+        QVERIFY(!fromBuild.registerItem());
+        XdgAutostartLoginItemService installed(
+            XdgAutostartLoginItemService::launcherProgram(binary, data),
+            {QStringLiteral("--demo")});
+        QVERIFY(installed.correctEntry());
+        QFile entry(installed.entryPath());
+        QVERIFY(entry.open(QIODevice::ReadOnly));
+        QVERIFY(
+            QString::fromUtf8(entry.readAll()).contains(QStringLiteral("\nExec=nelvo --demo\n")));
+        entry.close();
+        QVERIFY(!installed.correctEntry());  // already right
+        QVERIFY(!fromBuild.unregisterItem());
+        QVERIFY(!installed.correctEntry());  // none registered: nothing written
+        QVERIFY(!QFile::exists(installed.entryPath()));
+        qputenv("PATH", path);
+    }
+
     void execArgumentsAreQuoted() {
         QCOMPARE(XdgAutostartLoginItemService::execArgument(QStringLiteral("--demo")),
                  QStringLiteral("--demo"));
