@@ -1,5 +1,7 @@
 #include "AppDelegate.h"
 
+#include "XdgAutostartLoginItemService.h"
+
 #include "DemoCamera.h"
 #include "DemoMicrophone.h"
 #include "DesktopNotifications.h"
@@ -101,6 +103,7 @@ void AppDelegate::launch() {
     connect(sleepWatcher_.get(), &LogindSleepWatcher::didWake, &recordingManager_,
             &RecordingManager::didWake);
     watchSleepRisk();
+    correctLoginEntry();
 
     captureManager_ =
         std::make_unique<CaptureManager>(defaults_, clock_, controller_, makeDevices());
@@ -115,6 +118,19 @@ void AppDelegate::launch() {
     lastState_ = recordingManager_.armedState();
     Log::line(QStringLiteral("State: %1").arg(stateName(lastState_)));
     captureManager_->setUp();
+}
+
+// An entry that opens Nelvo at login but was written by another copy of it
+// (a build folder, a moved binary) is pointed at this one, the way the
+// launcher starts it.
+void AppDelegate::correctLoginEntry() {
+    const QString program =
+        XdgAutostartLoginItemService::launcherProgram(QCoreApplication::applicationFilePath());
+    XdgAutostartLoginItemService service(
+        program, XdgAutostartLoginItemService::argumentsThatMatter(QCoreApplication::arguments()));
+    if (service.correctEntry()) {
+        Log::line(QStringLiteral("Nelvo now opens at login as %1").arg(program));
+    }
 }
 
 // The recording manager has already run its device-change sequence (the

@@ -42,6 +42,7 @@ private:
     std::unique_ptr<CaptureDevices> makeDevices() const;
     void devicesConfigured();
     void watchSleepRisk();
+    void correctLoginEntry();
     void sleepRiskChanged();
     void stateChanged();
     void finishTermination();

@@ -82,11 +82,13 @@ bool XdgAutostartLoginItemService::correctEntry() {
     if (status() != Status::enabled) {
         return false;
     }
-    QFile file(entryPath());
-    if (!file.open(QIODevice::ReadOnly) || QString::fromUtf8(file.readAll()) == entryText()) {
+    const QSettings entry(entryPath(), QSettings::IniFormat);
+    const QString program =
+        entry.value(QStringLiteral("Desktop Entry/Exec")).toString().section(u' ', 0, 0);
+    // Only the program is corrected; the options the user launched with stay theirs.
+    if (program == execArgument(executable_)) {
         return false;
     }
-    file.close();
     return !registerItem().has_value();
 }
 

@@ -26,9 +26,9 @@ public:
     // The entry's text, as registerItem() writes it.
     QString entryText() const;
 
-    // Rewrites a registered entry that no longer matches entryText(), for
-    // example one left by a run from a build folder once Nelvo is installed.
-    // True when it rewrote the entry.
+    // Rewrites a registered entry that starts another program than this one,
+    // for example one left by a run from a build folder once Nelvo is
+    // installed. True when it rewrote the entry.
     bool correctEntry();
 
     // The program an entry should start: the installed launcher entry's Exec

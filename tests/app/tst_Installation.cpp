@@ -11,6 +11,7 @@
 #include <QProcess>
 #include <QRegularExpression>
 #include <QSettings>
+#include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
 #include <csignal>
@@ -211,8 +212,18 @@ private Q_SLOTS:
         settings.write("[General]\ntimeoutValueInSeconds=2\n");
         settings.close();
 
+        // Opening at login was turned on by a run from a build folder.
+        const QString autostart = environment.home() + "/.config/autostart/io.nelvo.Nelvo.desktop";
+        QDir().mkpath(QFileInfo(autostart).path());
+        QFile entry(autostart);
+        QVERIFY(entry.open(QIODevice::WriteOnly));
+        entry.write("[Desktop Entry]\nType=Application\nName=Nelvo\nExec=/tmp/gone/build/nelvo\n");
+        entry.close();
+
         QProcessEnvironment processEnvironment = QProcessEnvironment::systemEnvironment();
         processEnvironment.insert(QStringLiteral("XDG_DATA_DIRS"), prefix_.filePath("share"));
+        const QString path = prefix_.filePath("bin") + u':' + processEnvironment.value("PATH");
+        processEnvironment.insert(QStringLiteral("PATH"), path);
         QProcess nelvo;
         nelvo.setProcessChannelMode(QProcess::MergedChannels);
         nelvo.setProcessEnvironment(processEnvironment);
@@ -235,6 +246,14 @@ private Q_SLOTS:
         QCOMPARE(nelvo.exitCode(), 0);
         const QRegularExpressionMatch movie = finished.match(output);
         QVERIFY2(movie.hasMatch(), qPrintable(output));
+        // The installed Nelvo pointed the entry at itself, by the launcher's
+        // program name, which resolves to the installed binary.
+        const QSettings corrected(autostart, QSettings::IniFormat);
+        const QString exec = corrected.value("Desktop Entry/Exec").toString();
+        QCOMPARE(exec, QStringLiteral("nelvo"));
+        QCOMPARE(QStandardPaths::findExecutable(exec, path.split(u':')),
+                 prefix_.filePath("bin/nelvo"));
+
         const MovieProbe probe(movie.captured(1));
         QVERIFY2(probe.readable(), qPrintable(probe.errorText()));
         QCOMPARE(probe.codec(QStringLiteral("video")), QStringLiteral("h264"));

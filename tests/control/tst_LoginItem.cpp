@@ -179,6 +179,10 @@ private Q_SLOTS:
             QString::fromUtf8(entry.readAll()).contains(QStringLiteral("\nExec=nelvo --demo\n")));
         entry.close();
         QVERIFY(!installed.correctEntry());  // already right
+        // Another run's options do not count as a wrong entry.
+        XdgAutostartLoginItemService plain(
+            XdgAutostartLoginItemService::launcherProgram(binary, data), {});
+        QVERIFY(!plain.correctEntry());
         QVERIFY(!fromBuild.unregisterItem());
         QVERIFY(!installed.correctEntry());  // none registered: nothing written
         QVERIFY(!QFile::exists(installed.entryPath()));
