@@ -69,45 +69,46 @@ long residentKilobytes() {
 class tst_PipelineLifecycle : public QObject {
     Q_OBJECT
 
-    using Census = std::map<QString, int>;  // live objects by type
-
-    // Live GStreamer objects and mini objects, from the leaks tracer.
-    Census census() {
-        GstStructure* info = nullptr;
-        g_signal_emit_by_name(tracer_, "get-live-objects", &info);
-        const GstStructureHandle owned(info);
-        Census counts;
-        const GValue* list = info ? gst_structure_get_value(info, "live-objects-list") : nullptr;
-        for (guint i = 0; list && i < gst_value_list_get_size(list); ++i) {
-            const GstStructure* entry = gst_value_get_structure(gst_value_list_get_value(list, i));
-            const GValue* object = gst_structure_get_value(entry, "object");
-            const char* type = !object ? "?"
-                               : G_VALUE_HOLDS_OBJECT(object) && g_value_get_object(object)
-                                   ? G_OBJECT_TYPE_NAME(g_value_get_object(object))
-                                   : G_VALUE_TYPE_NAME(object);
-            ++counts[QString::fromUtf8(type)];
-        }
-        return counts;
-    }
-
-    static int total(const Census& census) {
-        int sum = 0;
-        for (const auto& [type, count] : census) {
-            sum += count;
-        }
-        return sum;
-    }
-
-    static QString growth(const Census& before, const Census& after) {
-        QStringList lines;
-        for (const auto& [type, count] : after) {
-            const auto found = before.find(type);
-            const int was = found == before.end() ? 0 : found->second;
-            if (count > was) {
-                lines << QStringLiteral("%1 +%2").arg(type).arg(count - was);
+    // GStreamer objects and mini objects made and let go since the tracer
+    // started tracking, by type, from the leaks tracer. Only type names are
+    // read: the objects themselves are not touched.
+    struct Activity {
+        std::map<QString, int> alive;  // made minus let go, by type
+        int growth() const {
+            int sum = 0;
+            for (const auto& [type, count] : alive) {
+                sum += count;
             }
+            return sum;
         }
-        return lines.join(QStringLiteral(", "));
+        QString grownText() const {
+            QStringList parts;
+            for (const auto& [type, count] : alive) {
+                if (count > 0) {
+                    parts << QStringLiteral("%1 %2").arg(count).arg(type);
+                }
+            }
+            return parts.join(QStringLiteral(", "));
+        }
+    };
+
+    Activity checkpoint() {
+        GstStructure* info = nullptr;
+        g_signal_emit_by_name(tracer_, "activity-get-checkpoint", &info);
+        const GstStructureHandle owned(info);
+        Activity activity;
+        auto count = [&](const char* field, int step) {
+            const GValue* list = info ? gst_structure_get_value(info, field) : nullptr;
+            for (guint i = 0; list && i < gst_value_list_get_size(list); ++i) {
+                const GstStructure* entry =
+                    gst_value_get_structure(gst_value_list_get_value(list, i));
+                const gchar* type = gst_structure_get_string(entry, "type-name");
+                activity.alive[QString::fromUtf8(type ? type : "?")] += step;
+            }
+        };
+        count("objects-created-list", 1);
+        count("objects-removed-list", -1);
+        return activity;
     }
 
     // One round: a pipeline made and configured from scratch with its own
@@ -156,6 +157,11 @@ class tst_PipelineLifecycle : public QObject {
         }
     }
 
+public:
+    // A hundred rounds take minutes in a sanitizer build on a loaded machine:
+    // more than Qt Test's default of 5 minutes a function.
+    tst_PipelineLifecycle() { qputenv("QTEST_FUNCTION_TIMEOUT", "900000"); }
+
 private Q_SLOTS:
     void initTestCase() {
         // The tracer is chosen when GStreamer starts, so before anything uses it.
@@ -191,7 +197,7 @@ private Q_SLOTS:
                 return;
             }
         }
-        const Census before = census();
+        g_signal_emit_by_name(tracer_, "activity-start-tracking");
         const long residentBefore = residentKilobytes();
         for (int i = warmUp; i < rounds; ++i) {
             round(i);
@@ -199,17 +205,20 @@ private Q_SLOTS:
                 return;
             }
         }
-        const Census after = census();
+        const Activity activity = checkpoint();
+        g_signal_emit_by_name(tracer_, "activity-stop-tracking");
         const long residentAfter = residentKilobytes();
-        qInfo(
-            "Live GStreamer objects: %d after %d rounds, %d after %d; resident memory %ld kB, "
-            "then %ld kB",
-            total(before), warmUp, total(after), rounds, residentBefore, residentAfter);
-        QVERIFY2(total(after) <= total(before), qPrintable(growth(before, after)));
+        qInfo("Rounds %d to %d: %d GStreamer objects more; resident memory %ld kB, then %ld kB",
+              warmUp, rounds, activity.growth(), residentBefore, residentAfter);
+        QVERIFY2(activity.growth() <= 0, qPrintable(activity.grownText()));
+#ifndef __SANITIZE_ADDRESS__
         // Less than 20 kB a round: one recording's leaked bus messages, or
-        // one encoder left alive, would be far more.
+        // one encoder left alive, would be far more. (The address sanitizer
+        // keeps every allocation's stack and holds freed memory back, so
+        // there the resident size grows anyway; its leak check stands in.)
         QVERIFY2(residentAfter - residentBefore < 20 * (rounds - warmUp),
                  qPrintable(QStringLiteral("%1 kB more").arg(residentAfter - residentBefore)));
+#endif
     }
 
 private:
