@@ -17,8 +17,8 @@ namespace {
 
 constexpr double noLevel = std::numeric_limits<double>::quiet_NaN();
 
-GstElement* make(const char* factory, const char* name = nullptr) {
-    return gst_element_factory_make(factory, name);
+GstHandle<GstElement> make(const char* factory, const char* name = nullptr) {
+    return GstHandle<GstElement>::sink(gst_element_factory_make(factory, name));
 }
 
 bool sameSize(GstCaps* a, GstCaps* b) {
@@ -64,16 +64,13 @@ Error errorFrom(const GError* error, const gchar* debug) {
 
 // The error a bus message carries, in Nelvo's terms.
 std::optional<Error> errorOf(GstMessage* message) {
-    GError* error = nullptr;
-    gchar* debug = nullptr;
-    gst_message_parse_error(message, &error, &debug);
-    std::optional<Error> result;
-    if (error) {
-        result = errorFrom(error, debug);
+    GErrorHandle error;
+    GCharHandle debug;
+    gst_message_parse_error(message, Gst::out(error), Gst::out(debug));
+    if (!error) {
+        return std::nullopt;
     }
-    g_clear_error(&error);
-    g_free(debug);
-    return result;
+    return errorFrom(error.get(), debug.get());
 }
 
 // Opens a source (READY). When it cannot be opened because the system
@@ -135,7 +132,7 @@ bool CameraPipeline::configure() {
     tearDownSession();
     // Pick the encoder now, off the capture threads: probing hardware blocks.
     VideoEncoder::bestEncoderName();
-    session_ = GstHandle<GstElement>::ref(gst_pipeline_new("CaptureSession"));
+    session_ = GstHandle<GstElement>::sink(gst_pipeline_new("CaptureSession"));
     GstBin* session = GST_BIN(session_.get());
     auto bus = GstHandle<GstBus>::adopt(gst_element_get_bus(session_.get()));
     gst_bus_set_sync_handler(bus.get(), &CameraPipeline::onBusMessage, this, nullptr);
@@ -187,16 +184,16 @@ bool CameraPipeline::addVideo(GstBin* session) {
         return false;
     }
     auto caps = GstHandle<GstCaps>::adopt(gst_caps_from_string("video/x-raw,format=I420"));
-    g_object_set(branch.format, "caps", caps.get(), nullptr);
+    g_object_set(branch.format.get(), "caps", caps.get(), nullptr);
     // A live camera's frames that wait too long are dropped, and counted.
-    g_object_set(branch.queue, "max-size-buffers", 3u, "max-size-bytes", 0u, "max-size-time",
+    g_object_set(branch.queue.get(), "max-size-buffers", 3u, "max-size-bytes", 0u, "max-size-time",
                  guint64(0), nullptr);
     if (camera_->isLive()) {
-        gst_util_set_object_arg(G_OBJECT(branch.queue), "leaky", "downstream");
-        g_signal_connect(branch.queue, "overrun", G_CALLBACK(&CameraPipeline::onVideoDropped),
+        gst_util_set_object_arg(G_OBJECT(branch.queue.get()), "leaky", "downstream");
+        g_signal_connect(branch.queue.get(), "overrun", G_CALLBACK(&CameraPipeline::onVideoDropped),
                          this);
     }
-    g_object_set(branch.sink, "sync", FALSE, "enable-last-sample", FALSE, nullptr);
+    g_object_set(branch.sink.get(), "sync", FALSE, "enable-last-sample", FALSE, nullptr);
     static const GstAppSinkCallbacks callbacks = [] {
         GstAppSinkCallbacks result{};
         result.new_sample = &CameraPipeline::onVideoSample;
@@ -220,13 +217,13 @@ bool CameraPipeline::addAudio(GstBin* session) {
     }
     auto caps = GstHandle<GstCaps>::adopt(
         gst_caps_from_string("audio/x-raw,format=S16LE,layout=interleaved"));
-    g_object_set(branch.format, "caps", caps.get(), nullptr);
-    g_object_set(branch.queue, "max-size-buffers", 0u, "max-size-bytes", 0u, "max-size-time",
+    g_object_set(branch.format.get(), "caps", caps.get(), nullptr);
+    g_object_set(branch.queue.get(), "max-size-buffers", 0u, "max-size-bytes", 0u, "max-size-time",
                  guint64(GST_SECOND), nullptr);
     if (microphone_->isLive()) {
-        gst_util_set_object_arg(G_OBJECT(branch.queue), "leaky", "downstream");
+        gst_util_set_object_arg(G_OBJECT(branch.queue.get()), "leaky", "downstream");
     }
-    g_object_set(branch.sink, "sync", FALSE, "enable-last-sample", FALSE, nullptr);
+    g_object_set(branch.sink.get(), "sync", FALSE, "enable-last-sample", FALSE, nullptr);
     static const GstAppSinkCallbacks callbacks = [] {
         GstAppSinkCallbacks result{};
         result.new_sample = &CameraPipeline::onAudioSample;
@@ -242,19 +239,22 @@ bool CameraPipeline::addAudio(GstBin* session) {
 bool CameraPipeline::attach(GstBin* session, const GstHandle<GstElement>& source,
                             const Branch& branch, const GstAppSinkCallbacks& callbacks,
                             const QString& failureLine) {
-    gst_app_sink_set_callbacks(GST_APP_SINK(branch.sink),
+    gst_app_sink_set_callbacks(GST_APP_SINK(branch.sink.get()),
                                const_cast<GstAppSinkCallbacks*>(&callbacks), this, nullptr);
-    gst_bin_add_many(session, GST_ELEMENT(gst_object_ref(source.get())), branch.convert,
-                     branch.format, branch.queue, branch.sink, nullptr);
-    if (!gst_element_link_many(branch.convert, branch.format, branch.queue, branch.sink, nullptr)) {
+    GstElement* const elements[] = {source.get(), branch.convert.get(), branch.format.get(),
+                                    branch.queue.get(), branch.sink.get()};
+    // The session takes its own reference of each; the handles keep theirs.
+    for (GstElement* element : elements) {
+        gst_bin_add(session, element);
+    }
+    if (!gst_element_link_many(elements[1], elements[2], elements[3], elements[4], nullptr)) {
         Log::line(failureLine);
         tearDownSession();
         return false;
     }
-    if (!gst_element_link(source.get(), branch.convert)) {
+    if (!gst_element_link(source.get(), branch.convert.get())) {
         gst_element_set_state(source.get(), GST_STATE_NULL);
-        for (GstElement* element :
-             {source.get(), branch.convert, branch.format, branch.queue, branch.sink}) {
+        for (GstElement* element : elements) {
             gst_bin_remove(session, element);
         }
         return false;

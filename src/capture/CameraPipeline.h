@@ -73,12 +73,13 @@ private:
     static void onVideoDropped(GstElement* queue, gpointer self);
     static GstBusSyncReply onBusMessage(GstBus* bus, GstMessage* message, gpointer self);
 
-    // The elements between a device and its appsink, owned by the session.
+    // The elements between a device and its appsink; the session holds its
+    // own references once they are added.
     struct Branch {
-        GstElement* convert;
-        GstElement* format;
-        GstElement* queue;
-        GstElement* sink;
+        GstHandle<GstElement> convert;
+        GstHandle<GstElement> format;
+        GstHandle<GstElement> queue;
+        GstHandle<GstElement> sink;
     };
 
     bool addVideo(GstBin* session);

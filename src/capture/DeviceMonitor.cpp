@@ -10,10 +10,8 @@
 
 namespace {
 
-using Properties = std::unique_ptr<GstStructure, decltype(&gst_structure_free)>;
-
-Properties propertiesOf(GstDevice* device) {
-    return Properties(gst_device_get_properties(device), &gst_structure_free);
+GstStructureHandle propertiesOf(GstDevice* device) {
+    return GstStructureHandle(gst_device_get_properties(device));
 }
 
 QString stringProperty(const GstStructure* properties, const char* name) {
@@ -108,6 +106,8 @@ GstBusSyncReply DeviceMonitor::onBusMessage(GstBus*, GstMessage* message, gpoint
         default:
             break;
     }
+    // A handler that drops a message owns it.
+    gst_message_unref(message);
     return GST_BUS_DROP;
 }
 
@@ -122,24 +122,21 @@ void DeviceMonitor::handle(GstMessage* message) {
     switch (GST_MESSAGE_TYPE(message)) {
         case GST_MESSAGE_DEVICE_ADDED:
             gst_message_parse_device_added(message, &device);
-            add(device, true);
+            add(GstHandle<GstDevice>::adopt(device).get(), true);
             break;
         case GST_MESSAGE_DEVICE_REMOVED:
             gst_message_parse_device_removed(message, &device);
-            remove(device);
+            remove(GstHandle<GstDevice>::adopt(device).get());
             break;
-        case GST_MESSAGE_DEVICE_CHANGED:
+        case GST_MESSAGE_DEVICE_CHANGED: {
             gst_message_parse_device_changed(message, &device, &old);
-            changed(device, old);
+            const auto owned = GstHandle<GstDevice>::adopt(device);
+            const auto replaced = GstHandle<GstDevice>::adopt(old);
+            changed(owned.get(), replaced.get());
             break;
+        }
         default:
             break;
-    }
-    if (device) {
-        gst_object_unref(device);
-    }
-    if (old) {
-        gst_object_unref(old);
     }
 }
 
@@ -155,7 +152,7 @@ std::optional<DeviceKind> DeviceMonitor::kindOf(GstDevice* device) {
 
 bool DeviceMonitor::isDefault(GstDevice* device) {
     if (!g_object_class_find_property(G_OBJECT_GET_CLASS(device), "is-default")) {
-        const Properties properties = propertiesOf(device);
+        const GstStructureHandle properties = propertiesOf(device);
         gboolean value = FALSE;
         return properties && gst_structure_get_boolean(properties.get(), "is-default", &value) &&
                value;
@@ -166,13 +163,12 @@ bool DeviceMonitor::isDefault(GstDevice* device) {
 }
 
 QString DeviceMonitor::uniqueIDFor(GstDevice* device) {
-    const Properties properties = propertiesOf(device);
+    const GstStructureHandle properties = propertiesOf(device);
     const GstStructure* props = properties.get();
     if (g_object_class_find_property(G_OBJECT_GET_CLASS(device), "internal-name")) {
-        gchar* name = nullptr;
-        g_object_get(device, "internal-name", &name, nullptr);
-        const QString id = QString::fromUtf8(name);
-        g_free(name);
+        GCharHandle name;
+        g_object_get(device, "internal-name", static_cast<gchar**>(Gst::out(name)), nullptr);
+        const QString id = QString::fromUtf8(name.get());
         if (!id.isEmpty()) {
             return id;  // the sound server's source name
         }
@@ -189,10 +185,8 @@ QString DeviceMonitor::uniqueIDFor(GstDevice* device) {
             return name;
         }
     }
-    gchar* display = gst_device_get_display_name(device);
-    const QString name = QString::fromUtf8(display);
-    g_free(display);
-    return name;
+    const GCharHandle display(gst_device_get_display_name(device));
+    return QString::fromUtf8(display.get());
 }
 
 void DeviceMonitor::add(GstDevice* device, bool announce) {

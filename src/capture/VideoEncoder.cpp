@@ -37,11 +37,10 @@ bool starts(const QString& factory) {
                                     "videotestsrc num-buffers=5 ! video/x-raw,width=320,height=240,"
                                     "framerate=30/1 ! videoconvert ! %1 ! h264parse ! fakesink")
                                     .arg(factory);
-    GError* error = nullptr;
-    auto pipeline =
-        GstHandle<GstElement>::adopt(gst_parse_launch(description.toUtf8().constData(), &error));
+    GErrorHandle error;
+    auto pipeline = GstHandle<GstElement>::sink(
+        gst_parse_launch(description.toUtf8().constData(), Gst::out(error)));
     if (error) {
-        g_error_free(error);
         return false;
     }
     if (gst_element_set_state(pipeline.get(), GST_STATE_PLAYING) == GST_STATE_CHANGE_FAILURE) {
@@ -177,8 +176,8 @@ VideoEncoder::~VideoEncoder() {
 
 bool VideoEncoder::build(GstCaps* frameCaps) {
     encoderName_ = bestEncoderName();
-    pipeline_ = GstHandle<GstElement>::ref(gst_pipeline_new("VideoEncoder"));
-    source_ = GstHandle<GstElement>::ref(gst_element_factory_make("appsrc", nullptr));
+    pipeline_ = GstHandle<GstElement>::sink(gst_pipeline_new("VideoEncoder"));
+    source_ = GstHandle<GstElement>::sink(gst_element_factory_make("appsrc", nullptr));
     GstElement* convert =
         encoderName_ == x264 ? nullptr : gst_element_factory_make("videoconvert", nullptr);
     GstElement* encoder = gst_element_factory_make(encoderName_.toUtf8().constData(), nullptr);
@@ -213,8 +212,7 @@ bool VideoEncoder::build(GstCaps* frameCaps) {
                       &VideoEncoder::toCaptureTimes, this, nullptr);
 
     GstBin* bin = GST_BIN(pipeline_.get());
-    gst_bin_add_many(bin, GST_ELEMENT(gst_object_ref(source_.get())), encoder, profile, parse,
-                     format, output, nullptr);
+    gst_bin_add_many(bin, source_.get(), encoder, profile, parse, format, output, nullptr);
     bool linked;
     if (convert) {
         gst_bin_add(bin, convert);
@@ -305,11 +303,10 @@ GstFlowReturn VideoEncoder::onEncoded(GstElement* appsink, gpointer self) {
 
 GstBusSyncReply VideoEncoder::onBusMessage(GstBus*, GstMessage* message, gpointer self) {
     if (GST_MESSAGE_TYPE(message) == GST_MESSAGE_ERROR) {
-        GError* error = nullptr;
-        gst_message_parse_error(message, &error, nullptr);
+        GErrorHandle error;
+        gst_message_parse_error(message, Gst::out(error), nullptr);
         static_cast<VideoEncoder*>(self)->fail(
             QString::fromUtf8(error ? error->message : "unknown"));
-        g_clear_error(&error);
     }
     gst_message_unref(message);
     return GST_BUS_DROP;

@@ -10,53 +10,64 @@ bool laterFirst(const auto& a, const auto& b) {
 }
 }  // namespace
 
-SerialQueue::SerialQueue(std::string label) : label_(std::move(label)), ring_(16) {
-    thread_ = std::thread([this] { run(); });
-    // Thread names show in debuggers and `top -H`; the kernel keeps 15 characters.
+SerialQueue::SerialQueue(std::string label)
+    : label_(std::move(label)), state_(std::make_shared<State>()) {
+    // The thread holds the state, not the queue: it may outlive the queue.
+    thread_ = std::thread([state = state_] {
+        std::unique_lock lock(state->mutex);
+        state->runUntilStopped(lock);
+    });
+    // Thread names show in debuggers and `top -H`; the kernel keeps 15
+    // characters.
     pthread_setname_np(thread_.native_handle(), label_.substr(0, 15).c_str());
 }
 
 SerialQueue::~SerialQueue() {
-    {
-        std::lock_guard lock(mutex_);
-        stopping_ = true;
-    }
-    wake_.notify_one();
-    if (thread_.get_id() == std::this_thread::get_id()) {
-        thread_.detach();
-    } else {
+    std::unique_lock lock(state_->mutex);
+    state_->stopping = true;
+    if (!isCurrent()) {
+        lock.unlock();
+        state_->wake.notify_one();
         thread_.join();
+        return;
     }
+    // Destroyed by work running on this queue: what is enqueued runs now,
+    // before the owner goes, and the thread finishes the work that destroyed
+    // the queue, finds nothing left and ends on its own.
+    state_->runUntilStopped(lock);
+    lock.unlock();
+    thread_.detach();
 }
 
-void SerialQueue::push(Task task) {
-    if (count_ == ring_.size()) {
-        std::vector<Task> grown(ring_.size() * 2);
-        for (std::size_t i = 0; i < count_; ++i) {
-            grown[i] = std::move(ring_[(head_ + i) % ring_.size()]);
+void SerialQueue::State::push(Task task) {
+    if (count == ring.size()) {
+        std::vector<Task> grown(ring.size() * 2);
+        for (std::size_t i = 0; i < count; ++i) {
+            grown[i] = std::move(ring[(head + i) % ring.size()]);
         }
-        ring_ = std::move(grown);
-        head_ = 0;
+        ring = std::move(grown);
+        head = 0;
     }
-    ring_[(head_ + count_) % ring_.size()] = std::move(task);
-    ++count_;
+    ring[(head + count) % ring.size()] = std::move(task);
+    ++count;
 }
 
 void SerialQueue::async(Task task) {
     {
-        std::lock_guard lock(mutex_);
-        push(std::move(task));
+        std::lock_guard lock(state_->mutex);
+        state_->push(std::move(task));
     }
-    wake_.notify_one();
+    state_->wake.notify_one();
 }
 
 void SerialQueue::asyncAfter(std::chrono::milliseconds delay, Task task) {
     {
-        std::lock_guard lock(mutex_);
-        delayed_.push_back({Clock::now() + delay, nextOrder_++, std::move(task)});
-        std::push_heap(delayed_.begin(), delayed_.end(), laterFirst<Delayed, Delayed>);
+        std::lock_guard lock(state_->mutex);
+        state_->delayed.push_back({Clock::now() + delay, state_->nextOrder++, std::move(task)});
+        std::push_heap(state_->delayed.begin(), state_->delayed.end(),
+                       laterFirst<Delayed, Delayed>);
     }
-    wake_.notify_one();
+    state_->wake.notify_one();
 }
 
 void SerialQueue::sync(const std::function<void()>& work) {
@@ -78,39 +89,44 @@ bool SerialQueue::isCurrent() const {
 
 // Moves delayed work that has come due to the ready ring, then takes the
 // first ready item. Waits when nothing is ready; returns false to stop.
-bool SerialQueue::popReady(Task& out, std::unique_lock<std::mutex>& lock) {
+bool SerialQueue::State::popReady(Task& out, std::unique_lock<std::mutex>& lock) {
     for (;;) {
         const auto now = Clock::now();
-        while (!delayed_.empty() && delayed_.front().due <= now && !stopping_) {
-            std::pop_heap(delayed_.begin(), delayed_.end(), laterFirst<Delayed, Delayed>);
-            push(std::move(delayed_.back().task));
-            delayed_.pop_back();
+        while (!delayed.empty() && delayed.front().due <= now && !stopping) {
+            std::pop_heap(delayed.begin(), delayed.end(), laterFirst<Delayed, Delayed>);
+            push(std::move(delayed.back().task));
+            delayed.pop_back();
         }
-        if (count_ > 0) {
-            out = std::move(ring_[head_]);
-            head_ = (head_ + 1) % ring_.size();
-            --count_;
+        if (count > 0) {
+            out = std::move(ring[head]);
+            head = (head + 1) % ring.size();
+            --count;
             return true;
         }
-        if (stopping_) {
+        if (stopping) {
             return false;
         }
-        if (delayed_.empty()) {
-            wake_.wait(lock);
+        if (delayed.empty()) {
+            wake.wait(lock);
         } else {
-            wake_.wait_until(lock, delayed_.front().due);
+            wake.wait_until(lock, delayed.front().due);
         }
     }
 }
 
-void SerialQueue::run() {
+// Runs ready work until the queue stops and nothing is left, then drops the
+// delayed work (outside the lock: what it holds may enqueue as it goes).
+void SerialQueue::State::runUntilStopped(std::unique_lock<std::mutex>& lock) {
     Task task;
-    std::unique_lock lock(mutex_);
     while (popReady(task, lock)) {
         lock.unlock();
         task();
         task.reset();
         lock.lock();
     }
-    delayed_.clear();
+    std::vector<Delayed> dropped = std::move(delayed);
+    delayed.clear();
+    lock.unlock();
+    dropped.clear();
+    lock.lock();
 }

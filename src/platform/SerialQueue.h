@@ -6,6 +6,7 @@
 #include <condition_variable>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -16,7 +17,9 @@
 // and everyone else only enqueues work on it.
 //
 // Destruction is orderly: work already enqueued for now still runs, delayed
-// work that is not yet due is dropped, then the thread is joined.
+// work that is not yet due is dropped, then the thread ends. A queue may be
+// destroyed by work running on it: the queued work then runs inside the
+// destruction, and the thread ends by itself once that work returns.
 class SerialQueue {
 public:
     using Clock = std::chrono::steady_clock;
@@ -52,18 +55,24 @@ private:
         Task task;
     };
 
-    void run();
-    void push(Task task);
-    bool popReady(Task& out, std::unique_lock<std::mutex>& lock);
+    // What the thread works on. The queue and its thread share it, so that a
+    // thread whose queue was destroyed under it still finds it.
+    struct State {
+        std::mutex mutex;
+        std::condition_variable wake;
+        std::vector<Task> ring = std::vector<Task>(16);  // circular, grows by doubling
+        std::size_t head = 0;
+        std::size_t count = 0;
+        std::vector<Delayed> delayed;  // min-heap on (due, order)
+        std::uint64_t nextOrder = 0;
+        bool stopping = false;
+
+        void push(Task task);
+        bool popReady(Task& out, std::unique_lock<std::mutex>& lock);
+        void runUntilStopped(std::unique_lock<std::mutex>& lock);
+    };
 
     const std::string label_;
-    mutable std::mutex mutex_;
-    std::condition_variable wake_;
-    std::vector<Task> ring_;  // circular buffer, grows by doubling, never shrinks
-    std::size_t head_ = 0;
-    std::size_t count_ = 0;
-    std::vector<Delayed> delayed_;  // min-heap on (due, order)
-    std::uint64_t nextOrder_ = 0;
-    bool stopping_ = false;
+    const std::shared_ptr<State> state_;
     std::thread thread_;
 };

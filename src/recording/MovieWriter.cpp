@@ -25,8 +25,8 @@ struct BusRelay {
     SerialQueue* queue;
 };
 
-GstElement* make(const char* factory) {
-    return gst_element_factory_make(factory, nullptr);
+GstHandle<GstElement> make(const char* factory) {
+    return GstHandle<GstElement>::sink(gst_element_factory_make(factory, nullptr));
 }
 
 Error creationError(const QString& description, std::optional<Error> cause = std::nullopt) {
@@ -79,34 +79,37 @@ bool MovieWriter::begin(GstCaps* videoCaps, GstCaps* audioCaps, Error* failure) 
 }
 
 bool MovieWriter::buildPipeline(GstCaps* videoCaps, GstCaps* audioCaps, Error* failure) {
-    pipeline_ = GstHandle<GstElement>::adopt(
-        GST_ELEMENT(gst_object_ref_sink(gst_pipeline_new("movie-writer"))));
-    GstElement* mux = make("qtmux");
-    GstElement* sink = make("fdsink");
+    pipeline_ = GstHandle<GstElement>::sink(gst_pipeline_new("movie-writer"));
+    GstBin* bin = GST_BIN(pipeline_.get());
+    // Elements are held until the end: one that is never added to the
+    // pipeline is released with its handle, the others go with the pipeline.
+    const GstHandle<GstElement> mux = make("qtmux");
+    const GstHandle<GstElement> sink = make("fdsink");
     if (!mux || !sink) {
         *failure = creationError(QStringLiteral("The QuickTime muxer or file sink is missing"));
         return false;
     }
-    // A fragment every 2 s keeps a movie cut short readable up to its last fragment.
-    g_object_set(mux, "fragment-duration", guint(fragmentMilliseconds), nullptr);
-    g_object_set(sink, "fd", fd_, "sync", FALSE, "async", FALSE, nullptr);
-    gst_bin_add_many(GST_BIN(pipeline_.get()), mux, sink, nullptr);
-    gst_element_link(mux, sink);
+    // A fragment every 2 s keeps a movie cut short readable up to its last
+    // fragment.
+    g_object_set(mux.get(), "fragment-duration", guint(fragmentMilliseconds), nullptr);
+    g_object_set(sink.get(), "fd", fd_, "sync", FALSE, "async", FALSE, nullptr);
+    gst_bin_add_many(bin, mux.get(), sink.get(), nullptr);
+    gst_element_link(mux.get(), sink.get());
 
     auto makeSource = [&](GstCaps* caps, guint64 maxBytes) {
-        GstElement* src = make("appsrc");
-        g_object_set(src, "caps", caps, "format", GST_FORMAT_TIME, "max-bytes", maxBytes, "block",
-                     FALSE, "emit-signals", FALSE, nullptr);
-        gst_bin_add(GST_BIN(pipeline_.get()), src);
+        GstHandle<GstElement> src = make("appsrc");
+        g_object_set(src.get(), "caps", caps, "format", GST_FORMAT_TIME, "max-bytes", maxBytes,
+                     "block", FALSE, "emit-signals", FALSE, nullptr);
+        gst_bin_add(bin, src.get());
         return src;
     };
     if (videoCaps) {
-        GstElement* src = makeSource(videoCaps, videoQueueBytes);
-        if (!gst_element_link_pads(src, "src", mux, "video_%u")) {
+        GstHandle<GstElement> src = makeSource(videoCaps, videoQueueBytes);
+        if (!gst_element_link_pads(src.get(), "src", mux.get(), "video_%u")) {
             *failure = creationError(QStringLiteral("The muxer refused the video format"));
             return false;
         }
-        videoSrc_ = GstHandle<GstElement>::ref(src);
+        videoSrc_ = std::move(src);
         videoCaps_ = GstHandle<GstCaps>::ref(videoCaps);
     }
     if (audioCaps) {
@@ -115,11 +118,11 @@ bool MovieWriter::buildPipeline(GstCaps* videoCaps, GstCaps* audioCaps, Error* f
         int channels = 0;
         if (format && gst_structure_get_int(format, "rate", &rate) && rate > 0) {
             gst_structure_get_int(format, "channels", &channels);
-            GstElement* src = makeSource(audioCaps, audioQueueBytes);
-            GstElement* convert = make("audioconvert");
-            GstElement* filter = make("capsfilter");
-            GstElement* encoder = make("avenc_aac");
-            GstElement* parse = make("aacparse");
+            GstHandle<GstElement> src = makeSource(audioCaps, audioQueueBytes);
+            const GstHandle<GstElement> convert = make("audioconvert");
+            const GstHandle<GstElement> filter = make("capsfilter");
+            const GstHandle<GstElement> encoder = make("avenc_aac");
+            const GstHandle<GstElement> parse = make("aacparse");
             if (!convert || !filter || !encoder || !parse) {
                 *failure = creationError(QStringLiteral("The AAC encoder is missing"));
                 return false;
@@ -127,15 +130,16 @@ bool MovieWriter::buildPipeline(GstCaps* videoCaps, GstCaps* audioCaps, Error* f
             GstHandle<GstCaps> target = GstHandle<GstCaps>::adopt(
                 gst_caps_new_simple("audio/x-raw", "rate", G_TYPE_INT, rate, "channels", G_TYPE_INT,
                                     channels < 2 ? 1 : 2, nullptr));
-            g_object_set(filter, "caps", target.get(), nullptr);
-            g_object_set(encoder, "bitrate", aacBitRate, nullptr);
-            gst_bin_add_many(GST_BIN(pipeline_.get()), convert, filter, encoder, parse, nullptr);
-            if (!gst_element_link_many(src, convert, filter, encoder, parse, nullptr) ||
-                !gst_element_link_pads(parse, "src", mux, "audio_%u")) {
+            g_object_set(filter.get(), "caps", target.get(), nullptr);
+            g_object_set(encoder.get(), "bitrate", aacBitRate, nullptr);
+            gst_bin_add_many(bin, convert.get(), filter.get(), encoder.get(), parse.get(), nullptr);
+            if (!gst_element_link_many(src.get(), convert.get(), filter.get(), encoder.get(),
+                                       parse.get(), nullptr) ||
+                !gst_element_link_pads(parse.get(), "src", mux.get(), "audio_%u")) {
                 *failure = creationError(QStringLiteral("The muxer refused the audio format"));
                 return false;
             }
-            audioSrc_ = GstHandle<GstElement>::ref(src);
+            audioSrc_ = std::move(src);
             audioCaps_ = GstHandle<GstCaps>::ref(audioCaps);
         }
     }
@@ -162,6 +166,8 @@ GstBusSyncReply MovieWriter::onBusMessage(GstBus*, GstMessage* message, gpointer
             }
         });
     }
+    // A handler that drops a message owns it.
+    gst_message_unref(message);
     return GST_BUS_DROP;
 }
 
@@ -170,13 +176,11 @@ void MovieWriter::handleMessage(GstMessage* message) {
         return;
     }
     if (GST_MESSAGE_TYPE(message) == GST_MESSAGE_ERROR) {
-        GError* gerror = nullptr;
-        gchar* debug = nullptr;
-        gst_message_parse_error(message, &gerror, &debug);
-        error_ = errorFrom(gerror, QString::fromUtf8(debug));
+        GErrorHandle gerror;
+        GCharHandle debug;
+        gst_message_parse_error(message, Gst::out(gerror), Gst::out(debug));
+        error_ = errorFrom(gerror.get(), QString::fromUtf8(debug.get()));
         Log::line(QStringLiteral("The movie writer failed: %1").arg(error_->description));
-        g_clear_error(&gerror);
-        g_free(debug);
         status_ = Status::failed;
     } else if (completion_) {
         status_ = Status::completed;
@@ -185,6 +189,13 @@ void MovieWriter::handleMessage(GstMessage* message) {
     }
     if (completion_) {
         complete();
+        return;
+    }
+    // Failed while being written: what is queued for the file is let go at
+    // once, and the owner hears of it now rather than at its next finish.
+    tearDown();
+    if (failureHandler_) {
+        failureHandler_(*error_);
     }
 }
 

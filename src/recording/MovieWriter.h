@@ -23,6 +23,7 @@ class MovieWriter : public std::enable_shared_from_this<MovieWriter> {
 public:
     enum class Status { writing, failed, completed, cancelled };
     using Completion = std::function<void(std::optional<Error> error)>;
+    using FailureHandler = std::function<void(const Error& error)>;
 
     // Codes of the writer's own errors (domain Error::writerDomain).
     static constexpr long long creationFailedCode = -11800;
@@ -54,6 +55,11 @@ public:
     // writer not writing). The sample's data is shared, never copied.
     bool appendVideo(GstSample* sample) { return append(videoSrc_.get(), videoCaps_, sample); }
     bool appendAudio(GstSample* sample);
+
+    // Called on the owner's queue when the file fails while it is written
+    // and nobody is finishing it: from then on the writer takes no samples
+    // and holds none, and the file is only waiting to be finished or dropped.
+    void setFailureHandler(FailureHandler handler) { failureHandler_ = std::move(handler); }
 
     // Ends the streams; the completion runs on the owner's queue once the
     // movie is complete on disk (or the writer failed).
@@ -88,4 +94,5 @@ private:
     Status status_ = Status::writing;
     std::optional<Error> error_;
     Completion completion_;
+    FailureHandler failureHandler_;
 };

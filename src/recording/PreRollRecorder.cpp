@@ -279,6 +279,14 @@ void PreRollRecorder::open(const QString& filePath, Completion onFinish, bool ow
         }
         return;
     }
+    // A file that fails while it is written is dropped and reported at once
+    // rather than collecting samples until the stop.
+    writer->setFailureHandler([this, failed = writer.get()](const Error&) {
+        if (writer_.get() == failed) {
+            stopRequested_ = true;
+            pump();
+        }
+    });
     writer_ = std::move(writer);
     filePath_ = filePath;
     onFinish_ = std::move(onFinish);

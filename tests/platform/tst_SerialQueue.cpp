@@ -1,13 +1,24 @@
 #include "SerialQueue.h"
 
+#include <QDir>
 #include <QTest>
 #include <atomic>
 #include <chrono>
 #include <memory>
+#include <semaphore>
 #include <thread>
 #include <vector>
 
 using namespace std::chrono_literals;
+
+namespace {
+
+int threadsInProcess() {
+    return static_cast<int>(
+        QDir("/proc/self/task").entryList(QDir::Dirs | QDir::NoDotAndDotDot).size());
+}
+
+}  // namespace
 
 class tst_SerialQueue : public QObject {
     Q_OBJECT
@@ -91,6 +102,32 @@ private Q_SLOTS:
         }
         QCOMPARE(ran.load(), 100);
         QVERIFY(watch.expired());  // the dropped task released what it held
+    }
+
+    // The last owner of a queue may be work running on that very queue.
+    void destructionOnItsOwnThreadRunsQueuedWorkAndEndsTheThread() {
+        const int threadsBefore = threadsInProcess();
+        std::atomic<int> ran{0};
+        int ranWhenDestroyed = -1;
+        auto captured = std::make_shared<int>(7);
+        std::weak_ptr<int> watch = captured;
+        std::binary_semaphore gate(0);
+        auto* queue = new SerialQueue("SelfDestroyed");
+        queue->async([&gate] { gate.acquire(); });
+        queue->async([queue, &ran, &ranWhenDestroyed] {
+            delete queue;
+            ranWhenDestroyed = ran.load();
+        });
+        for (int i = 0; i < 10; ++i) {
+            queue->async([&ran] { ++ran; });
+        }
+        queue->asyncAfter(10s, [&ran, captured] { ran += 1000; });
+        captured.reset();
+        gate.release();
+        QTRY_VERIFY_WITH_TIMEOUT(threadsInProcess() == threadsBefore, 5000);
+        QCOMPARE(ranWhenDestroyed, 10);
+        QCOMPARE(ran.load(), 10);
+        QVERIFY(watch.expired());
     }
 
     void manyProducersLoseNothing() {

@@ -96,6 +96,43 @@ private Q_SLOTS:
         QCOMPARE(failure.underlying->code, ENOENT);
     }
 
+    // A file whose writes fail (the disk is full) is reported the moment the
+    // pipeline says so, with nobody finishing it, and takes no more samples.
+    void aFailedFileIsReportedAtOnceAndRefusesSamples() {
+        const QString path = folder_.filePath("full.mov");
+        QVERIFY(QFile::link("/dev/full", path));
+        const auto video = EncodedStream::video(2.0);
+        std::shared_ptr<MovieWriter> writer;
+        std::optional<Error> reported;
+        QSemaphore failed;
+        onQueue([&] {
+            Error failure;
+            writer = MovieWriter::create(path, queue_, &failure);
+            QVERIFY(writer);
+            writer->setFailureHandler([&](const Error& error) {
+                reported = error;
+                failed.release();
+            });
+            QVERIFY(writer->begin(gst_sample_get_caps(video.front().get()), nullptr, &failure));
+            writer->startSession(0);
+            for (const auto& sample : video) {
+                QVERIFY(writer->appendVideo(sample.get()));
+            }
+        });
+        QVERIFY(failed.tryAcquire(1, 10000));
+        onQueue([&] {
+            QCOMPARE(writer->status(), MovieWriter::Status::failed);
+            QVERIFY(!writer->isReadyForVideo());
+            QVERIFY(!writer->appendVideo(video.back().get()));
+            writer.reset();
+        });
+        QVERIFY(reported.has_value());
+        QCOMPARE(reported->domain, Error::gstResourceDomain);
+        QCOMPARE(reported->code, static_cast<long long>(GST_RESOURCE_ERROR_NO_SPACE_LEFT));
+        QVERIFY(reported->underlying);
+        QCOMPARE(reported->underlying->code, static_cast<long long>(ENOSPC));
+    }
+
 private:
     QTemporaryDir folder_;
     SerialQueue queue_{"MovieWriter"};

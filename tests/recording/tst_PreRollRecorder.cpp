@@ -612,6 +612,33 @@ private Q_SLOTS:
         checkCreationFailsThenRecordingGoesOn(setup, setup.path("gone/movie.mov"), ENOENT);
     }
 
+    // A file that fails while it is written (every write finds the disk full)
+    // is reported at once, not when the recording is stopped, and the next
+    // file is written.
+    void aFileThatFailsWhileWrittenIsReportedAtOnce() {
+        Setup setup(2);
+        auto rec = recorder(setup);
+        Finishes finishes;
+        const QString path = setup.path("full.mov");
+        QVERIFY(QFile::link("/dev/full", path));
+        media_.feed(*rec, 0, 3);
+        rec->start(path, finishes.completion());
+        media_.feed(*rec, 3, 6);
+        QVERIFY(finishes.waitFor(1, std::chrono::seconds(10)));
+        const auto call = finishes.calls()[0];
+        QCOMPARE(call.path, path);
+        QVERIFY(call.error.has_value());
+        QCOMPARE(call.error->domain, Error::gstResourceDomain);
+        QCOMPARE(call.error->code, static_cast<long long>(GST_RESOURCE_ERROR_NO_SPACE_LEFT));
+        const QString next = setup.path("next.mov");
+        rec->start(next, finishes.completion());
+        media_.feed(*rec, 6, 9);
+        rec->stop();
+        QVERIFY(finishes.waitFor(2));
+        QVERIFY(!finishes.calls()[1].error);
+        checkMovie(MovieProbe(next));
+    }
+
     void aRecordingKilledMidwayLeavesAReadableMovie() {
         QTemporaryDir dir;
         const QString path = dir.filePath("killed.mov");
