@@ -1,5 +1,6 @@
 #include "LoggingRecorder.h"
 
+#include "FileOutputManager.h"
 #include "Log.h"
 
 void LoggingRecorder::start(const QString& filePath, Completion onFinish) {
@@ -15,7 +16,8 @@ void LoggingRecorder::roll(const QString& filePath, Completion onFinish) {
 MovieRecorder::Completion LoggingRecorder::logged(Completion onFinish) {
     return [onFinish = std::move(onFinish)](const QString& filePath, std::optional<Error> error) {
         if (!error) {
-            Log::line(QStringLiteral("Finished %1").arg(filePath));
+            // Named as the file now is, after any rename for lost frames.
+            Log::line(QStringLiteral("Finished %1").arg(FileOutputManager::finishedPath(filePath)));
         }
         if (onFinish) {
             onFinish(filePath, std::move(error));

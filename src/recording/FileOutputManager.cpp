@@ -10,6 +10,7 @@
 #include <unistd.h>
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QHash>
 #include <QStringDecoder>
 #include <QTextBoundaryFinder>
@@ -366,6 +367,23 @@ QString FileOutputManager::stillPath(const QString& moviePath) {
     const qsizetype dot = extensionDot(QStringView(moviePath).sliced(nameStart));
     const qsizetype stemEnd = dot < 0 ? moviePath.size() : nameStart + dot;
     return moviePath.first(stemEnd) + QStringLiteral(".jpg");
+}
+
+QString FileOutputManager::finishedPath(const QString& openedPath) {
+    const QFileInfo opened(openedPath);
+    if (opened.exists()) {
+        return openedPath;
+    }
+    // Renamed: the same name with a frame-loss mark before the extension.
+    const QString prefix = withoutExtension(opened.fileName()).toString() + QStringLiteral(" - ");
+    const QString stem = recordingStem(opened.fileName());
+    for (const QString& name : opened.dir().entryList(QDir::Files)) {
+        if (name.startsWith(prefix) && recordingStem(name) == stem &&
+            QFileInfo(name).suffix() == opened.suffix()) {
+            return opened.dir().filePath(name);
+        }
+    }
+    return openedPath;
 }
 
 QString FileOutputManager::frameLossPath(const QString& filePath, qint64 seconds) {

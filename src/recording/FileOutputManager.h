@@ -64,6 +64,9 @@ public:
     // The path a file that lost `seconds` is renamed to: its name with
     // " - {seconds}s missing" before the extension, in the same folder.
     static QString frameLossPath(const QString& filePath, qint64 seconds);
+    // Where a finished movie is: the path it was opened under, or its
+    // frame-loss name in the same folder when it was renamed for lost frames.
+    static QString finishedPath(const QString& openedPath);
 
     // Every regular, non-hidden file in the folder whose name parses, in
     // listing order; empty when the folder cannot be listed.

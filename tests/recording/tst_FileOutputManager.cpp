@@ -244,6 +244,21 @@ private Q_SLOTS:
         QCOMPARE(FileOutputManager::recordingStem(name), stem);
     }
 
+    // A finished movie is found under the name it ends with: as opened, or
+    // renamed for lost frames; never another recording's renamed file.
+    void aFinishedMovieIsFoundUnderItsFinalName() {
+        QTemporaryDir dir;
+        const QString opened = dir.filePath(QStringLiteral("2026-01-02 03.04.05 - Cam.mov"));
+        makeFile(dir.filePath(QStringLiteral("2026-01-02 03.04.05 - Cam 2 - 4s missing.mov")));
+        makeFile(dir.filePath(QStringLiteral("2026-01-02 03.04.05 - Cam - 4s missing.jpg")));
+        QCOMPARE(FileOutputManager::finishedPath(opened), opened);  // nowhere: as opened
+        makeFile(FileOutputManager::frameLossPath(opened, 7));
+        QCOMPARE(FileOutputManager::finishedPath(opened),
+                 dir.filePath(QStringLiteral("2026-01-02 03.04.05 - Cam - 7s missing.mov")));
+        makeFile(opened);
+        QCOMPARE(FileOutputManager::finishedPath(opened), opened);
+    }
+
     void aNameWithoutExtensionGetsTheMarkAtItsEnd() {
         QCOMPARE(FileOutputManager::frameLossPath(QStringLiteral("/r.d/movie"), 3),
                  QStringLiteral("/r.d/movie - 3s missing"));
