@@ -2,12 +2,16 @@
 #include "GstHandle.h"
 #include "Log.h"
 #include "SignalQuit.h"
+#include "TimeLapseCommand.h"
 #include "Translations.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
 
 int main(int argc, char** argv) {
+    if (TimeLapseCommand::isRequested(argc, argv)) {
+        return TimeLapseCommand::run(argc, argv);
+    }
     QCoreApplication app(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("Nelvo"));
     QCoreApplication::setApplicationVersion(QStringLiteral(NELVO_VERSION));
