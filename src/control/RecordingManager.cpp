@@ -18,6 +18,7 @@
 #include <QFileInfo>
 #include <QLocale>
 #include <QPointer>
+#include <QTimeZone>
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -809,6 +810,12 @@ std::optional<WhatHappened> RecordingManager::lastWhatHappened() const {
         *last,
         WhatHappened::eventsOf(listRecordings ? listRecordings() : std::vector<ListedRecording>(),
                                *last, clampedPreRoll())};
+}
+
+bool RecordingManager::makeTimeLapse() {
+    const std::optional<WhatHappened> what = lastWhatHappened();
+    return what && timeLapse_.start({what->stretch, what->events, fileOutputManager_->nelvoPath(),
+                                     QTimeZone::systemTimeZone(), QLocale::system()});
 }
 
 void RecordingManager::setSleepInhibitor(SleepInhibitor* inhibitor) {

@@ -11,6 +11,7 @@
 #include "RecordingTarget.h"
 #include "Schedule.h"
 #include "SleepInhibitor.h"
+#include "TimeLapseJob.h"
 #include "WhatHappened.h"
 
 #include <QDateTime>
@@ -202,6 +203,7 @@ private:
     int pendingTestFiles_ = 0;
     std::unique_ptr<Timer> testDeadline_;
     bool stretchSuppressed_ = false;
+    TimeLapseJob timeLapse_;
 
     // Recording control.
     std::unique_ptr<FileOutputManager> fileOutputManager_;
@@ -283,6 +285,14 @@ public:
     std::optional<WhatHappened> lastWhatHappened() const;
     // The recordings folder listing; installed by the application.
     std::function<std::vector<ListedRecording>()> listRecordings;
+
+    // The last stretch's time-lapse, made into the recordings folder; false
+    // when there is no stretch or one is being made.
+    bool makeTimeLapse();
+    TimeLapseJob& timeLapse() { return timeLapse_; }
+    bool isMakingTimeLapse() const { return timeLapse_.isMakingTimeLapse(); }
+    bool timeLapseFailed() const { return timeLapse_.timeLapseFailed(); }
+    void setTimeLapseFailed(bool failed) { timeLapse_.setTimeLapseFailed(failed); }
 
 Q_SIGNALS:
     void scheduleGenerationChanged();
