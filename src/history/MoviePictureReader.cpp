@@ -79,7 +79,7 @@ MoviePictureReader::MoviePictureReader(const QString& moviePath) {
     // would decode frames past it before handing it over.
     pipeline_ = launched(
         "filesrc name=src ! qtdemux name=demux demux.video_0 ! h264parse"
-        " ! avdec_h264 max-threads=1 ! videoconvert"
+        " ! avdec_h264 max-threads=1 ! videoconvert n-threads=2"
         " ! video/x-raw,format=BGRx ! appsink name=out sync=false"
         " max-buffers=1 enable-last-sample=false",
         moviePath);

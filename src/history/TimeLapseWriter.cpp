@@ -54,8 +54,9 @@ bool TimeLapseWriter::start(const QString& filePath, QSize canvas) {
     canvas_ = canvas;
     GError* error = nullptr;
     GstElement* parsed = gst_parse_launch(
-        "appsrc name=in format=time is-live=false ! videoconvert ! video/x-raw,format=I420"
-        " ! x264enc speed-preset=veryfast bframes=0 pass=qual quantizer=21"
+        "appsrc name=in format=time is-live=false ! videoconvert n-threads=2 ! "
+        "video/x-raw,format=I420"
+        " ! x264enc speed-preset=superfast bframes=0 pass=qual quantizer=21"
         " ! video/x-h264,stream-format=avc,alignment=au ! qtmux ! filesink name=out",
         &error);
     if (error) {
