@@ -21,10 +21,6 @@ namespace TimeLapseCommand {
 
 namespace {
 
-QString tr(const char* text) {
-    return QCoreApplication::translate("TimeLapseCommand", text);
-}
-
 std::vector<Event> eventsOf(const ArmedStretch& stretch, const QString& folder,
                             const Defaults& defaults) {
     if (!QFileInfo(folder).isDir()) {
@@ -48,7 +44,10 @@ public:
             return;
         }
         shown_ = percent;
-        out_ << '\r' << tr("Making the time-lapse: %1%").arg(percent) << Qt::flush;
+        out_ << '\r'
+             << QCoreApplication::translate("TimeLapseCommand", "Making the time-lapse: %1%")
+                    .arg(percent)
+             << Qt::flush;
     }
     void end() { out_ << '\n' << Qt::flush; }
 
@@ -65,10 +64,15 @@ int report(const TimeLapseRenderer::Outcome& outcome) {
         return 0;
     }
     if (outcome.failure->kind == TimeLapse::Failure::Kind::nothingReadable) {
-        err << tr("Nothing in that stretch could be read, so no time-lapse was made") << '\n';
+        err << QCoreApplication::translate(
+                   "TimeLapseCommand",
+                   "Nothing in that stretch could be read, so no time-lapse was made")
+            << '\n';
         return nothingReadable;
     }
-    err << tr("Time-lapse not written: %1").arg(outcome.failure->reason) << '\n';
+    err << QCoreApplication::translate("TimeLapseCommand", "Time-lapse not written: %1")
+               .arg(outcome.failure->reason)
+        << '\n';
     return couldNotWrite;
 }
 
@@ -87,7 +91,9 @@ int run(int argc, char** argv) {
     QCoreApplication::setApplicationName(QStringLiteral("Nelvo"));
     Translations::install(app);
     if (argc > 2) {
-        QTextStream(stderr) << tr("Usage: nelvo timelapse") << '\n';
+        QTextStream(stderr) << QCoreApplication::translate("TimeLapseCommand",
+                                                           "Usage: nelvo timelapse")
+                            << '\n';
         return 2;
     }
     Gst::ensureInitialised();
@@ -96,7 +102,10 @@ int run(int argc, char** argv) {
     LaunchDefaults::registerDefaults(defaults);
     const std::optional<ArmedStretch> stretch = ArmedStretch::last(defaults);
     if (!stretch) {
-        QTextStream(stderr) << tr("Nelvo has no armed stretch to make a time-lapse of yet") << '\n';
+        QTextStream(stderr) << QCoreApplication::translate(
+                                   "TimeLapseCommand",
+                                   "Nelvo has no armed stretch to make a time-lapse of yet")
+                            << '\n';
         return noStretch;
     }
     const QString folder = RecordingsFolder::resolve(defaults).folder;

@@ -30,10 +30,6 @@ using TimeLapse::Source;
 // Part of the progress spent on loading durations, before the pictures.
 constexpr double durationShare = 0.05;
 
-QString tr(const char* text) {
-    return QCoreApplication::translate("TimeLapseRenderer", text);
-}
-
 // Every movie of the events, once each, in event order.
 QStringList moviesOf(const std::vector<Event>& events) {
     QStringList movies;
@@ -253,7 +249,8 @@ Outcome render(const Request& request, const Progress& progress) {
                 QFile::remove(workPath);
                 return {{},
                         Failure::couldNotWrite(
-                            tr("couldn't open a movie file in %1")
+                            QCoreApplication::translate("TimeLapseRenderer",
+                                                        "couldn't open a movie file in %1")
                                 .arg(QFileInfo(QDir::cleanPath(request.folder)).fileName()))};
             }
             opened = true;
@@ -273,7 +270,10 @@ Outcome render(const Request& request, const Progress& progress) {
     if (const std::optional<QString> error = writer.finish()) {
         QFile::remove(workPath);
         return {{},
-                Failure::couldNotWrite(error->isEmpty() ? tr("the movie didn't finish") : *error)};
+                Failure::couldNotWrite(error->isEmpty()
+                                           ? QCoreApplication::translate("TimeLapseRenderer",
+                                                                         "the movie didn't finish")
+                                           : *error)};
     }
     const QString outputPath =
         QDir(request.folder).filePath(outputName(request.stretch, request.zone));

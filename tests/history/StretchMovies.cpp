@@ -2,6 +2,7 @@
 
 #include "EncodedStream.h"
 #include "FileOutputManager.h"
+#include "MovieProbe.h"
 #include "PreRollRecorder.h"
 #include "RecorderFeed.h"
 #include "SettingsKeys.h"
@@ -106,13 +107,17 @@ std::optional<QString> StretchMovies::record(const QString& folder, const QDateT
     if (!finishes.waitFor(1) || finishes.calls().front().error) {
         return std::nullopt;
     }
-    if (lostFrom < 0) {
-        return path;
-    }
-    const QString marked = folder + u'/' +
-                           FileOutputManager::recordingName(start, camera, microphone) +
+    const QString written =
+        lostFrom < 0 ? path
+                     : folder + u'/' + FileOutputManager::recordingName(start, camera, microphone) +
                            QStringLiteral(" - %1s missing.mov").arg(std::lround(lostTo - lostFrom));
-    return marked;
+    // Every movie the recorder wrote is read back independently.
+    const MovieProbe probe(written);
+    if (!probe.readable() || probe.codec(QStringLiteral("video")) != QStringLiteral("h264") ||
+        !probe.firstFrameIsKeyframe()) {
+        return std::nullopt;
+    }
+    return written;
 }
 
 std::vector<Event> StretchMovies::eventsIn(const QString& folder, const QDateTime& from,
