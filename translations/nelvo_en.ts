@@ -326,6 +326,40 @@ Check the recordings folder and arm at login in Settings.</source>
     </message>
 </context>
 <context>
+    <name>TimeLapseCommand</name>
+    <message>
+        <source>Making the time-lapse: %1%</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Nothing in that stretch could be read, so no time-lapse was made</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Time-lapse not written: %1</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Usage: nelvo timelapse</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Nelvo has no armed stretch to make a time-lapse of yet</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
+    <name>TimeLapseRenderer</name>
+    <message>
+        <source>couldn&apos;t open a movie file in %1</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>the movie didn&apos;t finish</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
     <name>WhatHappened</name>
     <message>
         <source>%1s</source>

@@ -5,6 +5,7 @@
 #include "GstHandle.h"
 #include "Log.h"
 #include "SignalQuit.h"
+#include "TimeLapseCommand.h"
 #include "Translations.h"
 
 #include <QCoreApplication>
@@ -49,6 +50,9 @@ std::optional<QString> cameraFileRefusal(const QString& path) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    if (TimeLapseCommand::isRequested(argc, argv)) {
+        return TimeLapseCommand::run(argc, argv);
+    }
     const std::unique_ptr<QCoreApplication> app = makeApplication(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("Nelvo"));
     QCoreApplication::setApplicationVersion(QStringLiteral(NELVO_VERSION));

@@ -14,6 +14,7 @@
 #include <QFileInfo>
 #include <QLocale>
 #include <QPointer>
+#include <QTimeZone>
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -660,6 +661,12 @@ void RecordingManager::bumpScheduleGeneration() {
     schedule_.bumpGeneration();
     Q_EMIT scheduleGenerationChanged();
     Q_EMIT armedStateDescriptionChanged();
+}
+
+bool RecordingManager::makeTimeLapse() {
+    const std::optional<WhatHappened> what = lastWhatHappened();
+    return what && timeLapse_.start({what->stretch, what->events, fileOutputManager_->nelvoPath(),
+                                     QTimeZone::systemTimeZone(), QLocale::system()});
 }
 
 void RecordingManager::setSleepInhibitor(SleepInhibitor* inhibitor) {

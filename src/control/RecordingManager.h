@@ -15,6 +15,7 @@
 #include "SizeLimit.h"
 #include "SleepInhibitor.h"
 #include "StretchKeeper.h"
+#include "TimeLapseJob.h"
 #include "WhatHappened.h"
 
 #include <QDateTime>
@@ -204,6 +205,7 @@ private:
     int pendingTestFiles_ = 0;
     std::unique_ptr<Timer> testDeadline_;
     bool stretchSuppressed_ = false;
+    TimeLapseJob timeLapse_;
 
     // Recording control.
     std::unique_ptr<FileOutputManager> fileOutputManager_;
@@ -271,6 +273,14 @@ public:
     qint64 stretchGeneration() const { return stretches_.generation(); }
     // The last kept stretch with its events gathered afresh from the folder.
     std::optional<WhatHappened> lastWhatHappened() const { return stretches_.last(); }
+
+    // The last stretch's time-lapse, made into the recordings folder; false
+    // when there is no stretch or one is being made.
+    bool makeTimeLapse();
+    TimeLapseJob& timeLapse() { return timeLapse_; }
+    bool isMakingTimeLapse() const { return timeLapse_.isMakingTimeLapse(); }
+    bool timeLapseFailed() const { return timeLapse_.timeLapseFailed(); }
+    void setTimeLapseFailed(bool failed) { timeLapse_.setTimeLapseFailed(failed); }
 
 Q_SIGNALS:
     void scheduleGenerationChanged();

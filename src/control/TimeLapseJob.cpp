@@ -1,0 +1,93 @@
+#include "TimeLapseJob.h"
+
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QDBusPendingCallWatcher>
+#include <QDesktopServices>
+#include <QFileInfo>
+#include <QPointer>
+#include <QUrl>
+
+TimeLapseJob::TimeLapseJob(QObject* parent) : QObject(parent), reveal(&revealInFileManager) {}
+
+TimeLapseJob::~TimeLapseJob() = default;
+
+bool TimeLapseJob::start(TimeLapseRenderer::Request request) {
+    if (running_) {
+        return false;
+    }
+    running_ = true;
+    fraction_ = 0;
+    lastFailure_.reset();
+    Q_EMIT isMakingTimeLapseChanged();
+    Q_EMIT fractionDoneChanged();
+    // Results come back as queued calls; a job gone meanwhile drops them.
+    const QPointer<TimeLapseJob> self(this);
+    queue_.async([self, request = std::move(request)] {
+        const TimeLapseRenderer::Outcome outcome =
+            TimeLapseRenderer::render(request, [self](double fraction) {
+                QMetaObject::invokeMethod(
+                    self.data(),
+                    [self, fraction] {
+                        if (self) {
+                            self->progressed(fraction);
+                        }
+                    },
+                    Qt::QueuedConnection);
+            });
+        QMetaObject::invokeMethod(
+            self.data(),
+            [self, outcome] {
+                if (self) {
+                    self->ended(outcome);
+                }
+            },
+            Qt::QueuedConnection);
+    });
+    return true;
+}
+
+void TimeLapseJob::setTimeLapseFailed(bool failed) {
+    if (failed_ != failed) {
+        failed_ = failed;
+        Q_EMIT timeLapseFailedChanged();
+    }
+}
+
+void TimeLapseJob::progressed(double fraction) {
+    if (running_ && fraction > fraction_) {
+        fraction_ = fraction;
+        Q_EMIT fractionDoneChanged();
+    }
+}
+
+void TimeLapseJob::ended(const TimeLapseRenderer::Outcome& outcome) {
+    running_ = false;
+    lastFailure_ = outcome.failure;
+    setTimeLapseFailed(outcome.failure &&
+                       outcome.failure->kind == TimeLapse::Failure::Kind::nothingReadable);
+    Q_EMIT isMakingTimeLapseChanged();
+    if (!outcome.failure) {
+        if (reveal) {
+            reveal(outcome.path);
+        }
+        Q_EMIT finished(outcome.path);
+    }
+}
+
+void TimeLapseJob::revealInFileManager(const QString& filePath) {
+    QDBusMessage call = QDBusMessage::createMethodCall(
+        QStringLiteral("org.freedesktop.FileManager1"),
+        QStringLiteral("/org/freedesktop/FileManager1"),
+        QStringLiteral("org.freedesktop.FileManager1"), QStringLiteral("ShowItems"));
+    call << QStringList{QUrl::fromLocalFile(filePath).toString()} << QString();
+    auto* watcher = new QDBusPendingCallWatcher(QDBusConnection::sessionBus().asyncCall(call));
+    QObject::connect(
+        watcher, &QDBusPendingCallWatcher::finished, [filePath](QDBusPendingCallWatcher* w) {
+            if (w->isError()) {
+                // No file manager on the bus: open the folder instead.
+                QDesktopServices::openUrl(QUrl::fromLocalFile(QFileInfo(filePath).absolutePath()));
+            }
+            w->deleteLater();
+        });
+}
