@@ -97,7 +97,11 @@ class tst_PreRollRecorder : public QObject {
         gst_buffer_map(out, &map, GST_MAP_WRITE);
         gst_buffer_extract(in, 0, map.data, size);
         guint8* unit = map.data + size;
-        GST_WRITE_UINT32_BE(unit, static_cast<guint32>(bytes));
+        // The unit's length, big-endian, a byte at a time: the unit need not
+        // be aligned for a 32-bit store.
+        for (int i = 0; i < 4; ++i) {
+            unit[i] = static_cast<guint8>(bytes >> (8 * (3 - i)));
+        }
         unit[4] = 0x0c;
         std::memset(unit + 5, 0xff, bytes - 2);
         unit[4 + bytes - 1] = 0x80;
