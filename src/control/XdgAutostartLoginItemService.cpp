@@ -14,6 +14,13 @@ Error fileError(const QString& description) {
     return Error{Error::fileDomain, 0, description, nullptr};
 }
 
+// The program an entry's Exec line starts (its first word); empty when the
+// entry is missing or has none.
+QString execProgram(const QString& entryPath) {
+    const QSettings entry(entryPath, QSettings::IniFormat);
+    return entry.value(QStringLiteral("Desktop Entry/Exec")).toString().section(u' ', 0, 0);
+}
+
 }  // namespace
 
 XdgAutostartLoginItemService::XdgAutostartLoginItemService(QString executable,
@@ -82,9 +89,7 @@ bool XdgAutostartLoginItemService::correctEntry() {
     if (status() != Status::enabled) {
         return false;
     }
-    const QSettings entry(entryPath(), QSettings::IniFormat);
-    const QString program =
-        entry.value(QStringLiteral("Desktop Entry/Exec")).toString().section(u' ', 0, 0);
+    const QString program = execProgram(entryPath());
     // Only the program is corrected; the options the user launched with stay theirs.
     if (program == execArgument(executable_)) {
         return false;
@@ -99,10 +104,7 @@ QString XdgAutostartLoginItemService::launcherProgram(const QString& runningBina
     }
     const QString running = QFileInfo(runningBinary).canonicalFilePath();
     for (const QString& folder : dataFolders) {
-        const QSettings entry(folder + QStringLiteral("/applications/") + fileName,
-                              QSettings::IniFormat);
-        const QString program =
-            entry.value(QStringLiteral("Desktop Entry/Exec")).toString().section(u' ', 0, 0);
+        const QString program = execProgram(folder + QStringLiteral("/applications/") + fileName);
         if (program.isEmpty()) {
             continue;
         }
