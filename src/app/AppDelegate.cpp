@@ -7,13 +7,19 @@
 #include "DesktopNotifications.h"
 #include "DeviceMonitor.h"
 #include "FileCamera.h"
+#include "FileManager.h"
 #include "FixedDevices.h"
 #include "GapNotifications.h"
 #include "LaunchDefaults.h"
 #include "Log.h"
 #include "LogindSleepInhibitor.h"
 #include "LogindSleepWatcher.h"
+#include "PopoverViewController.h"
+#include "PopoverWindow.h"
+#include "QuitAlert.h"
+#include "SettingsKeys.h"
 #include "SleepRiskMonitor.h"
+#include "StatusItem.h"
 #include "UPowerClient.h"
 
 #include <QCoreApplication>
@@ -89,9 +95,7 @@ void AppDelegate::launch() {
 
     connect(&recordingManager_, &RecordingManager::armedStateRawChanged, this,
             &AppDelegate::stateChanged);
-    recordingManager_.onArmedAtLaunch = [this](ArmingCause cause) {
-        Log::line(armingLine(cause, recordingManager_.armingCountdown()));
-    };
+    recordingManager_.onArmedAtLaunch = [this](ArmingCause cause) { armedAtLaunch(cause); };
 
     notifications_ = std::make_unique<DesktopNotifications>();
     gapNotifications_ = std::make_unique<GapNotifications>(recordingManager_, *notifications_);
@@ -117,6 +121,9 @@ void AppDelegate::launch() {
     recordingManager_.setArmAtLaunchForThisRun(options_.armAtLaunch);
     lastState_ = recordingManager_.armedState();
     Log::line(QStringLiteral("State: %1").arg(stateName(lastState_)));
+    if (options_.withWindows) {
+        launchWindows();
+    }
     captureManager_->setUp();
 }
 
@@ -182,6 +189,10 @@ void AppDelegate::stateChanged() {
     const std::optional<ArmState> old = lastState_;
     lastState_ = state;
     Log::line(QStringLiteral("State: %1").arg(stateName(state)));
+    // The fresh-start notice goes once Nelvo has been armed.
+    if (state && *state != ArmState::unarmed) {
+        defaults_.set(SettingsKeys::freshStartNoticePending, false);
+    }
     // Quitting mid-recording goes on once the recording has ended, after the
     // recording manager's own step is done.
     if (terminating_ && old == ArmState::recording) {
@@ -213,15 +224,158 @@ void AppDelegate::finishTermination() {
     if (!finishDeadline_.isValid()) {
         finishDeadline_.start();
     }
-    if (captureManager_ && captureManager_->anyMovieOpen() &&
+    if (captureManager_ && captureManager_->anyMovieOpen() && !quitWithoutWaiting_ &&
         finishDeadline_.elapsed() < finishTimeoutMs) {
         QTimer::singleShot(100, this, [this] { finishTermination(); });
         return;
     }
     terminating_ = false;
+    quitAlert_.reset();
+    recordingManager_.onRecordingsFinished = nullptr;
     recordingManager_.cleanQuit();
+    popover_.reset();
+    statusItem_.reset();
     captureManager_.reset();
     defaults_.flush();
     Log::line(QStringLiteral("Nelvo quit"));
-    QCoreApplication::quit();
+    Q_EMIT finished();
+}
+
+void AppDelegate::armedAtLaunch(ArmingCause cause) {
+    Log::line(armingLine(cause, recordingManager_.armingCountdown()));
+    if (!options_.withWindows) {
+        return;
+    }
+    //: Notification title: Nelvo armed itself when it was opened
+    notifications_->post(QStringLiteral("armed-at-launch"), tr("Nelvo is arming itself"),
+                         //: Notification body: Nelvo armed itself when it was opened
+                         tr("It will start watching in a few seconds. Open Nelvo to stop it."));
+}
+
+// The tray icon, then the popover's content and its window, in the order the
+// icon needs them: the icon is drawn for the state before anything else is
+// made, and capture reports to the popover from its first device on.
+void AppDelegate::launchWindows() {
+    const bool tray = StatusItem::trayAvailable();
+    if (tray) {
+        statusItem_ = std::make_unique<StatusItem>(recordingManager_);
+        connect(&recordingManager_, &RecordingManager::armedStateDescriptionChanged,
+                statusItem_.get(), &StatusItem::update, Qt::QueuedConnection);
+        connect(&recordingManager_, &RecordingManager::recordingFailureChanged, statusItem_.get(),
+                &StatusItem::update, Qt::QueuedConnection);
+    }
+
+    PopoverViewController::Services services;
+    services.sleepRisk = sleepRisk_.get();
+    const QString program =
+        XdgAutostartLoginItemService::launcherProgram(QCoreApplication::applicationFilePath());
+    services.loginState = [program] {
+        XdgAutostartLoginItemService service(program, {});
+        return LoginItem(service).state();
+    };
+    services.revealFiles = [](const QStringList& files) { FileManager::showItems(files); };
+    services.menu = menuOperations();
+    popoverController_ = new PopoverViewController(recordingManager_, *captureManager_, services);
+
+    const bool placesItself =
+        !QGuiApplication::platformName().startsWith(QStringLiteral("wayland"));
+    const PopoverWindow::Placement placement = !tray ? PopoverWindow::Placement::standalone
+                                               : placesItself
+                                                   ? PopoverWindow::Placement::underIcon
+                                                   : PopoverWindow::Placement::byCompositor;
+    PopoverViewController* controller = popoverController_;
+    popover_ = std::make_unique<PopoverWindow>(
+        controller, placement, [controller] { return controller->popoverShouldClose(); });
+    connect(popover_.get(), &PopoverWindow::didShow, controller,
+            &PopoverViewController::popoverDidShow);
+    connect(popover_.get(), &PopoverWindow::didClose, controller,
+            &PopoverViewController::popoverDidClose);
+    connect(controller, &PopoverViewController::floatPopoverChanged, popover_.get(),
+            &PopoverWindow::setPinned);
+    captureManager_->setActivityDelegate(controller);
+
+    if (tray) {
+        statusItem_->setMenu(controller->popoverMenu());
+        connect(statusItem_.get(), &StatusItem::clicked, this,
+                [this] { popover_->toggle(statusItem_->geometry()); });
+        return;
+    }
+    // Nothing would show Nelvo at all: its window opens instead.
+    const QString hint = StatusItem::missingTrayHint(qEnvironmentVariable("XDG_CURRENT_DESKTOP"));
+    Log::line(hint);
+    popover_->setHint(hint);
+    popover_->showPopover();
+}
+
+PopoverMenu::Operations AppDelegate::menuOperations() {
+    PopoverMenu::Operations operations;
+    operations.showRecordings = [this] { showRecordings(); };
+    operations.quitApp = [this] { quit(); };
+    return operations;
+}
+
+void AppDelegate::showRecordings() {
+    const QString folder = recordingManager_.fileOutputManager().nelvoPath();
+    recordingManager_.fileOutputManager().ensureFolder();
+    FileManager::showFolder(folder);
+}
+
+void AppDelegate::activate() {
+    if (popover_) {
+        popover_->showPopover(statusItem_ ? statusItem_->geometry() : QRect());
+        return;
+    }
+    Log::line(QStringLiteral("Nelvo is running without a window; its log is all there is to show"));
+}
+
+// Quitting while a recording is written asks first: the files are told to
+// finish at once, and the alert goes by itself when they are written.
+void AppDelegate::quit() {
+    if (terminating_ || quitAlert_) {
+        return;
+    }
+    if (!options_.withWindows || recordingManager_.armedState() != ArmState::recording) {
+        terminate();
+        return;
+    }
+    quitAlert_ = std::make_unique<QuitAlert>();
+    connect(quitAlert_.get(), &QuitAlert::answered, this, &AppDelegate::quitAlertAnswered,
+            Qt::QueuedConnection);
+    // Queued: the hook is cleared there, never while it runs.
+    recordingManager_.onRecordingsFinished = [this] {
+        QMetaObject::invokeMethod(this, &AppDelegate::recordingsFinishedForQuit,
+                                  Qt::QueuedConnection);
+    };
+    Log::line(QStringLiteral("Quitting after the recording in progress is finished"));
+    recordingManager_.finishRecordings();
+    quitAlert_->show();
+}
+
+void AppDelegate::quitAlertAnswered(bool quitNow) {
+    quitAlert_.reset();
+    if (!recordingManager_.onRecordingsFinished) {
+        return;  // the files were written first and quitting is under way
+    }
+    recordingManager_.onRecordingsFinished = nullptr;
+    if (quitNow) {
+        Log::line(QStringLiteral("Quitting now, before the recording is written"));
+        quitWithoutWaiting_ = true;
+        terminating_ = true;
+        finishTermination();
+    } else {
+        Log::line(QStringLiteral("Quitting cancelled; Nelvo keeps watching"));
+    }
+}
+
+void AppDelegate::recordingsFinishedForQuit() {
+    if (!recordingManager_.onRecordingsFinished) {
+        return;  // the alert was answered first
+    }
+    recordingManager_.onRecordingsFinished = nullptr;
+    if (quitAlert_) {
+        quitAlert_->dismiss();
+        quitAlert_.reset();
+    }
+    Log::line(QStringLiteral("The recording is written; quitting"));
+    terminate();
 }

@@ -2,6 +2,7 @@
 
 #include "CaptureManager.h"
 #include "Defaults.h"
+#include "PopoverMenu.h"
 #include "RecordingControllerAdapter.h"
 #include "RecordingManager.h"
 #include "SystemClock.h"
@@ -13,6 +14,10 @@
 #include <memory>
 
 class GapNotifications;
+class PopoverViewController;
+class PopoverWindow;
+class QuitAlert;
+class StatusItem;
 class LogindSleepInhibitor;
 class LogindSleepWatcher;
 class DesktopNotifications;
@@ -28,6 +33,8 @@ public:
         bool armAtLaunch = false;  // arm as "armAtLogin" does, whatever it says, for this run only
         bool demo = false;
         QString cameraFile;
+        // The tray icon and its popover; without, Nelvo runs headless.
+        bool withWindows = false;
     };
 
     explicit AppDelegate(Options options, QObject* parent = nullptr);
@@ -35,8 +42,25 @@ public:
 
     // Runs the launch sequence; capture reports its devices later.
     void launch();
-    // Finishes a recording in progress, then quits cleanly and ends the event loop.
+    // Finishes a recording in progress, then quits cleanly and emits `finished`.
     void terminate();
+    // The user's quit (the menu, the desktop's quit action): with windows,
+    // quitting mid-recording first asks, and waits for the files.
+    void quit();
+    // The desktop asked to see Nelvo: the popover, or its own window.
+    void activate();
+
+    // The windows, once launched with them (tests look at them).
+    StatusItem* statusItem() const { return statusItem_.get(); }
+    PopoverWindow* popoverWindow() const { return popover_.get(); }
+    PopoverViewController* popoverController() const { return popoverController_; }
+    QuitAlert* quitAlert() const { return quitAlert_.get(); }
+    RecordingManager& recordingManager() { return recordingManager_; }
+    CaptureManager* captureManager() const { return captureManager_.get(); }
+
+Q_SIGNALS:
+    // Nelvo has quit cleanly; the event loop may end.
+    void finished();
 
 private:
     std::unique_ptr<CaptureDevices> makeDevices() const;
@@ -46,6 +70,12 @@ private:
     void sleepRiskChanged();
     void stateChanged();
     void finishTermination();
+    void launchWindows();
+    PopoverMenu::Operations menuOperations();
+    void armedAtLaunch(ArmingCause cause);
+    void showRecordings();
+    void quitAlertAnswered(bool quitNow);
+    void recordingsFinishedForQuit();
 
     Options options_;
     Defaults defaults_;
@@ -59,7 +89,12 @@ private:
     std::unique_ptr<UPowerClient> power_;
     std::unique_ptr<SleepRiskMonitor> sleepRisk_;
     std::unique_ptr<CaptureManager> captureManager_;
+    std::unique_ptr<StatusItem> statusItem_;
+    std::unique_ptr<PopoverWindow> popover_;
+    PopoverViewController* popoverController_ = nullptr;  // the popover window's content
+    std::unique_ptr<QuitAlert> quitAlert_;
     QElapsedTimer finishDeadline_;
+    bool quitWithoutWaiting_ = false;
     bool terminating_ = false;
     std::optional<ArmState> lastState_;
 };

@@ -59,6 +59,10 @@ void ApplicationService::Open(const QStringList&, const QVariantMap&) {
 
 void ApplicationService::ActivateAction(const QString& actionName, const QVariantList&,
                                         const QVariantMap&) {
+    if (actionName == QStringLiteral("quit")) {
+        Q_EMIT quitRequested();
+        return;
+    }
     sendErrorReply(QDBusError::NotSupported,
                    QStringLiteral("Nelvo has no action called \"%1\"").arg(actionName));
 }

@@ -39,6 +39,8 @@ public Q_SLOTS:
 Q_SIGNALS:
     // The user (through the desktop) asked to see Nelvo.
     void activated();
+    // The desktop's "quit" action: quitting as from Nelvo's own menu.
+    void quitRequested();
 
 private:
     QDBusConnection bus_;

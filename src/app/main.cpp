@@ -8,8 +8,8 @@
 #include "TimeLapseCommand.h"
 #include "Translations.h"
 
+#include <QApplication>
 #include <QCoreApplication>
-#include <QGuiApplication>
 #include <cstdio>
 #include <memory>
 
@@ -19,12 +19,18 @@ bool hasDisplay() {
     return qEnvironmentVariableIsSet("DISPLAY") || qEnvironmentVariableIsSet("WAYLAND_DISPLAY");
 }
 
-// With a display Nelvo follows the screens in use (they decide whether
-// closing the lid would stop it); headless, or without a display, it needs
-// no connection to one.
+bool withWindows(int argc, char** argv) {
+    return hasDisplay() && !CommandLine::asksForHeadless(argc, argv);
+}
+
+// With a display Nelvo shows its tray icon and popover; headless, or without
+// a display, it needs no connection to one.
 std::unique_ptr<QCoreApplication> makeApplication(int& argc, char** argv) {
-    if (hasDisplay() && !CommandLine::asksForHeadless(argc, argv)) {
-        return std::make_unique<QGuiApplication>(argc, argv);
+    if (withWindows(argc, argv)) {
+        auto app = std::make_unique<QApplication>(argc, argv);
+        // Closing the popover or a window never ends Nelvo: only quitting does.
+        QApplication::setQuitOnLastWindowClosed(false);
+        return app;
     }
     return std::make_unique<QCoreApplication>(argc, argv);
 }
@@ -72,12 +78,6 @@ int main(int argc, char** argv) {
         return CommandLine::badCommandLine;
     }
 
-    // The tray icon and its windows are not part of Nelvo yet, so every
-    // start is headless; with a display that is said once.
-    if (!commandLine.headless() && hasDisplay()) {
-        Log::line(QStringLiteral("The tray icon is not available yet; running headless"));
-    }
-
     // One Nelvo per user: a second launch shows the first and leaves.
     ApplicationService service;
     if (service.registerOnBus() == ApplicationService::Registration::alreadyRunning) {
@@ -85,12 +85,13 @@ int main(int argc, char** argv) {
         Log::line(QStringLiteral("Nelvo is already running"));
         return 0;
     }
-    QObject::connect(&service, &ApplicationService::activated, [] {
-        Log::line(
-            QStringLiteral("Nelvo is running without a window; its log is all there is to show"));
-    });
 
-    AppDelegate delegate(commandLine.options());
+    AppDelegate::Options options = commandLine.options();
+    options.withWindows = qobject_cast<QApplication*>(app.get()) != nullptr;
+    AppDelegate delegate(options);
+    QObject::connect(&service, &ApplicationService::activated, &delegate, &AppDelegate::activate);
+    QObject::connect(&service, &ApplicationService::quitRequested, &delegate, &AppDelegate::quit);
+    QObject::connect(&delegate, &AppDelegate::finished, app.get(), &QCoreApplication::quit);
     SignalQuit signals;
     QObject::connect(&signals, &SignalQuit::quitRequested, &delegate, &AppDelegate::terminate);
     delegate.launch();

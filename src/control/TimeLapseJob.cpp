@@ -1,12 +1,8 @@
 #include "TimeLapseJob.h"
 
-#include <QDBusConnection>
-#include <QDBusMessage>
-#include <QDBusPendingCallWatcher>
-#include <QDesktopServices>
-#include <QFileInfo>
+#include "FileManager.h"
+
 #include <QPointer>
-#include <QUrl>
 
 TimeLapseJob::TimeLapseJob(QObject* parent) : QObject(parent), reveal(&revealInFileManager) {}
 
@@ -76,18 +72,5 @@ void TimeLapseJob::ended(const TimeLapseRenderer::Outcome& outcome) {
 }
 
 void TimeLapseJob::revealInFileManager(const QString& filePath) {
-    QDBusMessage call = QDBusMessage::createMethodCall(
-        QStringLiteral("org.freedesktop.FileManager1"),
-        QStringLiteral("/org/freedesktop/FileManager1"),
-        QStringLiteral("org.freedesktop.FileManager1"), QStringLiteral("ShowItems"));
-    call << QStringList{QUrl::fromLocalFile(filePath).toString()} << QString();
-    auto* watcher = new QDBusPendingCallWatcher(QDBusConnection::sessionBus().asyncCall(call));
-    QObject::connect(
-        watcher, &QDBusPendingCallWatcher::finished, [filePath](QDBusPendingCallWatcher* w) {
-            if (w->isError()) {
-                // No file manager on the bus: open the folder instead.
-                QDesktopServices::openUrl(QUrl::fromLocalFile(QFileInfo(filePath).absolutePath()));
-            }
-            w->deleteLater();
-        });
+    FileManager::showItems({filePath});
 }

@@ -60,6 +60,8 @@ public:
 Q_SIGNALS:
     // The content's preferred size changed (a row or a line appeared or went).
     void preferredSizeChanged();
+    // The pin was turned on or off.
+    void floatPopoverChanged(bool pinned);
 
 private:
     bool floatPopover_ = false;
