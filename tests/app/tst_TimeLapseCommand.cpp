@@ -11,8 +11,8 @@
 #include <QDir>
 #include <QProcess>
 #include <QStandardPaths>
-#include <QTimeZone>
 #include <QTest>
+#include <QTimeZone>
 
 namespace {
 
