@@ -210,6 +210,50 @@ private Q_SLOTS:
         }
     }
 
+    // With a display and no tray at all, Nelvo opens its window instead of
+    // running unseen, and says once how to get a tray.
+    void withADisplayButNoTrayTheWindowOpensWithAHint() {
+        TestEnvironment environment;
+        ScreensForTest screens(environment, {"eDP-1"});
+        qputenv("XDG_CURRENT_DESKTOP", "GNOME");
+        NelvoRun nelvo({"--demo"});
+        qunsetenv("XDG_CURRENT_DESKTOP");
+        QVERIFY(nelvo.startedOK());
+        QVERIFY2(!nelvo.waitForLine(QStringLiteral("Devices: "), 20000).isEmpty(),
+                 qPrintable(nelvo.log()));
+        const QStringList hints = nelvo.linesStartingWith(QStringLiteral("GNOME shows no tray"));
+        QCOMPARE(hints.size(), 1);
+        QVERIFY(hints.first().contains(QStringLiteral("AppIndicator")));
+        nelvo.signal(SIGTERM);
+        QVERIFY(nelvo.waitForExit(25000));
+        QCOMPARE(nelvo.process().exitCode(), 0);
+    }
+
+    // The first launch asks to see the fresh-start notice; arming once
+    // clears it, and later launches do not bring it back.
+    void armingOnceClearsTheFreshStartNoticeForGood() {
+        TestEnvironment environment;
+        {
+            NelvoRun first({"--headless", "--demo", "--arm"});
+            QVERIFY(first.startedOK());
+            QVERIFY(!first.waitForLine(QStringLiteral("Devices: "), 20000).isEmpty());
+            QVERIFY(Defaults(environment.settingsFilePath())
+                        .boolValue(SettingsKeys::freshStartNoticePending));
+            QVERIFY2(!first.waitForLine(QStringLiteral("State: arming"), 20000).isEmpty(),
+                     qPrintable(first.log()));
+            first.signal(SIGTERM);
+            QVERIFY(first.waitForExit(25000));
+        }
+        QVERIFY(!Defaults(environment.settingsFilePath())
+                     .boolValue(SettingsKeys::freshStartNoticePending));
+        NelvoRun second({"--headless", "--demo"});
+        QVERIFY(!second.waitForLine(QStringLiteral("Devices: "), 20000).isEmpty());
+        second.signal(SIGTERM);
+        QVERIFY(second.waitForExit(25000));
+        QVERIFY(!Defaults(environment.settingsFilePath())
+                     .boolValue(SettingsKeys::freshStartNoticePending));
+    }
+
     // `--arm` arms as soon as something can trigger, even when that is only
     // after launch (here a microphone that appears later), and never writes
     // the stored "armAtLogin", so a crash cannot leave it changed.

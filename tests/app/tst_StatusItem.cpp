@@ -253,6 +253,14 @@ private Q_SLOTS:
         QTRY_VERIFY_WITH_TIMEOUT(display_.windowShown(QStringLiteral("Nelvo"), 200), 5000);
         // Only one item: the second launch never made its own.
         QCOMPARE(registeredItem(100), item);
+
+        // Not recording, quitting asks nothing and is at once.
+        bus_->call(QStringLiteral("io.nelvo.Nelvo"), QStringLiteral("/io/nelvo/Nelvo"),
+                   QStringLiteral("org.freedesktop.Application"), QStringLiteral("ActivateAction"),
+                   {QStringLiteral("quit"), QVariantList(), QVariantMap()});
+        QVERIFY(nelvo.waitForExit(10000));
+        QCOMPARE(nelvo.process().exitCode(), 0);
+        QVERIFY(!nelvo.log().contains(QStringLiteral("Quitting after the recording")));
     }
 
     // Armed at launch, the icon goes through the table's rows as the demo
