@@ -49,12 +49,10 @@ QString stateName(std::optional<ArmState> state) {
 // How long quitting waits for a recording in progress to be finished.
 constexpr int finishTimeoutMs = 20000;
 
-// The demo scene at 640x360: its crossing object then moves far enough
-// between frames to pass the default motion threshold.
-DemoCamera::Options demoOptions() {
+DemoCamera::Options demoOptions(const QSize& size) {
     DemoCamera::Options options;
-    options.width = 640;
-    options.height = 360;
+    options.width = size.width();
+    options.height = size.height();
     return options;
 }
 
@@ -75,7 +73,7 @@ std::unique_ptr<CaptureDevices> AppDelegate::makeDevices() const {
     if (options_.demo) {
         return std::make_unique<FixedDevices>(
             std::vector<std::shared_ptr<CaptureSource>>{
-                std::make_shared<DemoCamera>(demoOptions())},
+                std::make_shared<DemoCamera>(demoOptions(options_.demoSize))},
             std::vector<std::shared_ptr<CaptureSource>>{std::make_shared<DemoMicrophone>()});
     }
     if (!options_.cameraFile.isEmpty()) {

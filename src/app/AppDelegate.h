@@ -10,6 +10,7 @@
 #include <QElapsedTimer>
 #include <QObject>
 #include <QSet>
+#include <QSize>
 #include <QString>
 #include <memory>
 
@@ -32,6 +33,8 @@ public:
     struct Options {
         bool armAtLaunch = false;  // arm as "armAtLogin" does, whatever it says, for this run only
         bool demo = false;
+        // The demo camera's picture size.
+        QSize demoSize{640, 360};
         QString cameraFile;
         // The tray icon and its popover; without, Nelvo runs headless.
         bool withWindows = false;
