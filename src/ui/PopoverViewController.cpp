@@ -516,11 +516,10 @@ void PopoverViewController::refreshTriggerCost() {
     triggerCostLabel_->setForegroundRole(
         line.color == TriggerCostLine::Color::link ? QPalette::Link : QPalette::PlaceholderText);
     triggerCostLabel_->setClickable(line.clickable);
-    if (triggerCostShown_ != line.shown) {
-        triggerCostShown_ = line.shown;
-        triggerCostLabel_->setVisible(line.shown);
-    }
-    relayout();
+    const bool rowsChanged = triggerCostShown_ != line.shown;
+    triggerCostShown_ = line.shown;
+    triggerCostLabel_->setVisible(line.shown);
+    relayout(rowsChanged);
 }
 
 void PopoverViewController::chooseNotice() {
@@ -554,9 +553,10 @@ void PopoverViewController::chooseNotice() {
     if (text == noticeLabel_->text() && noticeLabel_->isHidden() == text.isEmpty()) {
         return;
     }
+    const bool rowsChanged = noticeLabel_->isHidden() != text.isEmpty();
     noticeLabel_->setText(text);
     noticeLabel_->setVisible(!text.isEmpty());
-    relayout();
+    relayout(rowsChanged);
 }
 
 void PopoverViewController::setSecondRowShown(bool shown) {
@@ -565,7 +565,7 @@ void PopoverViewController::setSecondRowShown(bool shown) {
     }
     secondRowShown_ = shown;
     secondRow_->setVisible(shown);
-    relayout();
+    relayout(true);
 }
 
 // A slider shows the threshold its camera uses; the first row keeps the
@@ -593,11 +593,22 @@ double PopoverViewController::cameraThreshold(int index) const {
 
 // The content keeps its width and grows or shrinks with the rows and lines
 // shown; the holding window follows the signal.
-void PopoverViewController::relayout() {
+void PopoverViewController::relayout(bool rowsChanged) {
+    // Rows in the columns report their change only on the next event loop
+    // turn; the sizes are wanted now.
+    for (QLayout* inner : findChildren<QLayout*>()) {
+        inner->invalidate();
+        if (inner->parentWidget() != this) {
+            inner->parentWidget()->updateGeometry();
+        }
+    }
     const QSize before = size();
+    layout()->invalidate();
     layout()->activate();
-    resize(sizeHint());
-    if (size() != before) {
+    const QSize preferred = sizeHint();
+    resize(preferred);
+    if (rowsChanged || preferred != preferredSize_ || preferred != before) {
+        preferredSize_ = preferred;
         Q_EMIT preferredSizeChanged();
     }
 }

@@ -130,7 +130,7 @@ private:
     void readLoginState();
     void setSecondRowShown(bool shown);
     void setThresholdFromSettings(int index);
-    void relayout();
+    void relayout(bool rowsChanged = false);
     double cameraThreshold(int index) const;
 
     RecordingManager& recordingManager_;
@@ -168,4 +168,5 @@ private:
     std::optional<QString> timeLapseNotWritten_;
     LoginItem::State loginState_ = LoginItem::State::on;
     std::optional<QString> secondCameraName_;
+    QSize preferredSize_;
 };
