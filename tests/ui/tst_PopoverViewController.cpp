@@ -16,6 +16,7 @@
 #include "RecordingManager.h"
 #include "SettingsKeys.h"
 #include "TestEnvironment.h"
+#include "Translations.h"
 #include "TriggerCostLine.h"
 
 #include <QAction>
@@ -192,6 +193,9 @@ class tst_PopoverViewController : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
+    // The catalogue carries the singular forms of the counted texts.
+    void initTestCase() { Translations::install(*QCoreApplication::instance()); }
+
     void theArmButtonCountsDownThenDisarms() {
         Popover p;
         QPushButton* button = p.popover->armedButton();
