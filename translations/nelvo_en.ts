@@ -25,6 +25,60 @@
     </message>
 </context>
 <context>
+    <name>CameraFileCheck</name>
+    <message>
+        <source>no such file</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>it is a folder</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>permission denied</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>it holds no video Nelvo can decode</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
+    <name>CommandLine</name>
+    <message>
+        <source>Nelvo records movies when its cameras see motion or its microphone hears sound.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Run without any window.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Use the built-in demo camera and microphone.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Arm at launch, after a 15-second countdown.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Play a video file as the camera.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>path</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Unknown argument &apos;%1&apos;.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Usage: nelvo [--headless] [--demo] [--arm] [--camera-file PATH] [--help] [--version]</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
     <name>DiskBudget</name>
     <message>
         <source>%1 recordings in the last day, most barely longer than the %2s minimum.</source>
@@ -195,6 +249,74 @@ Check the recordings folder and arm at login in Settings.</source>
     </message>
 </context>
 <context>
+    <name>PopoverViewController</name>
+    <message>
+        <source>Motion</source>
+        <extracomment>Popover checkbox: motion may trigger a recording</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>How much motion starts a recording</source>
+        <extracomment>Popover slider&apos;s tooltip</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Sound</source>
+        <extracomment>Popover checkbox: sound may trigger a recording</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>How loud a sound starts a recording</source>
+        <extracomment>Popover slider&apos;s tooltip</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Preview</source>
+        <extracomment>Popover button that opens the camera preview</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>The camera preview is not part of this version of Nelvo</source>
+        <extracomment>Tooltip of the popover&apos;s preview button while this version has no preview window</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Pin</source>
+        <extracomment>Popover toggle that keeps the popover open on clicks elsewhere</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Keep this open when clicking elsewhere</source>
+        <extracomment>Tooltip of the popover&apos;s pin toggle</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Menu</source>
+        <extracomment>Popover button that opens Nelvo&apos;s menu</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>one is being made already</source>
+        <extracomment>Why a time-lapse was not started: another one is being made</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>there is no armed stretch to show</source>
+        <extracomment>Why a time-lapse was not started: Nelvo has not been armed yet</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>No camera</source>
+        <extracomment>Popover, in place of the camera&apos;s name</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>No microphone</source>
+        <extracomment>Popover, in place of the microphone&apos;s name</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
     <name>RecordingFailure</name>
     <message numerus="yes">
         <source>%n recordings in a row weren&apos;t saved: there&apos;s no room left where recordings go</source>
@@ -360,6 +482,24 @@ Check the recordings folder and arm at login in Settings.</source>
     </message>
 </context>
 <context>
+    <name>TriggerCostLine</name>
+    <message>
+        <source>Nothing in that stretch could be read, so no time-lapse was made</source>
+        <extracomment>Popover line under the state, after a time-lapse found nothing to show</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Making a time-lapse… %1%</source>
+        <extracomment>Popover line under the state while a time-lapse is made; the argument is the percentage done</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Time-lapse not written: %1</source>
+        <extracomment>Popover line under the state; the argument says why the time-lapse failed</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
     <name>WhatHappened</name>
     <message>
         <source>%1s</source>
@@ -403,27 +543,7 @@ Check the recordings folder and arm at login in Settings.</source>
 <context>
     <name>main</name>
     <message>
-        <source>Nelvo records movies when its cameras see motion or its microphone hears sound.</source>
-        <translation type="unfinished"></translation>
-    </message>
-    <message>
-        <source>Run without any window.</source>
-        <translation type="unfinished"></translation>
-    </message>
-    <message>
-        <source>Use the built-in demo camera and microphone.</source>
-        <translation type="unfinished"></translation>
-    </message>
-    <message>
-        <source>Arm at launch, after a 15-second countdown.</source>
-        <translation type="unfinished"></translation>
-    </message>
-    <message>
-        <source>Play a video file as the camera.</source>
-        <translation type="unfinished"></translation>
-    </message>
-    <message>
-        <source>path</source>
+        <source>Nelvo can&apos;t play %1 as a camera: %2</source>
         <translation type="unfinished"></translation>
     </message>
 </context>

@@ -4,11 +4,20 @@
 #include "LoginItem.h"
 #include "PopoverMenu.h"
 
+#include <QPointer>
+#include <QStringList>
 #include <QWidget>
 #include <functional>
 #include <optional>
 
 class CaptureManager;
+class ClickableLabel;
+class LevelIndicator;
+class QCheckBox;
+class QLabel;
+class QPushButton;
+class QSlider;
+class QToolButton;
 class RecordingManager;
 class SleepRiskMonitor;
 
@@ -57,13 +66,109 @@ public:
                       const std::optional<QString>& microphone) override;
     void motionDetectionStoppedChanged(bool stopped) override;
 
+    QSize sizeHint() const override;
+
 Q_SIGNALS:
     // The content's preferred size changed (a row or a line appeared or went).
     void preferredSizeChanged();
     // The pin was turned on or off.
     void floatPopoverChanged(bool pinned);
 
+public:
+    // The controls, for the window that holds the popover and for tests.
+    QPushButton* armedButton() const { return armedButton_; }
+    QLabel* armedTextField() const { return armedTextField_; }
+    QLabel* noticeLabel() const { return noticeLabel_; }
+    ClickableLabel* triggerCostLabel() const { return triggerCostLabel_; }
+    bool triggerCostShown() const { return triggerCostShown_; }
+    const QStringList& whatHappenedFiles() const { return whatHappenedFiles_; }
+    QSlider* thresholdSlider() const { return thresholdSlider_; }
+    QSlider* secondThresholdSlider() const { return secondThresholdSlider_; }
+    QSlider* audioThresholdSlider() const { return audioThresholdSlider_; }
+    QCheckBox* motionTriggerCheckbox() const { return motionTriggerCheckbox_; }
+    QCheckBox* audioTriggerCheckbox() const { return audioTriggerCheckbox_; }
+    LevelIndicator* motionLevelIndicator() const { return motionLevelIndicator_; }
+    LevelIndicator* secondMotionLevelIndicator() const { return secondMotionLevelIndicator_; }
+    LevelIndicator* soundLevelIndicator() const { return soundLevelIndicator_; }
+    QLabel* motionDeviceLabel() const { return motionDeviceLabel_; }
+    QLabel* secondMotionDeviceLabel() const { return secondMotionDeviceLabel_; }
+    QLabel* soundDeviceLabel() const { return soundDeviceLabel_; }
+    QToolButton* pinButton() const { return pinButton_; }
+    QToolButton* menuButton() const { return menuButton_; }
+    QPushButton* previewButton() const { return previewButton_; }
+    bool secondRowShown() const { return secondRowShown_; }
+    LoginItem::State loginState() const { return loginState_; }
+
+    // The fixed width of the content.
+    static constexpr int baseWidth = 340;
+
 private:
+    void buildControls();
+    QWidget* buildMotionColumn();
+    QWidget* buildSoundColumn();
+    QWidget* buildButtonBar();
+    void observe();
+    PopoverMenu::Operations menuOperations(PopoverMenu::Operations given);
+    PopoverMenu::State menuState() const;
+
+    // Actions.
+    void arm();
+    void thresholdSliderValueChanged(int index, int value);
+    void audioThresholdSliderValueChanged(int value);
+    void motionTriggerToggled(bool on);
+    void audioTriggerToggled(bool on);
+    void toggleFloatMode(bool on);
+    void showPopoverMenu();
+    void showWhatHappened();
+    void showLastStretchFiles();
+    void revealFiles(const QStringList& files);
+    void makeTimeLapse();
+
+    // Updates.
+    void refreshArmedState();
+    void refreshArmButton();
+    void refreshTriggerCost();
+    void chooseNotice();
+    void readLoginState();
+    void setSecondRowShown(bool shown);
+    void setThresholdFromSettings(int index);
+    void relayout(bool rowsChanged = false);
+    double cameraThreshold(int index) const;
+
+    RecordingManager& recordingManager_;
+    CaptureManager& captureManager_;
+    Services services_;
+
     bool floatPopover_ = false;
     PopoverMenu* popoverMenu_ = nullptr;
+
+    QPushButton* armedButton_ = nullptr;
+    QLabel* armedTextField_ = nullptr;
+    QLabel* noticeLabel_ = nullptr;
+    ClickableLabel* triggerCostLabel_ = nullptr;
+    QSlider* thresholdSlider_ = nullptr;
+    QSlider* secondThresholdSlider_ = nullptr;
+    QSlider* audioThresholdSlider_ = nullptr;
+    QCheckBox* motionTriggerCheckbox_ = nullptr;
+    QCheckBox* audioTriggerCheckbox_ = nullptr;
+    LevelIndicator* motionLevelIndicator_ = nullptr;
+    LevelIndicator* secondMotionLevelIndicator_ = nullptr;
+    LevelIndicator* soundLevelIndicator_ = nullptr;
+    QLabel* motionDeviceLabel_ = nullptr;
+    QLabel* secondMotionDeviceLabel_ = nullptr;
+    QLabel* soundDeviceLabel_ = nullptr;
+    QWidget* secondRow_ = nullptr;
+    QPushButton* previewButton_ = nullptr;
+    QToolButton* pinButton_ = nullptr;
+    QToolButton* menuButton_ = nullptr;
+
+    bool secondRowShown_ = false;
+    bool triggerCostShown_ = false;
+    QStringList whatHappenedFiles_;
+    // Why the last time-lapse asked for from the menu was not written; shown
+    // until the popover closes.
+    std::optional<QString> timeLapseNotWritten_;
+    LoginItem::State loginState_ = LoginItem::State::on;
+    std::optional<QString> secondCameraName_;
+    QSize preferredSize_;
 };
