@@ -206,6 +206,8 @@ QWidget* SettingsViewController::buildFolder() {
     auto* choose = new QPushButton(tr("Choose…"), box);
     //: Settings button that goes back to the default recordings folder
     auto* reset = new QPushButton(tr("Use Default"), box);
+    choose->setObjectName(QStringLiteral("chooseFolderButton"));
+    reset->setObjectName(QStringLiteral("resetFolderButton"));
     connect(choose, &QPushButton::clicked, this, [this] { handleChooseFolder(); });
     connect(reset, &QPushButton::clicked, this, [this] { handleResetFolder(); });
     line->addWidget(choose);
