@@ -122,9 +122,12 @@ void SettingsViewController::buildLayout() {
     auto* column = new QVBoxLayout(this);
     column->setContentsMargins(20, 16, 20, 16);
     column->setSpacing(10);
-    column->addWidget(buildDevices());
-    column->addWidget(separator(this));
-    column->addWidget(buildNumbers());
+    // One form for the devices and the numbers, so their fields line up.
+    auto* form = new QFormLayout;
+    buildDevices(form);
+    form->addRow(separator(this));
+    buildNumbers(form);
+    column->addLayout(form);
     column->addWidget(separator(this));
     column->addWidget(buildFolder());
     column->addWidget(separator(this));
@@ -132,12 +135,11 @@ void SettingsViewController::buildLayout() {
     column->addWidget(separator(this));
     column->addWidget(buildSchedule());
     column->addStretch(1);
+    setMinimumWidth(minimumWidth);
 }
 
-QWidget* SettingsViewController::buildDevices() {
-    auto* box = new QWidget(this);
-    auto* form = new QFormLayout(box);
-    form->setContentsMargins(0, 0, 0, 0);
+void SettingsViewController::buildDevices(QFormLayout* form) {
+    QWidget* box = this;
     cameraSelectPopup_ = new QComboBox(box);
     secondCameraSelectPopup_ = new QComboBox(box);
     microphoneSelectPopup_ = new QComboBox(box);
@@ -157,7 +159,6 @@ QWidget* SettingsViewController::buildDevices() {
             [this] { handleSecondCameraSelection(); });
     connect(microphoneSelectPopup_, &QComboBox::currentIndexChanged, this,
             [this] { handleMicrophoneSelection(); });
-    return box;
 }
 
 QLineEdit* SettingsViewController::makeNumberField() {
@@ -169,10 +170,8 @@ QLineEdit* SettingsViewController::makeNumberField() {
     return field;
 }
 
-QWidget* SettingsViewController::buildNumbers() {
-    auto* box = new QWidget(this);
-    auto* form = new QFormLayout(box);
-    form->setContentsMargins(0, 0, 0, 0);
+void SettingsViewController::buildNumbers(QFormLayout* form) {
+    QWidget* box = this;
     timeoutField_ = makeNumberField();
     preRollField_ = makeNumberField();
     recordingsLimitField_ = makeNumberField();
@@ -189,7 +188,6 @@ QWidget* SettingsViewController::buildNumbers() {
     storageForecastLabel_->setObjectName(QStringLiteral("storageForecast"));
     setTextColour(storageForecastLabel_, secondaryColour(this));
     form->addRow(QString(), storageForecastLabel_);
-    return box;
 }
 
 QWidget* SettingsViewController::buildFolder() {
@@ -501,7 +499,7 @@ void SettingsViewController::handleOpenAtLogin() {
     loginState_ = state;
     openAtLoginCheckbox_->setChecked(state == LoginItem::State::on);
     updateScheduleNote();
-    loginItemNotifier_.post(state);
+    loginItemNotifier_->post(state);
     if (error) {
         //: Alert title
         alert(tr("Nelvo couldn't change whether it opens at login."), error->description);

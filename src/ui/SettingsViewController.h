@@ -14,6 +14,7 @@ class CaptureManager;
 class Defaults;
 class QCheckBox;
 class QComboBox;
+class QFormLayout;
 class QLabel;
 class QLineEdit;
 class QMessageBox;
@@ -42,6 +43,9 @@ public:
     static const NumberField timeoutRange;
     static const NumberField preRollRange;
     static const NumberField limitRange;
+
+    // Wide enough for a schedule row with "next day" beside it.
+    static constexpr int minimumWidth = 600;
 
     // Represented objects of the menus' special items.
     static inline const QString noSecondCamera = QStringLiteral("no-second-camera");
@@ -78,7 +82,10 @@ public:
     // Opens the desktop's settings where background apps are allowed.
     std::function<void()> openLoginItemsSettings;
 
-    LoginItemNotifier& loginItemNotifier() { return loginItemNotifier_; }
+    // Where the login-state change is posted: the application's notifier
+    // once it hands one over, else one of the window's own.
+    LoginItemNotifier& loginItemNotifier() { return *loginItemNotifier_; }
+    void setLoginItemNotifier(LoginItemNotifier& notifier) { loginItemNotifier_ = &notifier; }
     LoginItem::State loginState() const { return loginState_; }
     const Schedule& schedule() const { return schedule_; }
 
@@ -105,8 +112,8 @@ Q_SIGNALS:
 
 private:
     void buildLayout();
-    QWidget* buildDevices();
-    QWidget* buildNumbers();
+    void buildDevices(QFormLayout* form);
+    void buildNumbers(QFormLayout* form);
     QWidget* buildFolder();
     QWidget* buildLogin();
     QWidget* buildSchedule();
@@ -134,7 +141,8 @@ private:
     CaptureManager& captureManager_;
     Defaults& defaults_;
     LoginItem loginItem_;
-    LoginItemNotifier loginItemNotifier_;
+    LoginItemNotifier ownLoginItemNotifier_;
+    LoginItemNotifier* loginItemNotifier_ = &ownLoginItemNotifier_;
     LoginItem::State loginState_ = LoginItem::State::off;
     Schedule schedule_;
     std::vector<Device> cameras_;

@@ -122,6 +122,20 @@ void typeInto(QLineEdit* field, const QString& text) {
     QTest::keyClick(field, Qt::Key_Return);
 }
 
+// `count` recordings of `bytes` each (sparse), one an hour before `now`, in
+// the default folder.
+void writeRecordings(const QDateTime& now, int count, qint64 bytes) {
+    const QString folder = RecordingsFolder::defaultFolder();
+    QVERIFY(QDir().mkpath(folder));
+    for (int hour = 1; hour <= count; ++hour) {
+        QFile file(folder + u'/' +
+                   FileOutputManager::recordingName(now.addSecs(-hour * 3600), "Desk", "Mic") +
+                   ".mov");
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        QVERIFY(file.resize(bytes));
+    }
+}
+
 // Clicks a checkbox on its box, where a click always lands, however wide
 // the layout made the widget.
 void clickBox(QCheckBox* box) {
@@ -478,7 +492,10 @@ private Q_SLOTS:
         SettingsViewController& view = f.view();
         int opened = 0;
         view.openLoginItemsSettings = [&] { ++opened; };
-        QSignalSpy posted(&view.loginItemNotifier(), &LoginItemNotifier::loginItemStateChanged);
+        // The application's notifier, which the popover listens to.
+        LoginItemNotifier application;
+        view.setLoginItemNotifier(application);
+        QSignalSpy posted(&application, &LoginItemNotifier::loginItemStateChanged);
         clickBox(view.openAtLoginCheckbox());
         QVERIFY(!view.openAtLoginCheckbox()->isChecked());
         QCOMPARE(view.loginState(), LoginItem::State::needsApproval);
@@ -653,16 +670,7 @@ private Q_SLOTS:
 
     void theForecastFollowsTheLimit() {
         Fixture f({camera("A")}, {});
-        const QString folder = RecordingsFolder::defaultFolder();
-        QVERIFY(QDir().mkpath(folder));
-        const QDateTime now = f.harness.clock.now();
-        for (int hour = 1; hour <= 3; ++hour) {
-            QFile file(folder + u'/' +
-                       FileOutputManager::recordingName(now.addSecs(-hour * 3600), "Desk", "Mic") +
-                       ".mov");
-            QVERIFY(file.open(QIODevice::WriteOnly));
-            QVERIFY(file.resize(qint64(1) << 30));
-        }
+        writeRecordings(f.harness.clock.now(), 3, qint64(1) << 30);
         QSignalSpy shown(&f.view(), &SettingsViewController::storageForecastShown);
         QVERIFY(f.setUpAndShow());
         SettingsViewController& view = f.view();
@@ -702,7 +710,11 @@ private Q_SLOTS:
                       ScheduleWindow{{1, 7}, 9 * 60, 17 * 60 + 30}}}
                 .save(f.defaults());
             QVERIFY(!f.autostart.registerItem());
+            writeRecordings(f.harness.clock.now(), 12, qint64(700) << 20);
+            QSignalSpy shown(&f.view(), &SettingsViewController::storageForecastShown);
             QVERIFY(f.setUpAndShow());
+            QTRY_VERIFY(!shown.isEmpty());
+            QVERIFY(!f.view().storageForecastLabel()->text().isEmpty());
             QTRY_COMPARE(f.view().secondCameraSelectPopup()->currentData(), QVariant("cam-b"));
             QCOMPARE(f.view().scheduleRows().size(), std::size_t(2));
             QTest::qWait(50);
