@@ -146,6 +146,10 @@ void CaptureManager::reconfigure() {
     sessionQueue_.async([this] { configureWithChoices(); });
 }
 
+void CaptureManager::listDevices() {
+    sessionQueue_.async([this] { publishDeviceLists(); });
+}
+
 // ---- Session queue ----------------------------------------------------------
 
 void CaptureManager::configureWithChoices() {
@@ -234,14 +238,8 @@ void CaptureManager::publishDevices() {
         inUse[i] = {pipelines_[i]->camera(), pipelines_[i]->microphone(),
                     configured_[i] && pipelines_[i]->isRunning()};
     }
-    std::vector<CaptureManagerSettingsDelegate::Device> cameras;
-    std::vector<CaptureManagerSettingsDelegate::Device> microphones;
-    for (const auto& device : devices_->devices(DeviceKind::video)) {
-        cameras.push_back({device->uniqueID(), device->name()});
-    }
-    for (const auto& device : devices_->devices(DeviceKind::audio)) {
-        microphones.push_back({device->uniqueID(), device->name()});
-    }
+    const auto cameras = listed(DeviceKind::video);
+    const auto microphones = listed(DeviceKind::audio);
     QMetaObject::invokeMethod(
         this,
         [this, inUse, cameras, microphones] {
@@ -278,6 +276,28 @@ void CaptureManager::publishDevices() {
         Qt::QueuedConnection);
 }
 
+std::vector<CaptureManagerSettingsDelegate::Device> CaptureManager::listed(DeviceKind kind) const {
+    std::vector<CaptureManagerSettingsDelegate::Device> list;
+    for (const auto& device : devices_->devices(kind)) {
+        list.push_back({device->uniqueID(), device->name()});
+    }
+    return list;
+}
+
+// The device lists alone, for the settings window's menus.
+void CaptureManager::publishDeviceLists() {
+    const auto cameras = listed(DeviceKind::video);
+    const auto microphones = listed(DeviceKind::audio);
+    QMetaObject::invokeMethod(
+        this,
+        [this, cameras, microphones] {
+            if (settingsDelegate_) {
+                settingsDelegate_->devicesListed(cameras, microphones);
+            }
+        },
+        Qt::QueuedConnection);
+}
+
 void CaptureManager::deviceConnected(const std::shared_ptr<CaptureSource>& device,
                                      DeviceKind kind) {
     const DeviceChange change = choice_.connected(device, kind, devicesInUse());
@@ -304,6 +324,9 @@ void CaptureManager::apply(const DeviceChange& change) {
     }
     if (change.devices) {
         configureWith(*change.devices);
+    } else {
+        // The devices in use stay, but the settings' menus list every device.
+        publishDeviceLists();
     }
 }
 

@@ -70,6 +70,8 @@ public:
     void chooseNoMicrophone();
     void followSystemInput();
     void reconfigure();
+    // Tells the settings delegate the cameras and microphones present now.
+    void listDevices();
 
     // The capture-update rule runs after each of these. After a refusal
     // ("Not authorized") an arming, like a device being connected, tries
@@ -136,6 +138,8 @@ private:
     void restartSessions();
     void tryCaptureAgain(const DeviceSet& devices);
     void publishDevices();
+    void publishDeviceLists();
+    std::vector<CaptureManagerSettingsDelegate::Device> listed(DeviceKind kind) const;
 
     // Main thread.
     void updateCapture();
