@@ -18,6 +18,7 @@
 #include "PopoverWindow.h"
 #include "QuitAlert.h"
 #include "SettingsKeys.h"
+#include "SettingsWindowController.h"
 #include "SleepRiskMonitor.h"
 #include "StatusItem.h"
 #include "UPowerClient.h"
@@ -65,8 +66,22 @@ AppDelegate::AppDelegate(Options options, QObject* parent)
       recordingManager_(defaults_, clock_) {}
 
 AppDelegate::~AppDelegate() {
+    closeWindows();
     // Capture goes first: its pipelines feed recorders the recording manager drives.
     captureManager_.reset();
+}
+
+// The windows go before the capture manager they show: it stops reporting to
+// the popover first.
+void AppDelegate::closeWindows() {
+    quitAlert_.reset();
+    settingsWindow_.reset();
+    if (captureManager_) {
+        captureManager_->setActivityDelegate(nullptr);
+    }
+    popover_.reset();
+    popoverController_ = nullptr;
+    statusItem_.reset();
 }
 
 std::unique_ptr<CaptureDevices> AppDelegate::makeDevices() const {
@@ -228,11 +243,9 @@ void AppDelegate::finishTermination() {
         return;
     }
     terminating_ = false;
-    quitAlert_.reset();
     recordingManager_.onRecordingsFinished = nullptr;
     recordingManager_.cleanQuit();
-    popover_.reset();
-    statusItem_.reset();
+    closeWindows();
     captureManager_.reset();
     defaults_.flush();
     Log::line(QStringLiteral("Nelvo quit"));
@@ -308,6 +321,7 @@ void AppDelegate::launchWindows() {
 PopoverMenu::Operations AppDelegate::menuOperations() {
     PopoverMenu::Operations operations;
     operations.showRecordings = [this] { showRecordings(); };
+    operations.showPreferences = [this] { showPreferences(); };
     operations.quitApp = [this] { quit(); };
     return operations;
 }
@@ -316,6 +330,17 @@ void AppDelegate::showRecordings() {
     const QString folder = recordingManager_.fileOutputManager().nelvoPath();
     recordingManager_.fileOutputManager().ensureFolder();
     FileManager::showFolder(folder);
+}
+
+void AppDelegate::showPreferences() {
+    if (!settingsWindow_) {
+        loginItemService_ = std::make_unique<XdgAutostartLoginItemService>(
+            XdgAutostartLoginItemService::launcherProgram(QCoreApplication::applicationFilePath()),
+            XdgAutostartLoginItemService::argumentsThatMatter(QCoreApplication::arguments()));
+        settingsWindow_ = std::make_unique<SettingsWindowController>(
+            recordingManager_, *captureManager_, *loginItemService_);
+    }
+    settingsWindow_->showWindow();
 }
 
 void AppDelegate::activate() {

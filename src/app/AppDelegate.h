@@ -18,7 +18,9 @@ class GapNotifications;
 class PopoverViewController;
 class PopoverWindow;
 class QuitAlert;
+class SettingsWindowController;
 class StatusItem;
+class XdgAutostartLoginItemService;
 class LogindSleepInhibitor;
 class LogindSleepWatcher;
 class DesktopNotifications;
@@ -74,9 +76,11 @@ private:
     void stateChanged();
     void finishTermination();
     void launchWindows();
+    void closeWindows();
     PopoverMenu::Operations menuOperations();
     void armedAtLaunch(ArmingCause cause);
     void showRecordings();
+    void showPreferences();
     void quitAlertAnswered(bool quitNow);
     void recordingsFinishedForQuit();
 
@@ -96,6 +100,8 @@ private:
     std::unique_ptr<PopoverWindow> popover_;
     PopoverViewController* popoverController_ = nullptr;  // the popover window's content
     std::unique_ptr<QuitAlert> quitAlert_;
+    std::unique_ptr<XdgAutostartLoginItemService> loginItemService_;
+    std::unique_ptr<SettingsWindowController> settingsWindow_;  // made on first use
     QElapsedTimer finishDeadline_;
     bool quitWithoutWaiting_ = false;
     bool terminating_ = false;
