@@ -12,20 +12,46 @@
 
 #include <QColor>
 #include <QImage>
+#include <QStringList>
+#include <mutex>
 #include <vector>
 
 namespace PreviewTestBench {
 
 inline constexpr int patience = 15000;  // ms, the longest a real-time step may take under load
 
+// With a folder set it really records each camera into it.
 class Controller : public CaptureManagerRecordingController {
 public:
     std::optional<int> armedStateRaw() const override { return state; }
     void startRecordings(const std::vector<RecordingTarget>& targets) override {
         starts += static_cast<int>(targets.size());
         state = recording;
+        if (folder.isEmpty()) {
+            return;
+        }
+        for (const RecordingTarget& target : targets) {
+            const QString path = QStringLiteral("%1/recording-%2.mov").arg(folder).arg(starts);
+            target.recorder->start(path, [this](const QString& file, std::optional<Error>) {
+                std::lock_guard guard(mutex_);
+                finished_ << file;
+            });
+            recorders_.push_back(target.recorder);
+        }
     }
-    void stopRecording() override { state = armed; }
+    void stopRecording() override {
+        if (state == recording) {
+            state = armed;
+        }
+        for (const auto& recorder : recorders_) {
+            recorder->stop();
+        }
+        recorders_.clear();
+    }
+    QStringList finishedFiles() {
+        std::lock_guard guard(mutex_);
+        return finished_;
+    }
     void setCameraAvailable(bool) override {}
     void setMicrophoneAvailable(bool) override {}
     bool motionDetectionStopped() const override { return false; }
@@ -35,6 +61,12 @@ public:
 
     int state = unarmed;
     int starts = 0;
+    QString folder;
+
+private:
+    std::vector<std::shared_ptr<MovieRecorder>> recorders_;
+    std::mutex mutex_;
+    QStringList finished_;
 };
 
 inline std::unique_ptr<CaptureDevices> cameras(std::vector<std::shared_ptr<CaptureSource>> list) {

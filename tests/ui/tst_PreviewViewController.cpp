@@ -1,15 +1,21 @@
 #include "DetectionZones.h"
 #include "DocsImages.h"
+#include "FileCamera.h"
 #include "GstHandle.h"
+#include "MovieProbe.h"
 #include "PreviewTestBench.h"
 #include "PreviewView.h"
 #include "PreviewViewController.h"
 #include "PreviewWindowController.h"
+#include "SettingsKeys.h"
 #include "TestEnvironment.h"
 #include "ZoneEditorView.h"
 
+#include <QDir>
+#include <QProcess>
 #include <QScreen>
 #include <QSignalSpy>
+#include <QTemporaryDir>
 #include <QTest>
 
 using namespace PreviewTestBench;
@@ -37,6 +43,26 @@ void dragOn(ZoneEditorView* editor, QPointF from, QPointF to) {
     QTest::mousePress(editor, Qt::LeftButton, {}, at(from));
     QTest::mouseMove(editor, at(to));
     QTest::mouseRelease(editor, Qt::LeftButton, {}, at(to));
+}
+
+// A clip whose only motion is a dark square going to and fro in the right
+// half (x from 170 to 310 of 320), so the left half never moves.
+QString clipMovingOnTheRight(const QString& folder) {
+    const QString path = folder + QStringLiteral("/right-half.mp4");
+    QProcess ffmpeg;
+    ffmpeg.start(QStringLiteral("ffmpeg"),
+                 {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-f"),
+                  QStringLiteral("lavfi"), QStringLiteral("-i"),
+                  QStringLiteral("color=c=0xb0b0b0:s=320x240:r=15:d=4[bg];"
+                                 "color=c=black:s=40x40:r=15:d=4[box];"
+                                 "[bg][box]overlay=x='220+50*sin(3*t)':y=100"),
+                  QStringLiteral("-pix_fmt"), QStringLiteral("yuv420p"), QStringLiteral("-c:v"),
+                  QStringLiteral("libx264"), QStringLiteral("-y"), path});
+    if (!ffmpeg.waitForFinished(60000) || ffmpeg.exitCode() != 0) {
+        qWarning("%s", ffmpeg.readAllStandardError().constData());
+        return {};
+    }
+    return path;
 }
 
 }  // namespace
@@ -185,6 +211,62 @@ private Q_SLOTS:
         QCOMPARE(closed.count(), 2);
         QVERIFY(!manager.previewOpen());
         QVERIFY(!manager.pipeline(0).wantsPreview());
+    }
+
+    void zoneDrawnWithTheMouseDecidesWhatRecords_data() {
+        QTest::addColumn<double>("left");
+        QTest::addColumn<bool>("records");
+        QTest::newRow("zone over the still left half") << 0.02 << false;
+        QTest::newRow("zone over the moving right half") << 0.52 << true;
+    }
+
+    void zoneDrawnWithTheMouseDecidesWhatRecords() {
+        QFETCH(double, left);
+        QFETCH(bool, records);
+        QTemporaryDir folder;
+        const QString clip = clipMovingOnTheRight(folder.path());
+        QVERIFY(!clip.isEmpty());
+        Defaults defaults(environment.settingsFilePath());
+        defaults.set(SettingsKeys::motionTriggerEnabled, true);
+        defaults.set(SettingsKeys::motionTriggerThreshold, 20.0);
+        defaults.set(SettingsKeys::timeoutValueInSeconds, 1);
+        SystemClock clock;
+        Controller recording;
+        recording.folder = folder.path();
+        auto camera = std::make_shared<FileCamera>(clip);
+        DetectionZones::save(camera->uniqueID(), defaults, {});
+        CaptureManager manager(defaults, clock, recording, cameras({camera}));
+        manager.setUp();
+        PreviewWindowController preview(manager, defaults);
+        preview.show();
+        auto* editor = preview.viewController()->zoneEditor();
+        QTRY_VERIFY_WITH_TIMEOUT(!editor->pictureRect().isEmpty(), patience);
+        QCOMPARE(editor->cameraID(), std::optional(camera->uniqueID()));
+        // Drawn while the camera runs, not yet armed.
+        dragOn(editor, {left, 0.05}, {left + 0.46, 0.95});
+        QCOMPARE(editor->zones().size(), 1u);
+        QCOMPARE(DetectionZones::zones(camera->uniqueID(), defaults)->size(), 1u);
+
+        // Measurements made before the zone was drawn are over within a few frames.
+        QTest::qWait(500);
+        recording.state = Controller::armed;
+        manager.armedStateChanged();
+        QTest::qWait(3000);
+        QCOMPARE(recording.starts > 0, records);
+        recording.stopRecording();
+        if (records) {
+            QTRY_VERIFY_WITH_TIMEOUT(!recording.finishedFiles().isEmpty(), patience);
+            const MovieProbe probe(recording.finishedFiles().front());
+            QVERIFY2(probe.errorText().isEmpty(), qPrintable(probe.errorText()));
+            QCOMPARE(probe.width(), 320);
+            QCOMPARE(probe.height(), 240);
+            QVERIFY(probe.frameCount() > 0);
+        } else {
+            QVERIFY(QDir(folder.path()).entryList({QStringLiteral("*.mov")}).isEmpty());
+        }
+        recording.state = Controller::unarmed;
+        manager.armedStateChanged();
+        preview.close();
     }
 
     void pictureOfThePreviewWithZones() {
