@@ -29,15 +29,7 @@ public:
         if (!alive) {
             return;
         }
-        const int index = indexOf(pipeline);
-        QMetaObject::invokeMethod(
-            &manager_,
-            [manager = &manager_, index, image] {
-                if (manager->previewDelegate_) {
-                    manager->previewDelegate_->previewImage(index, image);
-                }
-            },
-            Qt::QueuedConnection);
+        manager_.previewImageReady(indexOf(pipeline), image);
     }
 
     std::atomic<bool> alive{true};
@@ -358,6 +350,13 @@ void CaptureManager::setPreviewOpen(bool open) {
     for (auto& pipeline : pipelines_) {
         pipeline->setWantsPreview(open);
     }
+    if (!open) {
+        // Gives the last pictures back to the pipelines' pools.
+        for (PreviewSlot& slot : previewSlots_) {
+            std::lock_guard guard(slot.mutex);
+            slot.image = QImage();
+        }
+    }
     updateCapture();
 }
 
@@ -519,6 +518,32 @@ void CaptureManager::motionMeasured(int index, double level, bool triggered) {
                                      lastLevel_[index]);
             },
             Qt::QueuedConnection);
+    }
+}
+
+void CaptureManager::previewImageReady(int index, const QImage& image) {
+    PreviewSlot& slot = previewSlots_[index];
+    {
+        // Held only to swap a shared image; the main thread never draws under it.
+        std::lock_guard guard(slot.mutex);
+        slot.image = image;
+    }
+    if (!slot.posted.exchange(true)) {
+        QMetaObject::invokeMethod(
+            this, [this, index] { previewImageOnMain(index); }, Qt::QueuedConnection);
+    }
+}
+
+void CaptureManager::previewImageOnMain(int index) {
+    PreviewSlot& slot = previewSlots_[index];
+    slot.posted = false;
+    QImage image;
+    {
+        std::lock_guard guard(slot.mutex);
+        image.swap(slot.image);
+    }
+    if (!image.isNull() && previewDelegate_) {
+        previewDelegate_->previewImage(index, image);
     }
 }
 

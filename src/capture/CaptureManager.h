@@ -22,6 +22,7 @@
 #include <chrono>
 #include <cstdint>
 #include <memory>
+#include <mutex>
 #include <optional>
 
 class Clock;
@@ -149,11 +150,13 @@ private:
     void startRecording();
     void scheduleStop();
     void motionMeasuredOnMain(int index, std::int64_t count, double level);
+    void previewImageOnMain(int index);
     void stopMeter();
 
     // From the pipelines.
     void motionMeasured(int index, double level, bool triggered);
     void sessionError(int index, const std::optional<Error>& error);
+    void previewImageReady(int index, const QImage& image);
 
     Defaults& defaults_;
     Clock& clock_;
@@ -196,6 +199,14 @@ private:
     std::array<std::atomic<double>, pipelineCount> lastLevel_{};
     std::array<std::atomic<bool>, pipelineCount> measurementPosted_{};
     std::atomic<bool> triggerPosted_{false};
+    // The newest preview picture of each pipeline: a newer one replaces one
+    // the main thread has not taken yet, so pictures never queue up.
+    struct PreviewSlot {
+        std::mutex mutex;
+        QImage image;
+        std::atomic<bool> posted{false};
+    };
+    std::array<PreviewSlot, pipelineCount> previewSlots_;
 
     // Reads the first pipeline's microphone: declared after the pipelines, so gone before them.
     std::unique_ptr<SoundMeter> meter_;

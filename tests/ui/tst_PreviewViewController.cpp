@@ -1,0 +1,311 @@
+#include "DetectionZones.h"
+#include "DocsImages.h"
+#include "FileCamera.h"
+#include "GstHandle.h"
+#include "MovieProbe.h"
+#include "PreviewTestBench.h"
+#include "PreviewView.h"
+#include "PreviewViewController.h"
+#include "PreviewWindowController.h"
+#include "SettingsKeys.h"
+#include "TestEnvironment.h"
+#include "ZoneEditorView.h"
+
+#include <QDir>
+#include <QProcess>
+#include <QScreen>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace PreviewTestBench;
+
+namespace {
+
+QImage filled(QSize size, QColor color) {
+    QImage image(size, QImage::Format_RGB32);
+    image.fill(color);
+    return image;
+}
+
+double ratio(const QSize& size) {
+    return static_cast<double>(size.width()) / size.height();
+}
+
+// A press, a move and a release on an editor, in normalised picture points.
+void dragOn(ZoneEditorView* editor, QPointF from, QPointF to) {
+    const QRectF picture = editor->pictureRect();
+    const auto at = [&](QPointF p) {
+        return QPointF(picture.left() + p.x() * picture.width(),
+                       picture.top() + p.y() * picture.height())
+            .toPoint();
+    };
+    QTest::mousePress(editor, Qt::LeftButton, {}, at(from));
+    QTest::mouseMove(editor, at(to));
+    QTest::mouseRelease(editor, Qt::LeftButton, {}, at(to));
+}
+
+// A clip whose only motion is a dark square going to and fro in the right
+// half (x from 170 to 310 of 320), so the left half never moves.
+QString clipMovingOnTheRight(const QString& folder) {
+    const QString path = folder + QStringLiteral("/right-half.mp4");
+    QProcess ffmpeg;
+    ffmpeg.start(QStringLiteral("ffmpeg"),
+                 {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-f"),
+                  QStringLiteral("lavfi"), QStringLiteral("-i"),
+                  QStringLiteral("color=c=0xb0b0b0:s=320x240:r=15:d=4[bg];"
+                                 "color=c=black:s=40x40:r=15:d=4[box];"
+                                 "[bg][box]overlay=x='220+50*sin(3*t)':y=100"),
+                  QStringLiteral("-pix_fmt"), QStringLiteral("yuv420p"), QStringLiteral("-c:v"),
+                  QStringLiteral("libx264"), QStringLiteral("-y"), path});
+    if (!ffmpeg.waitForFinished(60000) || ffmpeg.exitCode() != 0) {
+        qWarning("%s", ffmpeg.readAllStandardError().constData());
+        return {};
+    }
+    return path;
+}
+
+}  // namespace
+
+class tst_PreviewViewController : public QObject {
+    Q_OBJECT
+
+    TestEnvironment environment;
+
+private Q_SLOTS:
+    void initTestCase() { Gst::ensureInitialised(); }
+
+    void oneCameraShowsOnePictureAndItsName() {
+        Defaults defaults(environment.settingsFilePath());
+        PreviewViewController controller(defaults);
+        controller.setCameras({QStringLiteral("Desk")}, {QStringLiteral("desk-id")});
+        controller.setAspectRatio(QSize(1280, 720));
+        controller.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&controller));
+        QVERIFY(controller.previewView()->isVisible());
+        QVERIFY(!controller.secondPreviewView()->isVisible());
+        QCOMPARE(controller.windowTitle(), QStringLiteral("Nelvo - Desk"));
+        QVERIFY2(std::abs(ratio(controller.size()) - 16.0 / 9) < 0.02,
+                 qPrintable(QString::number(ratio(controller.size()))));
+        QCOMPARE(controller.zoneEditor()->cameraID(), std::optional(QStringLiteral("desk-id")));
+        QCOMPARE(controller.secondZoneEditor()->cameraID(), std::nullopt);
+    }
+
+    void twoCamerasSideBySideTwiceAsWide() {
+        Defaults defaults(environment.settingsFilePath());
+        PreviewViewController controller(defaults);
+        controller.setAspectRatio(QSize(1280, 720));
+        controller.setCameras({QStringLiteral("Desk"), QStringLiteral("Door")},
+                              {QStringLiteral("desk-id"), QStringLiteral("door-id")});
+        controller.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&controller));
+        QVERIFY(controller.secondPreviewView()->isVisible());
+        QCOMPARE(controller.windowTitle(), QStringLiteral("Nelvo - Desk + Door"));
+        QCOMPARE(*controller.contentAspectRatio(), QSizeF(2560, 720));
+        QVERIFY2(std::abs(ratio(controller.size()) - 32.0 / 9) < 0.03,
+                 qPrintable(QString::number(ratio(controller.size()))));
+        QCOMPARE(controller.secondZoneEditor()->cameraID(),
+                 std::optional(QStringLiteral("door-id")));
+        // Back to one camera: the second picture goes, the window narrows.
+        controller.setCameras({QStringLiteral("Desk")}, {QStringLiteral("desk-id")});
+        QVERIFY(!controller.secondPreviewView()->isVisible());
+        QVERIFY(std::abs(ratio(controller.size()) - 16.0 / 9) < 0.02);
+    }
+
+    void withoutCamerasTheTitleIsNelvo() {
+        Defaults defaults(environment.settingsFilePath());
+        PreviewViewController controller(defaults);
+        controller.setCameras({}, {});
+        QCOMPARE(controller.windowTitle(), QStringLiteral("Nelvo"));
+        QVERIFY(!controller.secondPreviewView()->isVisibleTo(&controller));
+        QCOMPARE(PreviewViewController::title({QStringLiteral("A"), QStringLiteral("B")}),
+                 QStringLiteral("Nelvo - A + B"));
+    }
+
+    void windowStaysWithinTheScreen() {
+        Defaults defaults(environment.settingsFilePath());
+        PreviewViewController controller(defaults);
+        controller.resize(3000, 2000);
+        controller.setCameras({QStringLiteral("Desk"), QStringLiteral("Door")},
+                              {QStringLiteral("desk-id"), QStringLiteral("door-id")});
+        controller.setAspectRatio(QSize(1920, 1080));
+        const QSize room = controller.screen()->availableGeometry().size();
+        QVERIFY(controller.width() <= room.width());
+        QVERIFY(controller.height() <= room.height());
+        QVERIFY(std::abs(ratio(controller.size()) - 32.0 / 9) < 0.03);
+    }
+
+    void aspectOfNoHeightLeavesTheWindowAlone() {
+        Defaults defaults(environment.settingsFilePath());
+        PreviewViewController controller(defaults);
+        controller.resize(500, 400);
+        controller.setAspectRatio(QSize(640, 0));
+        QCOMPARE(controller.size(), QSize(500, 400));
+        QVERIFY(!controller.contentAspectRatio());
+    }
+
+    void editorsFollowTheirPictures() {
+        Defaults defaults(environment.settingsFilePath());
+        PreviewViewController controller(defaults);
+        controller.setCameras({QStringLiteral("Desk"), QStringLiteral("Door")},
+                              {QStringLiteral("desk-id"), QStringLiteral("door-id")});
+        controller.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&controller));
+        controller.previewImage(0, filled(QSize(160, 90), Qt::blue));
+        controller.previewImage(1, filled(QSize(160, 90), Qt::green));
+        QCOMPARE(*controller.aspectRatio(), QSize(160, 90));
+        QVERIFY(!controller.zoneEditor()->pictureRect().isEmpty());
+        QCOMPARE(controller.zoneEditor()->pictureRect(), controller.previewView()->pictureRect());
+        QCOMPARE(controller.secondZoneEditor()->pictureRect(),
+                 controller.secondPreviewView()->pictureRect());
+        QCOMPARE(controller.zoneEditor()->geometry(), controller.previewView()->rect());
+        // A zone drawn on the second picture belongs to the second camera.
+        dragOn(controller.secondZoneEditor(), {0.1, 0.1}, {0.6, 0.6});
+        QCOMPARE(DetectionZones::storedZones(QStringLiteral("door-id"), defaults).size(), 1u);
+        QVERIFY(DetectionZones::storedZones(QStringLiteral("desk-id"), defaults).empty());
+    }
+
+    void toggleOpensAndClosesThePreview() {
+        Defaults defaults(environment.settingsFilePath());
+        SystemClock clock;
+        Controller recording;
+        CaptureManager manager(defaults, clock, recording,
+                               cameras({std::make_shared<DemoCamera>(smallDemo())}));
+        manager.setUp();
+        PreviewWindowController preview(manager, defaults);
+        QSignalSpy closed(&preview, &PreviewWindowController::closed);
+        QVERIFY(!preview.isVisible());
+        QVERIFY(!manager.previewOpen());
+
+        preview.toggle();
+        QVERIFY(preview.isVisible());
+        QVERIFY(manager.previewOpen());
+        for (int i = 0; i < CaptureManager::pipelineCount; ++i) {
+            QVERIFY(manager.pipeline(i).wantsPreview());
+        }
+        QTRY_COMPARE_WITH_TIMEOUT(preview.window()->windowTitle(),
+                                  QStringLiteral("Nelvo - Demo Camera"), patience);
+        auto* view = preview.viewController()->previewView();
+        QTRY_VERIFY_WITH_TIMEOUT(view->framesReceived() > 3, patience);
+        QCOMPARE(preview.viewController()->zoneEditor()->cameraID(),
+                 std::optional(QStringLiteral("nelvo-demo-camera")));
+        QVERIFY(std::abs(ratio(preview.window()->size()) - 16.0 / 9) < 0.02);
+
+        preview.toggle();
+        QVERIFY(!preview.isVisible());
+        QCOMPARE(closed.count(), 1);
+        QVERIFY(!manager.previewOpen());
+        for (int i = 0; i < CaptureManager::pipelineCount; ++i) {
+            QVERIFY(!manager.pipeline(i).wantsPreview());
+        }
+        // No pictures reach a closed window.
+        QTest::qWait(300);
+        const auto frames = view->framesReceived();
+        QTest::qWait(500);
+        QCOMPARE(view->framesReceived(), frames);
+
+        // The window's own close button closes it the same way.
+        preview.toggle();
+        QVERIFY(manager.previewOpen());
+        preview.window()->close();
+        QCOMPARE(closed.count(), 2);
+        QVERIFY(!manager.previewOpen());
+        QVERIFY(!manager.pipeline(0).wantsPreview());
+    }
+
+    void zoneDrawnWithTheMouseDecidesWhatRecords_data() {
+        QTest::addColumn<double>("left");
+        QTest::addColumn<bool>("records");
+        QTest::newRow("zone over the still left half") << 0.02 << false;
+        QTest::newRow("zone over the moving right half") << 0.52 << true;
+    }
+
+    void zoneDrawnWithTheMouseDecidesWhatRecords() {
+        QFETCH(double, left);
+        QFETCH(bool, records);
+        QTemporaryDir folder;
+        const QString clip = clipMovingOnTheRight(folder.path());
+        QVERIFY(!clip.isEmpty());
+        Defaults defaults(environment.settingsFilePath());
+        defaults.set(SettingsKeys::motionTriggerEnabled, true);
+        defaults.set(SettingsKeys::motionTriggerThreshold, 20.0);
+        defaults.set(SettingsKeys::timeoutValueInSeconds, 1);
+        SystemClock clock;
+        Controller recording;
+        recording.folder = folder.path();
+        auto camera = std::make_shared<FileCamera>(clip);
+        DetectionZones::save(camera->uniqueID(), defaults, {});
+        CaptureManager manager(defaults, clock, recording, cameras({camera}));
+        manager.setUp();
+        PreviewWindowController preview(manager, defaults);
+        preview.show();
+        auto* editor = preview.viewController()->zoneEditor();
+        QTRY_VERIFY_WITH_TIMEOUT(!editor->pictureRect().isEmpty(), patience);
+        QCOMPARE(editor->cameraID(), std::optional(camera->uniqueID()));
+        // Drawn while the camera runs, not yet armed.
+        dragOn(editor, {left, 0.05}, {left + 0.46, 0.95});
+        QCOMPARE(editor->zones().size(), 1u);
+        QCOMPARE(DetectionZones::zones(camera->uniqueID(), defaults)->size(), 1u);
+
+        // Measurements made before the zone was drawn are over within a few frames.
+        QTest::qWait(500);
+        recording.state = Controller::armed;
+        manager.armedStateChanged();
+        QTest::qWait(3000);
+        QCOMPARE(recording.starts > 0, records);
+        recording.stopRecording();
+        if (records) {
+            QTRY_VERIFY_WITH_TIMEOUT(!recording.finishedFiles().isEmpty(), patience);
+            const MovieProbe probe(recording.finishedFiles().front());
+            QVERIFY2(probe.errorText().isEmpty(), qPrintable(probe.errorText()));
+            QCOMPARE(probe.width(), 320);
+            QCOMPARE(probe.height(), 240);
+            QVERIFY(probe.frameCount() > 0);
+        } else {
+            QVERIFY(QDir(folder.path()).entryList({QStringLiteral("*.mov")}).isEmpty());
+        }
+        recording.state = Controller::unarmed;
+        manager.armedStateChanged();
+        preview.close();
+    }
+
+    void pictureOfThePreviewWithZones() {
+        Defaults defaults(environment.settingsFilePath());
+        SystemClock clock;
+        Controller recording;
+        CaptureManager manager(defaults, clock, recording,
+                               cameras({std::make_shared<DemoCamera>()}));
+        manager.setUp();
+        PreviewWindowController preview(manager, defaults);
+        preview.show();
+        QVERIFY(QTest::qWaitForWindowExposed(preview.window()));
+        auto* editor = preview.viewController()->zoneEditor();
+        editor->clearZones();
+        QTRY_VERIFY_WITH_TIMEOUT(!editor->pictureRect().isEmpty(), patience);
+        preview.window()->resize(800, 450);
+        QTRY_COMPARE(preview.window()->size(), QSize(800, 450));
+        dragOn(editor, {0.06, 0.2}, {0.42, 0.85});
+        dragOn(editor, {0.55, 0.3}, {0.93, 0.8});
+        QCOMPARE(editor->zones().size(), 2u);
+        QCOMPARE(editor->selected(), std::optional(1));
+        // Wait for the object to cross, so the moved pixels show in red.
+        QImage image;
+        QTRY_VERIFY_WITH_TIMEOUT(
+            [&] {
+                image = preview.window()->grab().toImage();
+                int red = 0;
+                for (int y = 0; y < image.height(); y += 3) {
+                    for (int x = 0; x < image.width(); x += 3) {
+                        red += isRed(image.pixelColor(x, y));
+                    }
+                }
+                return red > 40;
+            }(),
+            patience);
+        DocsImages::save(image, QStringLiteral("preview-zones.png"));
+        editor->clearZones();
+    }
+};
+
+QTEST_MAIN(tst_PreviewViewController)
+#include "tst_PreviewViewController.moc"
