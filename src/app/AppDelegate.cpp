@@ -304,6 +304,9 @@ void AppDelegate::launchWindows() {
     connect(controller, &PopoverViewController::floatPopoverChanged, popover_.get(),
             &PopoverWindow::setPinned);
     captureManager_->setActivityDelegate(controller);
+    if (defaults_.boolValue(SettingsKeys::openPreviewWindowAtLaunch)) {
+        controller->togglePreviewWindow();
+    }
 
     if (tray) {
         statusItem_->setMenu(controller->popoverMenu());

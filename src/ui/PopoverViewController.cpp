@@ -1,5 +1,7 @@
 #include "PopoverViewController.h"
 
+#include "PreviewWindowController.h"
+
 #include "CaptureManager.h"
 #include "ClickableLabel.h"
 #include "Defaults.h"
@@ -219,9 +221,10 @@ QWidget* PopoverViewController::buildButtonBar() {
     //: Popover button that opens the camera preview
     previewButton_ = new QPushButton(tr("Preview"), bar);
     previewButton_->setFlat(true);
-    previewButton_->setEnabled(false);
-    //: Tooltip of the popover's preview button while this version has no preview window
-    previewButton_->setToolTip(tr("The camera preview is not part of this version of Nelvo"));
+    //: Tooltip of the popover's preview button
+    previewButton_->setToolTip(tr("Show what the cameras see and draw detection zones"));
+    connect(previewButton_, &QPushButton::clicked, this,
+            &PopoverViewController::togglePreviewWindow);
     layout->addWidget(previewButton_);
     layout->addStretch(1);
 
@@ -387,6 +390,14 @@ void PopoverViewController::motionTriggerToggled(bool on) {
 void PopoverViewController::audioTriggerToggled(bool on) {
     recordingManager_.defaults().set(SettingsKeys::audioTriggerEnabled, on);
     refreshArmButton();
+}
+
+void PopoverViewController::togglePreviewWindow() {
+    if (!previewWindowController_) {
+        previewWindowController_ = std::make_unique<PreviewWindowController>(
+            captureManager_, recordingManager_.defaults());
+    }
+    previewWindowController_->toggle();
 }
 
 void PopoverViewController::toggleFloatMode(bool on) {

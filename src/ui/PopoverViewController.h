@@ -8,9 +8,11 @@
 #include <QStringList>
 #include <QWidget>
 #include <functional>
+#include <memory>
 #include <optional>
 
 class CaptureManager;
+class PreviewWindowController;
 class ClickableLabel;
 class LevelIndicator;
 class QCheckBox;
@@ -56,6 +58,11 @@ public:
     bool floatPopover() const { return floatPopover_; }
 
     PopoverMenu* popoverMenu() const { return popoverMenu_; }
+    // Shows the preview window, or closes it when it is open.
+    void togglePreviewWindow();
+    PreviewWindowController* previewWindowController() const {
+        return previewWindowController_.get();
+    }
 
     // CaptureManagerActivityDelegate
     void motionLevel(int index, double level) override;
@@ -140,6 +147,7 @@ private:
     Services services_;
 
     bool floatPopover_ = false;
+    std::unique_ptr<PreviewWindowController> previewWindowController_;  // made on first use
     PopoverMenu* popoverMenu_ = nullptr;
 
     QPushButton* armedButton_ = nullptr;

@@ -13,6 +13,7 @@
 #include "MenuBarIcon.h"
 #include "MovieProbe.h"
 #include "PopoverViewController.h"
+#include "PreviewWindowController.h"
 #include "RecordingManager.h"
 #include "SettingsKeys.h"
 #include "TestEnvironment.h"
@@ -330,6 +331,7 @@ private Q_SLOTS:
 
     void pinningKeepsThePopoverOpen() {
         Popover p;
+        QSignalSpy pinned(p.popover.get(), &PopoverViewController::floatPopoverChanged);
         QVERIFY(p.popover->popoverShouldClose());
         p.popover->pinButton()->click();
         QVERIFY(p.popover->floatPopover());
@@ -337,6 +339,25 @@ private Q_SLOTS:
         p.popover->pinButton()->click();
         QVERIFY(!p.popover->floatPopover());
         QVERIFY(p.popover->popoverShouldClose());
+        // The holding window is told, so a pinned popup can let go of the pointer.
+        QCOMPARE(pinned.size(), 2);
+        QCOMPARE(pinned.at(0).at(0).toBool(), true);
+        QCOMPARE(pinned.at(1).at(0).toBool(), false);
+    }
+
+    // The preview button opens the preview window, which makes the cameras
+    // send their pictures, and closes it again.
+    void thePreviewButtonOpensAndClosesThePreview() {
+        Popover p;
+        QVERIFY(p.popover->previewButton()->isEnabled());
+        QVERIFY(!p.capture->previewOpen());
+        QTest::mouseClick(p.popover->previewButton(), Qt::LeftButton);
+        QVERIFY(p.popover->previewWindowController() != nullptr);
+        QVERIFY(p.popover->previewWindowController()->isVisible());
+        QVERIFY(p.capture->previewOpen());
+        QTest::mouseClick(p.popover->previewButton(), Qt::LeftButton);
+        QVERIFY(!p.popover->previewWindowController()->isVisible());
+        QVERIFY(!p.capture->previewOpen());
     }
 
     void theNoticeFollowsTheManager() {
