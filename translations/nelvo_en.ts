@@ -296,13 +296,8 @@ Check the recordings folder and arm at login in Settings.</source>
         <translation type="unfinished"></translation>
     </message>
     <message>
-        <source>one is being made already</source>
-        <extracomment>Why a time-lapse was not started: another one is being made</extracomment>
-        <translation type="unfinished"></translation>
-    </message>
-    <message>
         <source>there is no armed stretch to show</source>
-        <extracomment>Why a time-lapse was not started: Nelvo has not been armed yet</extracomment>
+        <extracomment>Why a time-lapse was not made: Nelvo has not been armed long enough to keep a stretch</extracomment>
         <translation type="unfinished"></translation>
     </message>
     <message>

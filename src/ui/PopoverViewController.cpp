@@ -16,7 +16,6 @@
 
 #include <QCheckBox>
 #include <QCoreApplication>
-#include <QGridLayout>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QLocale>
@@ -428,13 +427,13 @@ void PopoverViewController::revealFiles(const QStringList& files) {
 }
 
 void PopoverViewController::makeTimeLapse() {
+    if (recordingManager_.isMakingTimeLapse()) {
+        return;  // the line already shows the one being made
+    }
     if (recordingManager_.makeTimeLapse()) {
         timeLapseNotWritten_.reset();
-    } else if (recordingManager_.isMakingTimeLapse()) {
-        //: Why a time-lapse was not started: another one is being made
-        timeLapseNotWritten_ = tr("one is being made already");
     } else {
-        //: Why a time-lapse was not started: Nelvo has not been armed yet
+        //: Why a time-lapse was not made: Nelvo has not been armed long enough to keep a stretch
         timeLapseNotWritten_ = tr("there is no armed stretch to show");
     }
     refreshTriggerCost();
@@ -517,10 +516,15 @@ void PopoverViewController::refreshTriggerCost() {
     }
     inputs.timeLapseNotWritten = timeLapseNotWritten_;
     inputs.timeLapseFailed = recordingManager_.timeLapseFailed();
-    if (inputs.armedState == ArmState::unarmed) {
+    // Both of these list the recordings folder: asked only when they can be shown.
+    const bool timeLapseLine = inputs.timeLapseProgress || inputs.timeLapseNotWritten ||
+                               (inputs.armedState == ArmState::unarmed && inputs.timeLapseFailed);
+    if (!timeLapseLine && inputs.armedState == ArmState::unarmed) {
         inputs.whatHappened = recordingManager_.lastWhatHappened();
     }
-    inputs.cost = recordingManager_.recordingCost();
+    if (!timeLapseLine && !inputs.whatHappened) {
+        inputs.cost = recordingManager_.recordingCost();
+    }
     const TriggerCostLine line = TriggerCostLine::choose(inputs);
 
     whatHappenedFiles_ = line.whatHappenedFiles;
