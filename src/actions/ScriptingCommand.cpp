@@ -8,6 +8,7 @@
 #include <QCoreApplication>
 #include <QDBusConnection>
 #include <QDBusMessage>
+#include <QDBusMetaType>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QTextStream>
@@ -97,13 +98,13 @@ int status(const QDBusConnection& bus, bool json) {
     if (!reply || reply->isEmpty()) {
         return notRunningAnswer();
     }
-    const QVariantMap status = reply->at(0).toMap();
+    const QVariantMap status = qdbus_cast<QVariantMap>(reply->at(0));
     if (json) {
         printLine(QString::fromUtf8(
             QJsonDocument(QJsonObject::fromVariantMap(status)).toJson(QJsonDocument::Compact)));
         return done;
     }
-    for (const QString key :
+    for (const QString& key :
          {QStringLiteral("description"), QStringLiteral("notice"), QStringLiteral("summary")}) {
         if (status.contains(key)) {
             printLine(status.value(key).toString());

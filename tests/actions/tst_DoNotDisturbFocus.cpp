@@ -82,9 +82,12 @@ private Q_SLOTS:
                  QDBusMessage::ReplyMessage);
     }
 
+    // Both switches off, and this process's settings store has seen it.
     void init() {
         QVERIFY(setGnomeBanners(true));
         setPlasmaInhibited(false);
+        const GnomeDoNotDisturb gnome;
+        QTRY_COMPARE_WITH_TIMEOUT(gnome.isOn(), std::optional(false), 10000);
     }
 
     void gnomeSwitchReadsTheDesktopSetting() {
