@@ -22,11 +22,13 @@ void ScriptingService::installManager(RecordingManager& manager, NelvoStatus::So
     sources_ = std::move(sources);
     actions_ = std::make_unique<ShortcutActions>(manager);
     announced_ = armedStateValue();
-    // The countdown's ticks change the text alone; both are the one property.
-    connect(&manager, &RecordingManager::armedStateRawChanged, this,
-            &ScriptingService::announceArmedState);
-    connect(&manager, &RecordingManager::armedStateDescriptionChanged, this,
-            &ScriptingService::announceArmedState);
+    // The countdown's ticks, who armed and the schedule change the text
+    // alone; state and text are the one property, announced when either changes.
+    for (auto changed :
+         {&RecordingManager::armedStateRawChanged, &RecordingManager::armedStateDescriptionChanged,
+          &RecordingManager::armedByChanged, &RecordingManager::scheduleGenerationChanged}) {
+        connect(&manager, changed, this, &ScriptingService::announceArmedState);
+    }
     new Nelvo1Adaptor(this);
 }
 

@@ -128,7 +128,7 @@ private Q_SLOTS:
         TestEnvironment environment;
         writeSettings(environment,
                       "[General]\nvalidateFirstlaunch=false\nmotionTriggerEnabled=false\n"
-                      "audioTriggerEnabled=false\n");
+                      "audioTriggerEnabled=false\nfreshStartNoticePending=true\n");
         NelvoRun nelvo({"--headless", "--demo"});
         QVERIFY(nelvo.startedOK());
         QVERIFY2(!nelvo.waitForLine(QStringLiteral("Devices: "), 20000).isEmpty(),
@@ -137,6 +137,12 @@ private Q_SLOTS:
         QCOMPARE(run.output, QStringLiteral("Nelvo can't arm: nothing can trigger a recording. "
                                             "Check the camera and microphone in Preferences.\n"));
         QCOMPARE(run.exitCode, 1);
+        // The state, then the notice the popover shows.
+        const CommandRun status = nelvoCommand({"status"});
+        QCOMPARE(status.output, QStringLiteral("Unarmed\nNelvo is starting with default "
+                                               "settings.\nCheck the recordings folder and arm "
+                                               "at login in Settings.\n"));
+        QCOMPARE(status.exitCode, 0);
         const CommandRun test = nelvoCommand({"test"});
         QCOMPARE(test.output, QStringLiteral("Nelvo can't record a test right now.\n"));
         QCOMPARE(test.exitCode, 1);
@@ -229,7 +235,9 @@ private Q_SLOTS:
                                   5000)
                      .isEmpty());
 
-        // A test recording, and its file as a second client learns of it.
+        // A test recording while armed, and its file as a second client learns of it.
+        QCOMPARE(nelvoCommand({"arm"}).exitCode, 0);
+        QTRY_VERIFY_WITH_TIMEOUT(listener.states.last() == (ArmedStateValue{2, "Armed"}), 15000);
         run = nelvoCommand({"test"});
         QCOMPARE(run.output, QStringLiteral("Nelvo is recording a test.\n"));
         QCOMPARE(run.exitCode, 0);
@@ -245,6 +253,18 @@ private Q_SLOTS:
         QVERIFY2(probe.readable(), qPrintable(probe.errorText()));
         QCOMPARE(probe.codec(QStringLiteral("video")), QStringLiteral("h264"));
         QVERIFY(probe.frameCount() > 0);
+
+        // Once disarmed, the status ends with the stretch's summary.
+        QCOMPARE(nelvoCommand({"disarm"}).exitCode, 0);
+        run = nelvoCommand({"status"});
+        const QStringList statusLines = run.output.split(u'\n', Qt::SkipEmptyParts);
+        QCOMPARE(statusLines.size(), 2);
+        QCOMPARE(statusLines.at(0), QStringLiteral("Unarmed"));
+        QVERIFY2(statusLines.at(1).startsWith(QStringLiteral("Armed for ")),
+                 qPrintable(run.output));
+        run = nelvoCommand({"status", "--json"});
+        QCOMPARE(QJsonDocument::fromJson(run.output.toUtf8()).object().value("summary").toString(),
+                 statusLines.at(1));
 
         // What `nelvo watch --json` printed meanwhile.
         QTRY_VERIFY_WITH_TIMEOUT(watch.bytesAvailable() > 0 || watch.canReadLine(), 5000);
