@@ -14,6 +14,7 @@
 #include "Log.h"
 #include "LogindSleepInhibitor.h"
 #include "LogindSleepWatcher.h"
+#include "MainThread.h"
 #include "PopoverViewController.h"
 #include "PopoverWindow.h"
 #include "QuitAlert.h"
@@ -25,6 +26,7 @@
 
 #include <QCoreApplication>
 #include <QGuiApplication>
+#include <QPointer>
 #include <QScreen>
 #include <QTimer>
 
@@ -125,6 +127,13 @@ void AppDelegate::launch() {
     captureManager_ =
         std::make_unique<CaptureManager>(defaults_, clock_, controller_, makeDevices());
     recordingManager_.onTestRecordingWanted = [this] { captureManager_->recordTest(); };
+    controller_.onFileFinished = [self = QPointer<AppDelegate>(this)](const QString& path) {
+        MainThread::post([self, path] {
+            if (self) {
+                Q_EMIT self->fileFinished(path);
+            }
+        });
+    };
     connect(&recordingManager_, &RecordingManager::armedStateRawChanged, captureManager_.get(),
             &CaptureManager::armedStateChanged);
     connect(captureManager_.get(), &CaptureManager::devicesConfigured, this,
@@ -138,6 +147,16 @@ void AppDelegate::launch() {
         launchWindows();
     }
     captureManager_->setUp();
+}
+
+NelvoStatus::Sources AppDelegate::statusSources() const {
+    const QString program =
+        XdgAutostartLoginItemService::launcherProgram(QCoreApplication::applicationFilePath());
+    return {[this] { return sleepRisk_ && sleepRisk_->lidWouldStopWatching(); },
+            [program] {
+                XdgAutostartLoginItemService service(program, {});
+                return LoginItem(service).state();
+            }};
 }
 
 // An entry that opens Nelvo at login but was written by another copy of it

@@ -2,6 +2,7 @@
 
 #include "CaptureManager.h"
 #include "Defaults.h"
+#include "NelvoStatus.h"
 #include "PopoverMenu.h"
 #include "RecordingControllerAdapter.h"
 #include "RecordingManager.h"
@@ -62,10 +63,14 @@ public:
     QuitAlert* quitAlert() const { return quitAlert_.get(); }
     RecordingManager& recordingManager() { return recordingManager_; }
     CaptureManager* captureManager() const { return captureManager_.get(); }
+    // What scripts' status reads beside the recording manager.
+    NelvoStatus::Sources statusSources() const;
 
 Q_SIGNALS:
     // Nelvo has quit cleanly; the event loop may end.
     void finished();
+    // A recording's file is finished under its final name.
+    void fileFinished(const QString& path);
 
 private:
     std::unique_ptr<CaptureDevices> makeDevices() const;

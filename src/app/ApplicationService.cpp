@@ -1,5 +1,7 @@
 #include "ApplicationService.h"
 
+#include "ShortcutActions.h"
+
 #include <QDBusConnectionInterface>
 #include <QDBusMessage>
 #include <QDBusReply>
@@ -9,7 +11,7 @@ const QString applicationInterface = QStringLiteral("org.freedesktop.Application
 }
 
 ApplicationService::ApplicationService(QDBusConnection bus, QObject* parent)
-    : QObject(parent), bus_(std::move(bus)) {}
+    : ScriptingService(bus, objectPath, parent), bus_(std::move(bus)) {}
 
 ApplicationService::~ApplicationService() {
     if (registered_) {
@@ -22,7 +24,9 @@ ApplicationService::Registration ApplicationService::registerOnBus() {
     if (!bus_.isConnected()) {
         return Registration::noBus;
     }
-    if (!bus_.registerObject(objectPath, this, QDBusConnection::ExportAllSlots)) {
+    // The scripting interface joins later as an adaptor of this object.
+    if (!bus_.registerObject(objectPath, this,
+                             QDBusConnection::ExportAllSlots | QDBusConnection::ExportAdaptors)) {
         return Registration::noBus;
     }
     // Not queued: a second Nelvo must learn at once that it is the second.
@@ -61,6 +65,12 @@ void ApplicationService::ActivateAction(const QString& actionName, const QVarian
                                         const QVariantMap&) {
     if (actionName == QStringLiteral("quit")) {
         Q_EMIT quitRequested();
+        return;
+    }
+    if (isActionName(actionName)) {
+        if (!performAction(actionName)) {
+            sendErrorReply(QDBusError::Failed, ShortcutActions::notReadyText());
+        }
         return;
     }
     sendErrorReply(QDBusError::NotSupported,

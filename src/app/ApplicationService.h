@@ -1,5 +1,7 @@
 #pragma once
 
+#include "ScriptingService.h"
+
 #include <QDBusConnection>
 #include <QDBusContext>
 #include <QObject>
@@ -8,8 +10,9 @@
 
 // Nelvo's place on the session bus. Owning the name io.nelvo.Nelvo keeps one
 // Nelvo per user; the desktop's application interface on it is how
-// launchers, docks and D-Bus activation reach the running Nelvo.
-class ApplicationService : public QObject, protected QDBusContext {
+// launchers, docks and D-Bus activation reach the running Nelvo. The same
+// object carries Nelvo's scripting interface (its base).
+class ApplicationService : public ScriptingService, protected QDBusContext {
     Q_OBJECT
     Q_CLASSINFO("D-Bus Interface", "org.freedesktop.Application")
 

@@ -13,11 +13,16 @@ void LoggingRecorder::roll(const QString& filePath, Completion onFinish) {
     recorder_->roll(filePath, logged(std::move(onFinish)));
 }
 
-MovieRecorder::Completion LoggingRecorder::logged(Completion onFinish) {
-    return [onFinish = std::move(onFinish)](const QString& filePath, std::optional<Error> error) {
+MovieRecorder::Completion LoggingRecorder::logged(Completion onFinish) const {
+    return [onFinish = std::move(onFinish), onFinished = onFinished_](const QString& filePath,
+                                                                      std::optional<Error> error) {
         if (!error) {
             // Named as the file now is, after any rename for lost frames.
-            Log::line(QStringLiteral("Finished %1").arg(FileOutputManager::finishedPath(filePath)));
+            const QString finished = FileOutputManager::finishedPath(filePath);
+            Log::line(QStringLiteral("Finished %1").arg(finished));
+            if (onFinished) {
+                onFinished(finished);
+            }
         }
         if (onFinish) {
             onFinish(filePath, std::move(error));

@@ -12,7 +12,7 @@ void RecordingControllerAdapter::startRecordings(const std::vector<RecordingTarg
     // Each file's end is logged on its way back to the recording manager.
     std::vector<RecordingTarget> logged = targets;
     for (RecordingTarget& target : logged) {
-        target.recorder = std::make_shared<LoggingRecorder>(target.recorder);
+        target.recorder = std::make_shared<LoggingRecorder>(target.recorder, onFileFinished);
     }
     manager_.startRecordings(logged);
 }

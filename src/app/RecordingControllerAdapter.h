@@ -2,6 +2,9 @@
 
 #include "CaptureManagerRecordingController.h"
 
+#include <QString>
+#include <functional>
+
 class RecordingManager;
 
 // The capture manager's view of the recording manager.
@@ -18,6 +21,9 @@ public:
     void setMotionDetectionStopped(bool stopped) override;
     void reportGap(const QDateTime& from, const QDateTime& until) override;
     void devicesChanged() override;
+
+    // Told of each finished file under its final name, on the recorder's queue.
+    std::function<void(const QString& finishedPath)> onFileFinished;
 
 private:
     RecordingManager& manager_;

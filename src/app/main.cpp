@@ -2,8 +2,10 @@
 #include "ApplicationService.h"
 #include "CameraFileCheck.h"
 #include "CommandLine.h"
+#include "DoNotDisturbFocus.h"
 #include "GstHandle.h"
 #include "Log.h"
+#include "ScriptingCommand.h"
 #include "SignalQuit.h"
 #include "TimeLapseCommand.h"
 #include "Translations.h"
@@ -59,6 +61,9 @@ int main(int argc, char** argv) {
     if (TimeLapseCommand::isRequested(argc, argv)) {
         return TimeLapseCommand::run(argc, argv);
     }
+    if (ScriptingCommand::isRequested(argc, argv)) {
+        return ScriptingCommand::run(argc, argv);
+    }
     const std::unique_ptr<QCoreApplication> app = makeApplication(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("Nelvo"));
     QCoreApplication::setApplicationVersion(QStringLiteral(NELVO_VERSION));
@@ -95,5 +100,16 @@ int main(int argc, char** argv) {
     SignalQuit signals;
     QObject::connect(&signals, &SignalQuit::quitRequested, &delegate, &AppDelegate::terminate);
     delegate.launch();
+    // Scripts and the desktop's actions reach Nelvo once its devices are known.
+    std::unique_ptr<DoNotDisturbFocus> doNotDisturb;
+    QObject::connect(delegate.captureManager(), &CaptureManager::devicesConfigured, &service, [&] {
+        if (!service.hasManager()) {
+            service.installManager(delegate.recordingManager(), delegate.statusSources());
+            doNotDisturb = DoNotDisturbFocus::forDesktop(delegate.recordingManager().defaults(),
+                                                         *service.actions());
+        }
+    });
+    QObject::connect(&delegate, &AppDelegate::fileFinished, &service,
+                     &ScriptingService::fileFinished);
     return QCoreApplication::exec();
 }

@@ -28,6 +28,8 @@ inline const QString selectedCameraID = QStringLiteral("selectedCameraID");
 inline const QString secondCameraID = QStringLiteral("secondCameraID");
 inline const QString selectedMicrophoneID = QStringLiteral("selectedMicrophoneID");
 inline const QString openPreviewWindowAtLaunch = QStringLiteral("openPreviewWindowAtLaunch");
+// Arm while the desktop's Do Not Disturb is on, as a Focus does; off unless chosen.
+inline const QString armWhileDoNotDisturb = QStringLiteral("armWhileDoNotDisturb");
 
 // Per-camera keys: the prefix followed by the camera's unique ID.
 inline QString motionTriggerThresholdFor(const QString& cameraID) {

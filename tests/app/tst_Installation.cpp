@@ -114,6 +114,19 @@ private Q_SLOTS:
         const QSettings entry(desktop, QSettings::IniFormat);
         QCOMPARE(entry.value("Desktop Entry/Exec").toString(), QStringLiteral("nelvo"));
         QCOMPARE(entry.value("Desktop Entry/Icon").toString(), QStringLiteral("io.nelvo.Nelvo"));
+        // The actions docks and panels offer, each a command of the installed binary.
+        // Read as text: the settings reader takes ";" for a comment.
+        QFile text(prefix_.filePath("share/applications/io.nelvo.Nelvo.desktop"));
+        QVERIFY(text.open(QIODevice::ReadOnly));
+        QVERIFY(QString::fromUtf8(text.readAll())
+                    .split(u'\n')
+                    .contains(QStringLiteral("Actions=arm;disarm;record-test;")));
+        QCOMPARE(entry.value("Desktop Action arm/Name").toString(), QStringLiteral("Arm"));
+        QCOMPARE(entry.value("Desktop Action disarm/Name").toString(), QStringLiteral("Disarm"));
+        QCOMPARE(entry.value("Desktop Action record-test/Name").toString(),
+                 QStringLiteral("Record a Test"));
+        QCOMPARE(entry.value("Desktop Action record-test/Exec").toString(),
+                 QStringLiteral("nelvo test"));
     }
 
     void theBusActivationFileAgreesWithTheLauncherEntryAndTheBinary() {
