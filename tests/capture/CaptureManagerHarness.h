@@ -365,6 +365,24 @@ struct Harness {
         controller.state = state;
         manager->armedStateChanged();
     }
+    // Waits in real time until `done`, the manual clock keeping pace, so
+    // that what the manager schedules on it (a restart after a session error)
+    // comes due as it would in the running program.
+    bool waitInStep(const std::function<bool()>& done, int milliseconds) {
+        QElapsedTimer elapsed;
+        elapsed.start();
+        qint64 advanced = 0;
+        while (!done()) {
+            if (elapsed.elapsed() >= milliseconds) {
+                return false;
+            }
+            QTest::qWait(10);
+            const qint64 now = elapsed.elapsed();
+            clock.advance(std::chrono::milliseconds(now - advanced));
+            advanced = now;
+        }
+        return true;
+    }
     // Runs `action`, settles, and returns the log lines printed meanwhile.
     // Only the action runs while standard output is caught, so that Qt
     // Test's own messages about the checks that follow reach the terminal.
