@@ -353,6 +353,15 @@ struct Harness {
         manager->setUp();
         return configured.wait(patience);
     }
+    // Sets up with `secondID` as the second camera (pipeline 1) and arms.
+    bool setUpArmedWithSecondCamera(const QString& secondID) {
+        defaults.set(SettingsKeys::secondCameraID, secondID);
+        if (!setUp()) {
+            return false;
+        }
+        setState(CaptureManagerRecordingController::armed);
+        return true;
+    }
     // Lets the session queue finish what it was given and its results reach
     // the main thread.
     void settle() {

@@ -271,9 +271,7 @@ private Q_SLOTS:
 
     void aTriggerWhileArmedRecordsOnEveryPipeline() {
         Harness h({camera("A"), camera("B")}, {microphone("A")});
-        h.defaults.set(secondCameraID, "cam-b");
-        QVERIFY(h.setUp());
-        h.setState(CaptureManagerRecordingController::armed);
+        QVERIFY(h.setUpArmedWithSecondCamera("cam-b"));
         QTRY_VERIFY_WITH_TIMEOUT(h.manager->sessionRunning(0) && h.manager->sessionRunning(1),
                                  patience);
         h.manager->trigger();
@@ -496,9 +494,7 @@ private Q_SLOTS:
         auto cameraA = camera("A");
         auto cameraB = camera("B");
         Harness h({cameraA, cameraB}, {});
-        h.defaults.set(secondCameraID, "cam-b");
-        QVERIFY(h.setUp());
-        h.setState(CaptureManagerRecordingController::armed);
+        QVERIFY(h.setUpArmedWithSecondCamera("cam-b"));
         QCOMPARE(h.manager->framesSeen(0), std::int64_t(0));
         QTRY_VERIFY_WITH_TIMEOUT(h.manager->framesSeen(0) > 5 && h.manager->framesSeen(1) > 5,
                                  patience);
