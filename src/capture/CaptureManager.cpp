@@ -58,7 +58,8 @@ CaptureManager::CaptureManager(Defaults& defaults, Clock& clock,
               if (activityDelegate_) {
                   activityDelegate_->motionDetectionStoppedChanged(stopped);
               }
-          }) {
+          }),
+      restartTask_(clock.makeTimer([this] { restartAfterBackOff(); })) {
     for (int i = 0; i < pipelineCount; ++i) {
         recorders_[i] = std::make_shared<PreRollRecorder>(defaults);
         sinks_[i] = std::make_unique<RecorderSink>(*recorders_[i]);
@@ -552,6 +553,7 @@ void CaptureManager::motionMeasuredOnMain(int index, std::int64_t count, double 
         return;
     }
     framesSeen_[index] += count;
+    restartBackOffs_[index].delivered(count);
     if (testWaitsForFrames_ && framesReady()) {
         testWaitsForFrames_ = false;
         recordTest();
@@ -564,7 +566,7 @@ void CaptureManager::motionMeasuredOnMain(int index, std::int64_t count, double 
 
 // ---- Session errors ----------------------------------------------------------
 
-void CaptureManager::sessionError(int, const std::optional<Error>& error) {
+void CaptureManager::sessionError(int index, const std::optional<Error>& error) {
     const bool refused = error && error->domain == Error::gstResourceDomain &&
                          error->code == GST_RESOURCE_ERROR_NOT_AUTHORIZED;
     if (refused) {
@@ -579,10 +581,27 @@ void CaptureManager::sessionError(int, const std::optional<Error>& error) {
     }
     Log::line(QStringLiteral("Capture session error, restarting: ") +
               (error ? error->description : QStringLiteral("unknown")));
+    QMetaObject::invokeMethod(
+        this, [this, index] { scheduleRestart(index); }, Qt::QueuedConnection);
+}
+
+// Main thread. One restart at a time: errors reported until it has been
+// carried out are the failing session's own and belong to that restart.
+void CaptureManager::scheduleRestart(int index) {
+    if (restartPending_ || setupResult_ != SessionSetupResult::success) {
+        return;
+    }
+    restartPending_ = true;
+    restartTask_->start(restartBackOffs_[index].failed(clock_.now()));
+}
+
+void CaptureManager::restartAfterBackOff() {
     sessionQueue_.async([this] {
         if (setupResult_ == SessionSetupResult::success) {
             restartSessions();
         }
+        QMetaObject::invokeMethod(
+            this, [this] { restartPending_ = false; }, Qt::QueuedConnection);
     });
 }
 

@@ -10,6 +10,7 @@
 #include "MotionHealth.h"
 #include "PreRollRecorder.h"
 #include "RecorderSink.h"
+#include "RestartBackOff.h"
 #include "SerialQueue.h"
 #include "SessionSetupResult.h"
 #include "SoundMeter.h"
@@ -33,7 +34,8 @@ class Timer;
 // microphone; index 1: the second camera), configures them with the devices
 // that DeviceChoice picks as devices come and go, turns capture on and off,
 // restarts it after session errors, runs the SoundMeter, and turns motion and
-// sound into triggers for the recording controller.
+// sound into triggers for the recording controller. A session that keeps
+// failing is restarted less and less often (RestartBackOff).
 //
 // Threads: triggers, delegate calls, the capture-update rule and the motion
 // health bookkeeping run on the main thread; device configuration, device
@@ -152,6 +154,8 @@ private:
     void motionMeasuredOnMain(int index, std::int64_t count, double level);
     void previewImageOnMain(int index);
     void stopMeter();
+    void scheduleRestart(int index);
+    void restartAfterBackOff();
 
     // From the pipelines.
     void motionMeasured(int index, double level, bool triggered);
@@ -188,6 +192,9 @@ private:
     std::array<InUse, pipelineCount> inUse_;
     bool configuredOnce_ = false;
     bool wasUnarmed_ = true;  // a change from unarmed is an arming
+    std::array<RestartBackOff, pipelineCount> restartBackOffs_;
+    std::unique_ptr<Timer> restartTask_;  // the restart waiting out its back-off
+    bool restartPending_ = false;         // from the back-off until the session queue restarted
 
     // Session queue.
     bool sessionsWanted_ = false;

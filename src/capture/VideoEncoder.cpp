@@ -154,8 +154,7 @@ std::unique_ptr<VideoEncoder> VideoEncoder::create(CameraPipelineSink& sink, Gst
         Log::line(QStringLiteral("Could not create the video compressor"));
         return nullptr;
     }
-    std::unique_ptr<VideoEncoder> encoder(
-        new VideoEncoder(sink, GST_VIDEO_INFO_WIDTH(&info), GST_VIDEO_INFO_HEIGHT(&info)));
+    std::unique_ptr<VideoEncoder> encoder(new VideoEncoder(sink, info));
     if (!encoder->build(frameCaps)) {
         Log::line(QStringLiteral("Could not create the video compressor"));
         return nullptr;
@@ -163,8 +162,11 @@ std::unique_ptr<VideoEncoder> VideoEncoder::create(CameraPipelineSink& sink, Gst
     return encoder;
 }
 
-VideoEncoder::VideoEncoder(CameraPipelineSink& sink, int width, int height)
-    : sink_(sink), width_(width), height_(height) {}
+VideoEncoder::VideoEncoder(CameraPipelineSink& sink, const GstVideoInfo& frameInfo)
+    : sink_(sink),
+      frameInfo_(frameInfo),
+      width_(GST_VIDEO_INFO_WIDTH(&frameInfo)),
+      height_(GST_VIDEO_INFO_HEIGHT(&frameInfo)) {}
 
 VideoEncoder::~VideoEncoder() {
     if (pipeline_) {
@@ -239,6 +241,11 @@ void VideoEncoder::encode(GstSample* frame) {
         sink_.recordLoss(CaptureLoss::encodeFailed);
         return;
     }
+    if (!isReadable(buffer)) {
+        fail(QStringLiteral("a frame is smaller than its format"));
+        sink_.recordLoss(CaptureLoss::encodeFailed);
+        return;
+    }
     if (framesEncoding_.load() >= maximumFramesEncoding) {
         sink_.recordLoss(CaptureLoss::encoderBehind);
         return;
@@ -249,6 +256,17 @@ void VideoEncoder::encode(GstSample* frame) {
         framesEncoding_.fetch_sub(1);
         sink_.recordLoss(CaptureLoss::encodeFailed);
     }
+}
+
+// The test the encoder itself applies: the buffer maps as a picture of the
+// encoder's format (its video meta's layout, or the format's own).
+bool VideoEncoder::isReadable(GstBuffer* frame) {
+    GstVideoFrame picture;
+    if (!gst_video_frame_map(&picture, &frameInfo_, frame, GST_MAP_READ)) {
+        return false;
+    }
+    gst_video_frame_unmap(&picture);
+    return true;
 }
 
 // Encoders may move their output to a later segment (x264 adds 1000 hours so

@@ -3,6 +3,7 @@
 #include "CameraPipelineSink.h"
 #include "GstHandle.h"
 
+#include <gst/video/video.h>
 #include <QString>
 #include <atomic>
 #include <memory>
@@ -35,6 +36,9 @@ public:
 
     // Encodes the frame unless two are already in flight (then the frame is
     // lost as encoderBehind) or the encoder has failed (lost as encodeFailed).
+    // A frame that cannot be read as a picture of its format fails the
+    // encoder without reaching it: the x264 element would keep such a frame,
+    // and with it the camera's buffers, until the process ends.
     void encode(GstSample* frame);
 
     // From now on encoded frames are dropped: a newer encoder feeds the
@@ -69,14 +73,16 @@ public:
     GstHandle<GstElement> encoderElement() const;
 
 private:
-    VideoEncoder(CameraPipelineSink& sink, int width, int height);
+    VideoEncoder(CameraPipelineSink& sink, const GstVideoInfo& frameInfo);
     bool build(GstCaps* frameCaps);
     static GstPadProbeReturn toCaptureTimes(GstPad* pad, GstPadProbeInfo* info, gpointer self);
     static GstFlowReturn onEncoded(GstElement* appsink, gpointer self);
     static GstBusSyncReply onBusMessage(GstBus* bus, GstMessage* message, gpointer self);
     void fail(const QString& why);
+    bool isReadable(GstBuffer* frame);
 
     CameraPipelineSink& sink_;
+    GstVideoInfo frameInfo_;
     const int width_;
     const int height_;
     QString encoderName_;

@@ -109,7 +109,10 @@ bool SerialQueue::State::popReady(Task& out, std::unique_lock<std::mutex>& lock)
         if (delayed.empty()) {
             wake.wait(lock);
         } else {
-            wake.wait_until(lock, delayed.front().due);
+            // A copy: while this waits, work scheduled from elsewhere may
+            // grow the heap and move its first item.
+            const Clock::time_point due = delayed.front().due;
+            wake.wait_until(lock, due);
         }
     }
 }

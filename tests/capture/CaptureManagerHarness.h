@@ -353,6 +353,15 @@ struct Harness {
         manager->setUp();
         return configured.wait(patience);
     }
+    // Sets up with `secondID` as the second camera (pipeline 1) and arms.
+    bool setUpArmedWithSecondCamera(const QString& secondID) {
+        defaults.set(SettingsKeys::secondCameraID, secondID);
+        if (!setUp()) {
+            return false;
+        }
+        setState(CaptureManagerRecordingController::armed);
+        return true;
+    }
     // Lets the session queue finish what it was given and its results reach
     // the main thread.
     void settle() {
@@ -364,6 +373,24 @@ struct Harness {
     void setState(int state) {
         controller.state = state;
         manager->armedStateChanged();
+    }
+    // Waits in real time until `done`, the manual clock keeping pace, so
+    // that what the manager schedules on it (a restart after a session error)
+    // comes due as it would in the running program.
+    bool waitInStep(const std::function<bool()>& done, int milliseconds) {
+        QElapsedTimer elapsed;
+        elapsed.start();
+        qint64 advanced = 0;
+        while (!done()) {
+            if (elapsed.elapsed() >= milliseconds) {
+                return false;
+            }
+            QTest::qWait(10);
+            const qint64 now = elapsed.elapsed();
+            clock.advance(std::chrono::milliseconds(now - advanced));
+            advanced = now;
+        }
+        return true;
     }
     // Runs `action`, settles, and returns the log lines printed meanwhile.
     // Only the action runs while standard output is caught, so that Qt

@@ -183,7 +183,7 @@ private Q_SLOTS:
         bool restarted = false;
         const QStringList log = h.act([&] {
             h.setState(CaptureManagerRecordingController::armed);
-            restarted = QTest::qWaitFor([&] { return failing->elementsMade() >= 3; }, 2 * patience);
+            restarted = h.waitInStep([&] { return failing->elementsMade() >= 3; }, 2 * patience);
         });
         QVERIFY(restarted);
         QVERIFY2(log.contains(
@@ -194,6 +194,25 @@ private Q_SLOTS:
         QVERIFY(h.manager->capturing());
         QCOMPARE(h.manager->setupResult(), SessionSetupResult::success);
         QCOMPARE(failing->madeOn(), QStringLiteral("SessionQueue"));
+    }
+
+    // A camera whose stream fails as soon as it runs is restarted after
+    // waits that double (half a second, one, two...), not as fast as it fails.
+    void aCameraThatKeepsFailingIsRestartedLessAndLessOften() {
+        auto failing = camera("A", QStringLiteral("identity error-after=2"));
+        Harness h({failing}, {});
+        QVERIFY(h.setUp());
+        QCOMPARE(failing->elementsMade(), 1);
+        const QStringList log = h.act([&] {
+            h.setState(CaptureManagerRecordingController::armed);
+            h.waitInStep([] { return false; }, 4000);
+        });
+        QVERIFY2(mentions(log, "Capture session error, restarting"), qPrintable(log.join('\n')));
+        // Made at set-up, then again at the restarts after about 0.5, 1.5 and 3.5 s.
+        QVERIFY2(failing->elementsMade() >= 2 && failing->elementsMade() <= 4,
+                 qPrintable(QStringLiteral("%1 sessions made").arg(failing->elementsMade())));
+        QVERIFY(h.manager->capturing());
+        QCOMPARE(h.manager->setupResult(), SessionSetupResult::success);
     }
 
     // ---- A failing encoder ----
@@ -252,9 +271,7 @@ private Q_SLOTS:
 
     void aTriggerWhileArmedRecordsOnEveryPipeline() {
         Harness h({camera("A"), camera("B")}, {microphone("A")});
-        h.defaults.set(secondCameraID, "cam-b");
-        QVERIFY(h.setUp());
-        h.setState(CaptureManagerRecordingController::armed);
+        QVERIFY(h.setUpArmedWithSecondCamera("cam-b"));
         QTRY_VERIFY_WITH_TIMEOUT(h.manager->sessionRunning(0) && h.manager->sessionRunning(1),
                                  patience);
         h.manager->trigger();
@@ -477,9 +494,7 @@ private Q_SLOTS:
         auto cameraA = camera("A");
         auto cameraB = camera("B");
         Harness h({cameraA, cameraB}, {});
-        h.defaults.set(secondCameraID, "cam-b");
-        QVERIFY(h.setUp());
-        h.setState(CaptureManagerRecordingController::armed);
+        QVERIFY(h.setUpArmedWithSecondCamera("cam-b"));
         QCOMPARE(h.manager->framesSeen(0), std::int64_t(0));
         QTRY_VERIFY_WITH_TIMEOUT(h.manager->framesSeen(0) > 5 && h.manager->framesSeen(1) > 5,
                                  patience);

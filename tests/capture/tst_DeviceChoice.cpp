@@ -253,9 +253,7 @@ private Q_SLOTS:
         auto cameraA = camera("A");
         auto cameraB = camera("B");
         Harness h({cameraA, cameraB}, {microphone("A")});
-        h.defaults.set(secondCameraID, "cam-b");
-        QVERIFY(h.setUp());
-        h.setState(CaptureManagerRecordingController::armed);
+        QVERIFY(h.setUpArmedWithSecondCamera("cam-b"));
         QTRY_VERIFY_WITH_TIMEOUT(h.manager->framesSeen(0) > 0 && h.manager->framesSeen(1) > 0,
                                  patience);
         QCOMPARE(cameraB->elementsMade(), 1);
@@ -389,10 +387,7 @@ private Q_SLOTS:
         }
         PulseAudioServer server;
         QVERIFY2(server.isRunning(), qPrintable(server.problem()));
-        QVERIFY(server.loadNullSink("first", "First"));
-        QVERIFY(server.loadNullSink("second", "Second"));
-        QVERIFY(server.setDefaultSource("first.monitor"));
-        server.becomeDefaultForThisProcess();
+        QVERIFY(server.serveTwoSources());
 
         Harness h(std::make_unique<DeviceMonitor>());
         QVERIFY(h.setUp());

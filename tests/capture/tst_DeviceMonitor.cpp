@@ -283,10 +283,7 @@ private Q_SLOTS:
         }
         PulseAudioServer server;
         QVERIFY2(server.isRunning(), qPrintable(server.problem()));
-        server.becomeDefaultForThisProcess();
-        QVERIFY(server.loadNullSink("first", "First"));
-        QVERIFY(server.loadNullSink("second", "Second"));
-        QVERIFY(server.setDefaultSource("first.monitor"));
+        QVERIFY(server.serveTwoSources());
         QCOMPARE(server.defaultSource(), QStringLiteral("first.monitor"));
 
         SerialQueue queue("Events");

@@ -74,9 +74,7 @@ private Q_SLOTS:
         auto cameraA = camera("A");
         auto cameraB = camera("B");
         Harness h({cameraA, cameraB}, {});
-        h.defaults.set(secondCameraID, "cam-b");
-        QVERIFY(h.setUp());
-        h.setState(CaptureManagerRecordingController::armed);
+        QVERIFY(h.setUpArmedWithSecondCamera("cam-b"));
         QTRY_VERIFY_WITH_TIMEOUT(h.manager->framesSeen(1) > 3, patience);
         cameraB->setDelivering(false);
         waitUntilStill(*h.manager, 1);

@@ -47,10 +47,7 @@ private Q_SLOTS:
         }
         PulseAudioServer server;
         QVERIFY2(server.isRunning(), qPrintable(server.problem()));
-        QVERIFY(server.loadNullSink("first", "First"));
-        QVERIFY(server.loadNullSink("second", "Second"));
-        QVERIFY(server.setDefaultSource("first.monitor"));
-        server.becomeDefaultForThisProcess();
+        QVERIFY(server.serveTwoSources());
 
         SoundServerInput input;
         Changes changes;

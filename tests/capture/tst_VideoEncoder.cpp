@@ -253,6 +253,30 @@ private Q_SLOTS:
         QCOMPARE(sink.videoCount(), 0);
         QCOMPARE(encoder->framesEncoding(), 0);
     }
+
+    // A frame cut short (as a broken driver delivers them) cannot be read as
+    // a picture of its format. It fails the encoder without being handed to
+    // it: the x264 element keeps such a frame, and with it the camera's
+    // buffers, for ever. Once the encoder is gone, only the test holds it.
+    void aFrameCutShortFailsTheEncoderWithoutBeingKept() {
+        CountingSink sink;
+        const auto whole = makeFrame(64, 64, [](int x, int) { return x * 4; });
+        GstBuffer* cut =
+            gst_buffer_copy_region(gst_sample_get_buffer(whole.get()), GST_BUFFER_COPY_ALL, 0,
+                                   gst_buffer_get_size(gst_sample_get_buffer(whole.get())) / 2);
+        auto damaged = GstHandle<GstSample>::adopt(
+            gst_sample_new(cut, gst_sample_get_caps(whole.get()), nullptr, nullptr));
+        gst_buffer_unref(cut);
+        auto encoder = VideoEncoder::create(sink, gst_sample_get_caps(whole.get()));
+        QVERIFY(encoder);
+        encoder->encode(whole.get());
+        QTRY_COMPARE_WITH_TIMEOUT(sink.videoCount(), 1, 5000);
+        encoder->encode(damaged.get());
+        QTRY_VERIFY_WITH_TIMEOUT(encoder->failed(), 5000);
+        QTRY_COMPARE_WITH_TIMEOUT(sink.lossCount(CaptureLoss::encodeFailed), 1, 5000);
+        encoder.reset();
+        QCOMPARE(GST_MINI_OBJECT_REFCOUNT_VALUE(gst_sample_get_buffer(damaged.get())), 1);
+    }
 };
 
 QTEST_GUILESS_MAIN(tst_VideoEncoder)

@@ -74,6 +74,19 @@ private Q_SLOTS:
         QVERIFY(ranAt - start >= 60ms);
     }
 
+    // Work delayed while the queue waits for its earliest delayed item grows
+    // the list that item is in; the wait must not hold on to its old place.
+    void delayedWorkAddedDuringAWaitRunsSafely() {
+        SerialQueue queue("Growing");
+        std::atomic<int> ran{0};
+        queue.asyncAfter(50ms, [&] { ++ran; });
+        std::this_thread::sleep_for(10ms);  // the queue now waits for it
+        for (int i = 0; i < 16; ++i) {
+            queue.asyncAfter(60ms, [&] { ++ran; });
+        }
+        QTRY_COMPARE_WITH_TIMEOUT(ran.load(), 17, 5000);
+    }
+
     void largeTasksAreKeptWhole() {
         SerialQueue queue("Large");
         std::array<long, 64> big{};

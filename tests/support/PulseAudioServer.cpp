@@ -112,3 +112,13 @@ bool PulseAudioServer::setDefaultSource(const QString& sourceName) {
 QString PulseAudioServer::defaultSource() const {
     return pactl({QStringLiteral("get-default-source")}).value_or(QString()).trimmed();
 }
+
+bool PulseAudioServer::serveTwoSources() {
+    if (!loadNullSink(QStringLiteral("first"), QStringLiteral("First")) ||
+        !loadNullSink(QStringLiteral("second"), QStringLiteral("Second")) ||
+        !setDefaultSource(QStringLiteral("first.monitor"))) {
+        return false;
+    }
+    becomeDefaultForThisProcess();
+    return true;
+}

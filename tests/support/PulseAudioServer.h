@@ -40,6 +40,10 @@ public:
     // The server's default source, as it reports it.
     QString defaultSource() const;
 
+    // Two microphones ("first.monitor", the default source, and
+    // "second.monitor"), with this server the default one of this process.
+    bool serveTwoSources();
+
 private:
     QTemporaryDir runtime_;
     QProcess server_;
