@@ -96,6 +96,10 @@ class tst_ScriptingService : public QObject {
 private:
     PrivateBus bus_;
 
+    // A test environment keeps clients off any session bus; this test's own
+    // bus is the one Nelvo and its clients meet on.
+    void useTheTestsBus() { qputenv("DBUS_SESSION_BUS_ADDRESS", bus_.address().toUtf8()); }
+
     QDBusMessage callNelvo(const QString& method, const QVariantList& arguments = {}) {
         return bus_.call(service, path, scripting, method, arguments);
     }
@@ -105,6 +109,7 @@ private Q_SLOTS:
 
     void everyVerbAnswersThatNelvoIsNotRunningWithoutOne() {
         TestEnvironment environment;
+        useTheTestsBus();
         for (const QStringList& arguments :
              {QStringList{"arm"}, QStringList{"disarm"}, QStringList{"status"},
               QStringList{"status", "--json"}, QStringList{"test"}, QStringList{"focus", "on"},
@@ -126,6 +131,7 @@ private Q_SLOTS:
 
     void armingWithNothingToTriggerIsRefusedWithExitStatusOne() {
         TestEnvironment environment;
+        useTheTestsBus();
         writeSettings(environment,
                       "[General]\nvalidateFirstlaunch=false\nmotionTriggerEnabled=false\n"
                       "audioTriggerEnabled=false\nfreshStartNoticePending=true\n");
@@ -152,6 +158,7 @@ private Q_SLOTS:
 
     void aRunningNelvoAnswersScriptsAndTellsOtherClients() {
         TestEnvironment environment;
+        useTheTestsBus();
         // Something can trigger (the microphone), yet nothing does: the
         // states and the test recording are the script's alone.
         writeSettings(environment,
@@ -325,6 +332,7 @@ private Q_SLOTS:
     // documents: every method, the property and the signal.
     void introspectionShowsTheDocumentedInterface() {
         TestEnvironment environment;
+        useTheTestsBus();
         NelvoRun nelvo({"--headless", "--demo"});
         QVERIFY(nelvo.startedOK());
         QVERIFY(!nelvo.waitForLine(QStringLiteral("Devices: "), 20000).isEmpty());
