@@ -3,6 +3,7 @@
 // the GUI thread's longest stall and the CPU cost of the open popover
 // against the same minute with it closed.
 #include "AppDelegate.h"
+#include "GstHandle.h"
 #include "PopoverWindow.h"
 #include "PrivateBus.h"
 #include "TestEnvironment.h"
@@ -113,6 +114,7 @@ int main(int argc, char** argv) {
     TestEnvironment environment;
     QApplication app(argc, argv);
     QApplication::setQuitOnLastWindowClosed(false);
+    Gst::ensureInitialised();
 
     std::vector<double> registrations;
     for (int run = 0; run < 5; ++run) {
