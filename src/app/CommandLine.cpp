@@ -15,7 +15,8 @@ QString tr(const char* text) {
 CommandLine::CommandLine(const QStringList& arguments) {
     QCommandLineParser parser;
     parser.setApplicationDescription(
-        tr("Nelvo records movies when its cameras see motion or its microphone hears sound."));
+        tr("Nelvo records movies when its cameras see motion or its microphone hears sound.") +
+        u'\n' + commandsText());
     const QCommandLineOption help = parser.addHelpOption();
     const QCommandLineOption version = parser.addVersionOption();
     parser.addOption({QStringLiteral("headless"), tr("Run without any window.")});
@@ -58,5 +59,19 @@ bool CommandLine::asksForHeadless(int argc, char** argv) {
 QString CommandLine::usage() {
     return tr(
         "Usage: nelvo [--headless] [--demo] [--arm] [--camera-file PATH] [--help] "
-        "[--version]");
+        "[--version] | nelvo arm|disarm|test|status|watch|focus on|off|timelapse");
+}
+
+QString CommandLine::commandsText() {
+    //: --help: the commands that drive a running Nelvo; keep the command words as they are
+    return tr(
+        "\nCommands for the Nelvo that is running:\n"
+        "  nelvo arm            Arm, after a 5-second countdown.\n"
+        "  nelvo disarm         Disarm.\n"
+        "  nelvo test           Record a short test movie.\n"
+        "  nelvo status         Say the state, the notice and the last armed stretch.\n"
+        "  nelvo watch          Print each change of state and each finished file.\n"
+        "  nelvo focus on|off   Arm while a focus is on, as the schedule does.\n"
+        "  nelvo timelapse      Make a time-lapse of the last armed stretch.\n"
+        "status and watch take --json for scripts.");
 }

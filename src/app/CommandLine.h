@@ -20,6 +20,8 @@ public:
     // object exists to read them with.
     static bool asksForHeadless(int argc, char** argv);
     static QString usage();
+    // The verbs that drive a running Nelvo, for --help and the manual page.
+    static QString commandsText();
 
     const AppDelegate::Options& options() const { return options_; }
     bool headless() const { return headless_; }
