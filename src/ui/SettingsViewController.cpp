@@ -226,8 +226,13 @@ QWidget* SettingsViewController::buildLogin() {
     armAtLoginCheckbox_ = new QCheckBox(tr("Arm when Nelvo opens"), box);
     connect(openAtLoginCheckbox_, &QCheckBox::clicked, this, [this] { handleOpenAtLogin(); });
     connect(armAtLoginCheckbox_, &QCheckBox::clicked, this, [this] { handleArmAtLogin(); });
+    //: Settings checkbox: arm while the desktop's Do Not Disturb is on, disarm when it goes off
+    doNotDisturbCheckbox_ = new QCheckBox(tr("Arm while Do Not Disturb is on"), box);
+    connect(doNotDisturbCheckbox_, &QCheckBox::clicked, this,
+            [this](bool on) { defaults_.set(SettingsKeys::armWhileDoNotDisturb, on); });
     column->addWidget(openAtLoginCheckbox_);
     column->addWidget(armAtLoginCheckbox_);
+    column->addWidget(doNotDisturbCheckbox_);
     return box;
 }
 
@@ -264,6 +269,7 @@ void SettingsViewController::viewWillAppear() {
     captureManager_.listDevices();
     redrawFolderLine();
     armAtLoginCheckbox_->setChecked(defaults_.boolValue(SettingsKeys::armAtLogin));
+    doNotDisturbCheckbox_->setChecked(defaults_.boolValue(SettingsKeys::armWhileDoNotDisturb));
     loginState_ = loginItem_.state();
     openAtLoginCheckbox_->setChecked(loginState_ == LoginItem::State::on);
     updateScheduleNote();

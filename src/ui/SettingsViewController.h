@@ -97,6 +97,7 @@ public:
     QLabel* recordingsFolderNote() const { return recordingsFolderNote_; }
     QCheckBox* openAtLoginCheckbox() const { return openAtLoginCheckbox_; }
     QCheckBox* armAtLoginCheckbox() const { return armAtLoginCheckbox_; }
+    QCheckBox* doNotDisturbCheckbox() const { return doNotDisturbCheckbox_; }
     QLineEdit* timeoutField() const { return timeoutField_; }
     QLineEdit* preRollField() const { return preRollField_; }
     QLineEdit* recordingsLimitField() const { return recordingsLimitField_; }
@@ -156,6 +157,7 @@ private:
     QLabel* recordingsFolderNote_ = nullptr;
     QCheckBox* openAtLoginCheckbox_ = nullptr;
     QCheckBox* armAtLoginCheckbox_ = nullptr;
+    QCheckBox* doNotDisturbCheckbox_ = nullptr;
     QLineEdit* timeoutField_ = nullptr;
     QLineEdit* preRollField_ = nullptr;
     QLineEdit* recordingsLimitField_ = nullptr;

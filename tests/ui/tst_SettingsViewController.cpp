@@ -550,6 +550,22 @@ private Q_SLOTS:
         QVERIFY(view.armAtLoginCheckbox()->isChecked());
     }
 
+    void armingWhileDoNotDisturbIsStored() {
+        Fixture f({camera("A")}, {});
+        QVERIFY(f.setUpAndShow());
+        SettingsViewController& view = f.view();
+        QCOMPARE(view.doNotDisturbCheckbox()->text(),
+                 QStringLiteral("Arm while Do Not Disturb is on"));
+        QVERIFY(!view.doNotDisturbCheckbox()->isChecked());
+        clickBox(view.doNotDisturbCheckbox());
+        QVERIFY(f.defaults().boolValue(SettingsKeys::armWhileDoNotDisturb));
+        clickBox(view.doNotDisturbCheckbox());
+        QVERIFY(!f.defaults().boolValue(SettingsKeys::armWhileDoNotDisturb));
+        f.defaults().set(SettingsKeys::armWhileDoNotDisturb, true);
+        f.window->showWindow();
+        QVERIFY(view.doNotDisturbCheckbox()->isChecked());
+    }
+
     // ---- Schedule ------------------------------------------------------------------------
 
     void withOpenAtLoginOnTheNoteIsTheKeepAwakeSentenceAlone() {
