@@ -12,34 +12,11 @@
 
 namespace {
 
-std::optional<QDateTime> dateIfKnown(const QDateTime& date) {
-    return date.isValid() ? std::optional(date) : std::nullopt;
-}
-
 PopoverNoticeInputs noticeInputs(const RecordingManager& manager,
                                  const NelvoStatus::Sources& sources) {
-    PopoverNoticeInputs inputs;
-    inputs.armedState = manager.armedState().value_or(ArmState::unarmed);
-    inputs.motionDetectionStopped = manager.motionDetectionStopped();
-    inputs.microphoneAvailable = manager.microphoneAvailable();
-    inputs.notWatchingFrom = manager.notWatchingFrom();
-    inputs.notWatchingUntil = manager.notWatchingUntil();
-    inputs.quitUnexpectedlyAt = manager.quitUnexpectedlyAt();
-    inputs.quitUnexpectedlyUntil = manager.quitUnexpectedlyUntil();
-    inputs.recordingFailure = manager.recordingFailure();
-    inputs.recordingFailureCount = manager.recordingFailureCount();
-    inputs.recordingFailedAt = dateIfKnown(manager.recordingFailedAt());
-    inputs.deletedCount = manager.deletedCount();
-    inputs.deletedAt = dateIfKnown(manager.deletedAt());
-    const Defaults& defaults = manager.defaults();
-    inputs.audioTriggerEnabled = defaults.boolValue(SettingsKeys::audioTriggerEnabled);
-    inputs.freshStartNoticePending = defaults.boolValue(SettingsKeys::freshStartNoticePending);
-    inputs.lidWouldStopWatching = sources.lidWouldStopWatching && sources.lidWouldStopWatching();
-    if (sources.loginState) {
-        inputs.scheduleCannotSurviveRestart = ScheduleSurvival::scheduleCannotSurviveRestart(
-            defaults, sources.loginState(), manager.now());
-    }
-    return inputs;
+    return PopoverNotice::inputsOf(
+        manager, sources.lidWouldStopWatching && sources.lidWouldStopWatching(),
+        sources.loginState ? std::optional(sources.loginState()) : std::nullopt);
 }
 
 }  // namespace

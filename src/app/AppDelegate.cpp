@@ -20,6 +20,7 @@
 #include "QuitAlert.h"
 #include "SettingsKeys.h"
 #include "SettingsWindowController.h"
+#include "ShortcutActions.h"
 #include "SleepRiskMonitor.h"
 #include "StatusItem.h"
 #include "UPowerClient.h"
@@ -31,23 +32,6 @@
 #include <QTimer>
 
 namespace {
-
-QString stateName(std::optional<ArmState> state) {
-    if (!state) {
-        return QStringLiteral("none");
-    }
-    switch (*state) {
-        case ArmState::unarmed:
-            return QStringLiteral("unarmed");
-        case ArmState::arming:
-            return QStringLiteral("arming");
-        case ArmState::armed:
-            return QStringLiteral("armed");
-        case ArmState::recording:
-            return QStringLiteral("recording");
-    }
-    return {};
-}
 
 // How long quitting waits for a recording in progress to be finished.
 constexpr int finishTimeoutMs = 20000;
@@ -142,7 +126,7 @@ void AppDelegate::launch() {
     // `--arm` never touches the stored choice, so nothing of it outlives this run.
     recordingManager_.setArmAtLaunchForThisRun(options_.armAtLaunch);
     lastState_ = recordingManager_.armedState();
-    Log::line(QStringLiteral("State: %1").arg(stateName(lastState_)));
+    Log::line(QStringLiteral("State: %1").arg(ShortcutActions::stateName(lastState_)));
     if (options_.withWindows) {
         launchWindows();
     }
@@ -220,7 +204,7 @@ void AppDelegate::stateChanged() {
     }
     const std::optional<ArmState> old = lastState_;
     lastState_ = state;
-    Log::line(QStringLiteral("State: %1").arg(stateName(state)));
+    Log::line(QStringLiteral("State: %1").arg(ShortcutActions::stateName(state)));
     // The fresh-start notice goes once Nelvo has been armed.
     if (state && *state != ArmState::unarmed) {
         defaults_.set(SettingsKeys::freshStartNoticePending, false);

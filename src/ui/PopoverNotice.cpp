@@ -1,4 +1,8 @@
 #include "PopoverNotice.h"
+#include "Defaults.h"
+#include "RecordingManager.h"
+#include "ScheduleSurvival.h"
+#include "SettingsKeys.h"
 
 #include <QLocale>
 #include <algorithm>
@@ -132,4 +136,34 @@ QString PopoverNotice::timeOrDateAndTimeText(const QDateTime& date, const QDateT
         return QLocale().toString(local.time(), QLocale::ShortFormat);
     }
     return QLocale().toString(local, QLocale::ShortFormat);
+}
+
+PopoverNoticeInputs PopoverNotice::inputsOf(const RecordingManager& manager,
+                                            bool lidWouldStopWatching,
+                                            std::optional<LoginItem::State> loginState) {
+    const auto known = [](const QDateTime& date) {
+        return date.isValid() ? std::optional(date) : std::nullopt;
+    };
+    PopoverNoticeInputs inputs;
+    inputs.armedState = manager.armedState().value_or(ArmState::unarmed);
+    inputs.motionDetectionStopped = manager.motionDetectionStopped();
+    inputs.microphoneAvailable = manager.microphoneAvailable();
+    inputs.notWatchingFrom = manager.notWatchingFrom();
+    inputs.notWatchingUntil = manager.notWatchingUntil();
+    inputs.quitUnexpectedlyAt = manager.quitUnexpectedlyAt();
+    inputs.quitUnexpectedlyUntil = manager.quitUnexpectedlyUntil();
+    inputs.recordingFailure = manager.recordingFailure();
+    inputs.recordingFailureCount = manager.recordingFailureCount();
+    inputs.recordingFailedAt = known(manager.recordingFailedAt());
+    inputs.deletedCount = manager.deletedCount();
+    inputs.deletedAt = known(manager.deletedAt());
+    const Defaults& defaults = manager.defaults();
+    inputs.audioTriggerEnabled = defaults.boolValue(SettingsKeys::audioTriggerEnabled);
+    inputs.freshStartNoticePending = defaults.boolValue(SettingsKeys::freshStartNoticePending);
+    inputs.lidWouldStopWatching = lidWouldStopWatching;
+    if (loginState) {
+        inputs.scheduleCannotSurviveRestart =
+            ScheduleSurvival::scheduleCannotSurviveRestart(defaults, *loginState, manager.now());
+    }
+    return inputs;
 }

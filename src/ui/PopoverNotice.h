@@ -1,6 +1,7 @@
 #pragma once
 
 #include "ArmState.h"
+#include "LoginItem.h"
 #include "RecordingFailure.h"
 
 #include <QCoreApplication>
@@ -8,6 +9,8 @@
 #include <QString>
 #include <optional>
 #include <variant>
+
+class RecordingManager;
 
 // Everything the notice under the armed state is chosen from, read afresh by
 // the popover on every choice: the recording manager's state, two settings,
@@ -99,6 +102,10 @@ public:
 
     // The notice that matters most.
     static PopoverNotice choose(const PopoverNoticeInputs& inputs);
+    // The inputs as the recording manager and its settings give them now;
+    // without a login state the schedule is not judged.
+    static PopoverNoticeInputs inputsOf(const RecordingManager& manager, bool lidWouldStopWatching,
+                                        std::optional<LoginItem::State> loginState);
 
     Kind kind() const { return kind_; }
     // The payload of a case that has one; nullptr for any other case.

@@ -540,30 +540,8 @@ void PopoverViewController::refreshTriggerCost() {
 
 void PopoverViewController::chooseNotice() {
     const RecordingManager& manager = recordingManager_;
-    const Defaults& defaults = manager.defaults();
-    PopoverNoticeInputs inputs;
-    inputs.armedState = manager.armedState().value_or(ArmState::unarmed);
-    inputs.motionDetectionStopped = manager.motionDetectionStopped();
-    inputs.microphoneAvailable = manager.microphoneAvailable();
-    inputs.notWatchingFrom = manager.notWatchingFrom();
-    inputs.notWatchingUntil = manager.notWatchingUntil();
-    inputs.quitUnexpectedlyAt = manager.quitUnexpectedlyAt();
-    inputs.quitUnexpectedlyUntil = manager.quitUnexpectedlyUntil();
-    inputs.recordingFailure = manager.recordingFailure();
-    inputs.recordingFailureCount = manager.recordingFailureCount();
-    if (manager.recordingFailedAt().isValid()) {
-        inputs.recordingFailedAt = manager.recordingFailedAt();
-    }
-    inputs.deletedCount = manager.deletedCount();
-    if (manager.deletedAt().isValid()) {
-        inputs.deletedAt = manager.deletedAt();
-    }
-    inputs.audioTriggerEnabled = defaults.boolValue(SettingsKeys::audioTriggerEnabled);
-    inputs.freshStartNoticePending = defaults.boolValue(SettingsKeys::freshStartNoticePending);
-    inputs.lidWouldStopWatching =
-        services_.sleepRisk && services_.sleepRisk->lidWouldStopWatching();
-    inputs.scheduleCannotSurviveRestart =
-        ScheduleSurvival::scheduleCannotSurviveRestart(defaults, loginState_, manager.now());
+    const PopoverNoticeInputs inputs = PopoverNotice::inputsOf(
+        manager, services_.sleepRisk && services_.sleepRisk->lidWouldStopWatching(), loginState_);
 
     const QString text = PopoverNotice::choose(inputs).text(manager.now());
     if (text == noticeLabel_->text() && noticeLabel_->isHidden() == text.isEmpty()) {
