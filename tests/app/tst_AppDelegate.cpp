@@ -19,6 +19,7 @@
 #include <QSettings>
 #include <QTest>
 #include <cmath>
+#include <utility>
 #include <csignal>
 
 namespace {
@@ -435,11 +436,14 @@ private Q_SLOTS:
                  qPrintable(quitNotices().first()));
 
         // The stretch the crash interrupted is closed at the last heartbeat.
-        {
+        // Settings reach the file from their own writer thread, so the file
+        // may trail the notification by a moment.
+        const auto keptStretch = [&] {
             const Defaults after(environment.settingsFilePath());
-            QCOMPARE(after.date(SettingsKeys::armedStretchFrom).value_or(QDateTime()), *since);
-            QCOMPARE(after.date(SettingsKeys::armedStretchTo).value_or(QDateTime()), *lastSeen);
-        }
+            return std::pair{after.date(SettingsKeys::armedStretchFrom).value_or(QDateTime()),
+                             after.date(SettingsKeys::armedStretchTo).value_or(QDateTime())};
+        };
+        QTRY_COMPARE_WITH_TIMEOUT(keptStretch(), std::pair(*since, *lastSeen), 5000);
 
         // The 15 s countdown runs out before the state is armed.
         const QString armed = relaunched.waitForLine(QStringLiteral("State: armed"), 25000);
