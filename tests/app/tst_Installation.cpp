@@ -8,6 +8,7 @@
 #include <QDirIterator>
 #include <QElapsedTimer>
 #include <QFile>
+#include <QImage>
 #include <QProcess>
 #include <QRegularExpression>
 #include <QSettings>
@@ -193,6 +194,31 @@ private Q_SLOTS:
         QVERIFY(text.contains(
             QStringLiteral("<launchable type=\"desktop-id\">io.nelvo.Nelvo.desktop")));
         QVERIFY(text.contains(QStringLiteral("<release version=\"" NELVO_VERSION "\"")));
+    }
+
+    // The software centre's screenshots are the pictures the project keeps in
+    // docs/images, as its site publishes them, at their real sizes.
+    void theScreenshotsAreThePicturesInTheDocs() {
+        QFile file(prefix_.filePath("share/metainfo/io.nelvo.Nelvo.metainfo.xml"));
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        const QString text = QString::fromUtf8(file.readAll());
+        static const QRegularExpression image(QStringLiteral(
+            R"re(<image type="source" width="(\d+)" height="(\d+)">([^<]+)</image>)re"));
+        const QString base = QStringLiteral(NELVO_SCREENSHOT_URL "/");
+        int count = 0;
+        for (const QRegularExpressionMatch& match : image.globalMatch(text)) {
+            const QString url = match.captured(3);
+            QVERIFY2(url.startsWith(base) && url.startsWith(QStringLiteral("https://")),
+                     qPrintable(url));
+            const QString picture =
+                QStringLiteral(NELVO_SOURCE_DIR "/docs/images/") + url.mid(base.size());
+            const QImage shown(picture);
+            QVERIFY2(!shown.isNull(), qPrintable(picture));
+            QCOMPARE(shown.size(), QSize(match.captured(1).toInt(), match.captured(2).toInt()));
+            ++count;
+        }
+        QVERIFY(count >= 3);
+        QVERIFY(text.contains(QStringLiteral("<screenshot type=\"default\">")));
     }
 
     void theManualPageDescribesTheOptions() {
