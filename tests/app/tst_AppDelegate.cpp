@@ -19,8 +19,8 @@
 #include <QSettings>
 #include <QTest>
 #include <cmath>
-#include <utility>
 #include <csignal>
+#include <utility>
 
 namespace {
 

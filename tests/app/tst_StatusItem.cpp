@@ -259,7 +259,7 @@ private Q_SLOTS:
                    QStringLiteral("org.freedesktop.Application"), QStringLiteral("ActivateAction"),
                    {QStringLiteral("quit"), QVariantList(), QVariantMap()});
         QVERIFY(nelvo.waitForExit(10000));
-        QCOMPARE(nelvo.process().exitCode(), 0);
+        QVERIFY2(nelvo.process().exitCode() == 0, qPrintable(nelvo.log()));
         QVERIFY(!nelvo.log().contains(QStringLiteral("Quitting after the recording")));
     }
 
@@ -297,7 +297,7 @@ private Q_SLOTS:
         QVERIFY(!nelvo.waitForLine(QStringLiteral("Quitting after the recording"), 5000).isEmpty());
         QTRY_VERIFY_WITH_TIMEOUT(display_.windowShown(QStringLiteral("Nelvo"), 200), 5000);
         QVERIFY(nelvo.waitForExit(30000));
-        QCOMPARE(nelvo.process().exitCode(), 0);
+        QVERIFY2(nelvo.process().exitCode() == 0, qPrintable(nelvo.log()));
         QVERIFY2(nelvo.log().contains(QStringLiteral("The recording is written; quitting")),
                  qPrintable(nelvo.log()));
         QVERIFY(nelvo.log().contains(QStringLiteral("Nelvo quit")));
