@@ -66,17 +66,19 @@ std::optional<QString> SoundServerInput::start(Changed changed) {
 }
 
 void SoundServerInput::stop() {
-    if (mainloop_) {
-        pa_threaded_mainloop_stop(mainloop_);
-    }
+    // The connection is closed while its loop still runs, so that requests
+    // still in flight are answered or cancelled by the loop that owns them.
     if (context_) {
+        pa_threaded_mainloop_lock(mainloop_);
         pa_context_set_state_callback(context_, nullptr, nullptr);
         pa_context_set_subscribe_callback(context_, nullptr, nullptr);
         pa_context_disconnect(context_);
         pa_context_unref(context_);
         context_ = nullptr;
+        pa_threaded_mainloop_unlock(mainloop_);
     }
     if (mainloop_) {
+        pa_threaded_mainloop_stop(mainloop_);
         pa_threaded_mainloop_free(mainloop_);
         mainloop_ = nullptr;
     }
