@@ -2,6 +2,7 @@
 
 #include "Defaults.h"
 #include "FileOutputManager.h"
+#include "Log.h"
 #include "SettingsKeys.h"
 #include "StillWriter.h"
 
@@ -77,8 +78,13 @@ void PreRollRecorder::appendAudio(GstHandle<GstSample> pcm) {
 }
 
 void PreRollRecorder::setNewestFrame(GstHandle<GstSample> rawFrame) {
-    queue_.async(
-        [this, frame = std::move(rawFrame)]() mutable { newestFrame_ = std::move(frame); });
+    queue_.async([this, frame = std::move(rawFrame)]() mutable {
+        newestFrame_ = std::move(frame);
+        // A movie that began before any picture came still gets its still.
+        if (sessionStart_) {
+            writeStillIfOwed();
+        }
+    });
 }
 
 void PreRollRecorder::recordLoss(FrameLoss::Reason reason) {
@@ -451,6 +457,8 @@ void PreRollRecorder::writeStillIfOwed() {
     wantsStill_ = false;
     stillBeside_ = filePath_;
     stillQueue_.async([frame = newestFrame_, path = stillPath(*filePath_)] {
-        StillWriter::write(frame.get(), path);
+        if (!StillWriter::write(frame.get(), path)) {
+            Log::line(QStringLiteral("Could not write the still ") + path);
+        }
     });
 }

@@ -473,6 +473,27 @@ private Q_SLOTS:
         }
     }
 
+    // A movie started before the camera handed over any picture (just after
+    // capture was set up again) still gets its still, from the first picture.
+    void aStillOwedBeforeAnyPictureIsWrittenFromTheFirstOne() {
+        Setup setup(1);
+        auto rec = recorder(setup);
+        Finishes finishes;
+        media_.feed(*rec, 0, 2);
+        const QString path = setup.path("late still.mov");
+        rec->start(path, finishes.completion());
+        media_.feed(*rec, 2, 2.5);
+        rec->setNewestFrame(EncodedStream::rawFrame(320, 240, "I420"));
+        media_.feed(*rec, 2.5, 3);
+        rec->stop();
+        QVERIFY(finishes.waitFor(1));
+        QVERIFY(!finishes.calls()[0].error);
+        rec.reset();  // the still queue has finished its work
+        QImageReader reader(PreRollRecorder::stillPath(path));
+        QCOMPARE(reader.format(), QByteArray("jpeg"));
+        QCOMPARE(reader.read().size(), QSize(320, 240));
+    }
+
     void moviesAndStillsAreOwnerOnlyWhateverTheUmask() {
         const mode_t saved = ::umask(022);
         Setup setup(1);
