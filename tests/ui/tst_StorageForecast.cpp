@@ -2,7 +2,6 @@
 #include "StorageForecast.h"
 #include "TestEnvironment.h"
 
-#include <QElapsedTimer>
 #include <QFile>
 #include <QLocale>
 #include <QTemporaryDir>
@@ -118,13 +117,8 @@ private Q_SLOTS:
             QVERIFY(file.resize(10 * 1024 * 1024));
         }
         const QDateTime at = start.addSecs(qint64(count) * 60);
-        QElapsedTimer timer;
-        timer.start();
         const QList<Recording> recordings = FileOutputManager(dir.path()).recordings();
-        const qint64 listed = timer.restart();
         const QString text = StorageForecast::text(recordings, at, 100);
-        const qint64 forecast = timer.elapsed();
-        qInfo("10000 recordings: listed in %lld ms, forecast in %lld ms", listed, forecast);
         QCOMPARE(recordings.size(), count);
         // 10 000 files of 10 MiB over 10 000 minutes: 1440 × 10 MiB a day.
         const double perDay = 1440.0 * 10 * 1024 * 1024;
@@ -132,7 +126,6 @@ private Q_SLOTS:
         QCOMPARE(text, QStringLiteral("At this week's rate, 100 GB holds about %1 days of "
                                       "recordings.")
                            .arg(qRound(100.0 * GiB / perDay)));
-        QVERIFY2(forecast < 1000, "the forecast of 10 000 recordings takes under a second");
     }
 };
 
