@@ -49,11 +49,21 @@ public:
     // Frames must be of the prepared format. Prints what failed.
     Images render(GstSample* previous, GstSample* current, bool wantsPreview);
 
-    // The straightforward full-frame version of the same contract: blur every
-    // pixel of both frames, take the difference, threshold. Writes one mask
-    // byte per pixel (1 = moved). Used for the preview and as a yardstick.
+    // The same contract at every pixel, for the preview: one mask byte per
+    // pixel (1 = moved), rows of `width` bytes. Each pixel gets exactly the
+    // sum the grid gets at its points. Allocates only for frames of another
+    // size than prepared.
     void renderFullFrameMask(const GstVideoFrame& previous, const GstVideoFrame& current,
                              std::uint8_t* mask);
+    // The full-frame mask from two luma planes; `scratch` holds width + 2 *
+    // blurRadius values. With SSE2 where the processor has it.
+    static void renderFullFrame(const std::uint8_t* previous, int previousStride,
+                                const std::uint8_t* current, int currentStride, int width,
+                                int height, std::int32_t* scratch, std::uint8_t* mask);
+    // The same in plain C++; same results.
+    static void renderFullFramePortable(const std::uint8_t* previous, int previousStride,
+                                        const std::uint8_t* current, int currentStride, int width,
+                                        int height, std::int32_t* scratch, std::uint8_t* mask);
 
     // The grid of moved flags from two luma planes of `out`'s size, in exact
     // integer arithmetic, with SSE2 where the processor has it (every x86-64).
@@ -77,7 +87,7 @@ private:
     std::optional<GstVideoInfo> input_;
     std::vector<std::shared_ptr<MotionImage>> motionPool_;
     std::vector<QImage> previewPool_;
-    std::vector<float> blurScratch_, blurredPrevious_, blurredCurrent_;
+    std::vector<std::int32_t> columnSums_;  // one row of the full-frame blur
     std::vector<std::uint8_t> mask_;
     std::uint64_t fullFrameRenders_ = 0;
 };
