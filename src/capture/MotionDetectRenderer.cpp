@@ -3,7 +3,6 @@
 #include "Log.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstdlib>
 
 #if defined(__SSE2__)
@@ -313,11 +312,10 @@ bool MotionDetectRenderer::prepare(GstCaps* inputCaps, int retainedBufferCountHi
         auto image = std::make_shared<MotionImage>();
         image->resize(width, height, skipPixels);
         motionPool_.push_back(std::move(image));
-        previewPool_.emplace_back(width, height, QImage::Format_RGB32);
+        maskPool_.push_back(
+            std::make_shared<std::vector<std::uint8_t>>(static_cast<std::size_t>(width) * height));
     }
-    const std::size_t pixels = static_cast<std::size_t>(width) * height;
     columnSums_.assign(static_cast<std::size_t>(width) + 2 * blurRadius, 0);
-    mask_.assign(pixels, 0);
     input_ = info;
     prepared_ = true;
     return true;
@@ -327,9 +325,8 @@ void MotionDetectRenderer::reset() {
     prepared_ = false;
     input_.reset();
     motionPool_.clear();
-    previewPool_.clear();
+    maskPool_.clear();
     columnSums_ = {};
-    mask_ = {};
 }
 
 void MotionDetectRenderer::renderSparse(const std::uint8_t* previous, int previousStride,
@@ -383,10 +380,10 @@ std::shared_ptr<MotionImage> MotionDetectRenderer::takeMotionImage() {
     return nullptr;
 }
 
-QImage* MotionDetectRenderer::takePreviewImage() {
-    for (QImage& image : previewPool_) {
-        if (image.isDetached()) {
-            return &image;
+std::shared_ptr<std::vector<std::uint8_t>> MotionDetectRenderer::takeMask() {
+    for (const auto& mask : maskPool_) {
+        if (mask.use_count() == 1) {
+            return mask;
         }
     }
     return nullptr;
@@ -415,10 +412,10 @@ MotionDetectRenderer::Images MotionDetectRenderer::render(GstSample* previous, G
     if (!before.mapped || !now.mapped) {
         return {};
     }
-    QImage* preview = nullptr;
+    std::shared_ptr<std::vector<std::uint8_t>> mask;
     if (wantsPreview) {
-        preview = takePreviewImage();
-        if (!preview) {
+        mask = takeMask();
+        if (!mask) {
             Log::line(
                 QStringLiteral("Allocation failure: Could not get a preview buffer from pool. (") +
                 poolDescription() + u')');
@@ -430,10 +427,9 @@ MotionDetectRenderer::Images MotionDetectRenderer::render(GstSample* previous, G
                  static_cast<const std::uint8_t*>(GST_VIDEO_FRAME_PLANE_DATA(&now.frame, 0)),
                  GST_VIDEO_FRAME_PLANE_STRIDE(&now.frame, 0), *motion);
     Images images{motion, std::nullopt};
-    if (preview) {
-        renderFullFrameMask(before.frame, now.frame, mask_.data());
-        drawPreview(now.frame, *preview);
-        images.preview = *preview;
+    if (mask) {
+        renderFullFrameMask(before.frame, now.frame, mask->data());
+        images.preview = PreviewFrame{GstHandle<GstSample>::ref(current), *input_, std::move(mask)};
     }
     return images;
 }
@@ -451,43 +447,4 @@ void MotionDetectRenderer::renderFullFrameMask(const GstVideoFrame& previous,
                     static_cast<const std::uint8_t*>(GST_VIDEO_FRAME_PLANE_DATA(&current, 0)),
                     GST_VIDEO_FRAME_PLANE_STRIDE(&current, 0), width,
                     GST_VIDEO_FRAME_HEIGHT(&current), columnSums_.data(), mask);
-}
-
-void MotionDetectRenderer::drawPreview(const GstVideoFrame& current, QImage& image) {
-    const int width = GST_VIDEO_FRAME_WIDTH(&current);
-    const int height = GST_VIDEO_FRAME_HEIGHT(&current);
-    const GstVideoFormatInfo* format = current.info.finfo;
-    const bool hasChroma = GST_VIDEO_FORMAT_INFO_N_COMPONENTS(format) >= 3;
-    const auto* luma = static_cast<const std::uint8_t*>(GST_VIDEO_FRAME_COMP_DATA(&current, 0));
-    const int lumaStride = GST_VIDEO_FRAME_COMP_STRIDE(&current, 0);
-    for (int y = 0; y < height; ++y) {
-        auto* line = reinterpret_cast<QRgb*>(image.scanLine(y));
-        for (int x = 0; x < width; ++x) {
-            if (mask_[y * width + x]) {
-                line[x] = qRgb(255, 0, 0);
-                continue;
-            }
-            const float l = luma[y * lumaStride + x];
-            float u = 0;
-            float v = 0;
-            if (hasChroma) {
-                const auto chroma = [&](int c) {
-                    const auto* plane =
-                        static_cast<const std::uint8_t*>(GST_VIDEO_FRAME_COMP_DATA(&current, c));
-                    return plane[(y >> GST_VIDEO_FORMAT_INFO_H_SUB(format, c)) *
-                                     GST_VIDEO_FRAME_COMP_STRIDE(&current, c) +
-                                 (x >> GST_VIDEO_FORMAT_INFO_W_SUB(format, c)) *
-                                     GST_VIDEO_FRAME_COMP_PSTRIDE(&current, c)] -
-                           128.0f;
-                };
-                u = chroma(1);
-                v = chroma(2);
-            }
-            const auto clamp = [](float value) {
-                return std::clamp(static_cast<int>(value), 0, 255);
-            };
-            line[x] = qRgb(clamp(l + 1.402f * v), clamp(l - 0.344f * u - 0.714f * v),
-                           clamp(l + 1.772f * u));
-        }
-    }
 }

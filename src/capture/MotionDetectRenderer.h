@@ -1,9 +1,9 @@
 #pragma once
 
 #include "MotionImage.h"
+#include "PreviewFrame.h"
 
 #include <gst/video/video.h>
-#include <QImage>
 #include <QString>
 #include <array>
 #include <cstdint>
@@ -15,8 +15,8 @@
 // the level is read from is computed: at each grid point the difference of the
 // two frames' luma, blurred with a Gaussian of sigma 1.5, is compared with a
 // per-pixel threshold. The blur is linear, so blurring the difference equals
-// the difference of the blurred frames. The full-frame image (the picture with
-// moved pixels pure red) is made only when a preview is wanted.
+// the difference of the blurred frames. The full-frame mask of moved pixels is
+// made only when a preview is wanted, and handed over with the camera's frame.
 class MotionDetectRenderer {
 public:
     // Sampling step of the grid in both directions.
@@ -33,7 +33,7 @@ public:
 
     struct Images {
         std::shared_ptr<const MotionImage> motion;  // absent on any failure
-        std::optional<QImage> preview;              // only when wanted and made
+        std::optional<PreviewFrame> preview;        // only when wanted and made
     };
 
     bool isPrepared() const { return prepared_; }
@@ -74,20 +74,18 @@ public:
                                      const std::uint8_t* current, int currentStride,
                                      MotionImage& out);
 
-    // How many full-frame images were made (the preview's cost).
+    // How many full-frame masks were made (the preview's cost).
     std::uint64_t fullFrameRenders() const { return fullFrameRenders_; }
 
 private:
     std::shared_ptr<MotionImage> takeMotionImage();
-    QImage* takePreviewImage();
+    std::shared_ptr<std::vector<std::uint8_t>> takeMask();
     QString poolDescription() const;
-    void drawPreview(const GstVideoFrame& current, QImage& image);
 
     bool prepared_ = false;
     std::optional<GstVideoInfo> input_;
     std::vector<std::shared_ptr<MotionImage>> motionPool_;
-    std::vector<QImage> previewPool_;
+    std::vector<std::shared_ptr<std::vector<std::uint8_t>>> maskPool_;
     std::vector<std::int32_t> columnSums_;  // one row of the full-frame blur
-    std::vector<std::uint8_t> mask_;
     std::uint64_t fullFrameRenders_ = 0;
 };

@@ -308,9 +308,14 @@ private Q_SLOTS:
         images = renderer.render(before.get(), after.get(), true);
         QVERIFY(images.motion && images.preview);
         QCOMPARE(renderer.fullFrameRenders(), 1u);
-        // The moved object's trailing edge is pure red; the still wall is not.
-        QCOMPARE(images.preview->pixel(92, 90), qRgb(255, 0, 0));
-        QVERIFY(images.preview->pixel(300, 10) != qRgb(255, 0, 0));
+        // The camera's own frame, by reference, with the moved pixels: the
+        // object's trailing edge moved, the still wall did not.
+        const PreviewFrame& preview = *images.preview;
+        QCOMPARE(preview.sample.get(), after.get());
+        QCOMPARE(preview.size(), QSize(320, 180));
+        QCOMPARE(preview.mask->size(), std::size_t(320 * 180));
+        QCOMPARE(preview.mask->at(90 * 320 + 92), std::uint8_t(1));
+        QCOMPARE(preview.mask->at(10 * 320 + 300), std::uint8_t(0));
     }
 
     void anExhaustedPoolYieldsNoImage() {

@@ -22,12 +22,6 @@ using namespace PreviewTestBench;
 
 namespace {
 
-QImage filled(QSize size, QColor color) {
-    QImage image(size, QImage::Format_RGB32);
-    image.fill(color);
-    return image;
-}
-
 double ratio(const QSize& size) {
     return static_cast<double>(size.width()) / size.height();
 }
@@ -151,8 +145,8 @@ private Q_SLOTS:
                               {QStringLiteral("desk-id"), QStringLiteral("door-id")});
         controller.show();
         QVERIFY(QTest::qWaitForWindowExposed(&controller));
-        controller.previewImage(0, filled(QSize(160, 90), Qt::blue));
-        controller.previewImage(1, filled(QSize(160, 90), Qt::green));
+        controller.previewImage(0, solidFrame(QSize(160, 90), 41, 240, 110));
+        controller.previewImage(1, solidFrame(QSize(160, 90), 145, 54, 34));
         QCOMPARE(*controller.aspectRatio(), QSize(160, 90));
         QVERIFY(!controller.zoneEditor()->pictureRect().isEmpty());
         QCOMPARE(controller.zoneEditor()->pictureRect(), controller.previewView()->pictureRect());
