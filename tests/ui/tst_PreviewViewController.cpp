@@ -159,6 +159,62 @@ private Q_SLOTS:
         QVERIFY(DetectionZones::storedZones(QStringLiteral("desk-id"), defaults).empty());
     }
 
+    // Two cameras really running at once: both pictures side by side, both
+    // kept up to date.
+    void twoLiveCamerasShowSideBySide() {
+        Defaults defaults(environment.settingsFilePath());
+        defaults.set(SettingsKeys::secondCameraID, QStringLiteral("demo-door"));
+        SystemClock clock;
+        Controller recording;
+        auto desk = smallDemo();
+        desk.uniqueID = QStringLiteral("demo-desk");
+        desk.name = QStringLiteral("Desk");
+        auto door = smallDemo();
+        door.uniqueID = QStringLiteral("demo-door");
+        door.name = QStringLiteral("Door");
+        door.crossings = false;
+        CaptureManager manager(
+            defaults, clock, recording,
+            cameras({std::make_shared<DemoCamera>(desk), std::make_shared<DemoCamera>(door)}));
+        manager.setUp();
+        PreviewWindowController preview(manager, defaults);
+        preview.show();
+        QVERIFY(QTest::qWaitForWindowExposed(preview.window()));
+        PreviewViewController& controller = *preview.viewController();
+        PreviewView* first = controller.previewView();
+        PreviewView* second = controller.secondPreviewView();
+        QTRY_COMPARE_WITH_TIMEOUT(preview.window()->windowTitle(),
+                                  QStringLiteral("Nelvo - Desk + Door"), patience);
+        QTRY_VERIFY_WITH_TIMEOUT(first->framesDrawn() > 3 && second->framesDrawn() > 3, patience);
+        QVERIFY(second->isVisible());
+        QCOMPARE(controller.zoneEditor()->cameraID(), std::optional(QStringLiteral("demo-desk")));
+        QCOMPARE(controller.secondZoneEditor()->cameraID(),
+                 std::optional(QStringLiteral("demo-door")));
+        QCOMPARE(second->y(), first->y());
+        QVERIFY(second->x() >= first->x() + first->width());
+        QVERIFY(std::abs(ratio(preview.window()->size()) - 32.0 / 9) < 0.03);
+
+        // Both keep being updated, each at its camera's pace.
+        const auto firstDrawn = first->framesDrawn();
+        const auto secondDrawn = second->framesDrawn();
+        QTRY_VERIFY_WITH_TIMEOUT(
+            first->framesDrawn() >= firstDrawn + 10 && second->framesDrawn() >= secondDrawn + 10,
+            patience);
+
+        // Each half shows its camera's wall.
+        const QImage image = preview.window()->grab().toImage();
+        for (PreviewView* view : {first, second}) {
+            const QRectF picture = view->pictureRect().translated(view->pos());
+            const QPoint p = QPointF(picture.left() + picture.width() * 60 / 320,
+                                     picture.top() + picture.height() * 20 / 180)
+                                 .toPoint();
+            const QColor expected = demoWall(60, 20, 320, 180);
+            QVERIFY2(close(image.pixelColor(p), expected, 12),
+                     qPrintable(image.pixelColor(p).name() + " vs " + expected.name()));
+        }
+        preview.close();
+    }
+
     void toggleOpensAndClosesThePreview() {
         Defaults defaults(environment.settingsFilePath());
         SystemClock clock;
