@@ -10,11 +10,13 @@
 #include "FixedDevices.h"
 #include "PreviewFrame.h"
 #include "SystemClock.h"
+#include "ZoneEditorView.h"
 
 #include <QColor>
 #include <QImage>
 #include <QRect>
 #include <QStringList>
+#include <QTest>
 #include <cmath>
 #include <mutex>
 #include <vector>
@@ -143,6 +145,19 @@ inline PreviewFrame solidFrame(QSize size, int y, int u, int v, QRect moved = {}
     }
     preview.mask = std::move(mask);
     return preview;
+}
+
+// A press, a move and a release on an editor, in normalised picture points.
+inline void dragOn(ZoneEditorView* editor, QPointF from, QPointF to) {
+    const QRectF picture = editor->pictureRect();
+    const auto at = [&](QPointF p) {
+        return QPointF(picture.left() + p.x() * picture.width(),
+                       picture.top() + p.y() * picture.height())
+            .toPoint();
+    };
+    QTest::mousePress(editor, Qt::LeftButton, {}, at(from));
+    QTest::mouseMove(editor, at(to));
+    QTest::mouseRelease(editor, Qt::LeftButton, {}, at(to));
 }
 
 inline bool isRed(const QColor& c) {

@@ -2,10 +2,12 @@
 // Mesa's software renderer): what the shader draws, read back from the
 // widget's framebuffer.
 
+#include "DocsImages.h"
 #include "PreviewGLView.h"
 #include "PreviewTestBench.h"
 #include "PreviewView.h"
 #include "PreviewViewController.h"
+#include "PreviewWindowController.h"
 #include "TestEnvironment.h"
 #include "VirtualDisplay.h"
 
@@ -155,6 +157,58 @@ private Q_SLOTS:
         }
         manager.setPreviewOpen(false);
         manager.setPreviewDelegate(nullptr);
+    }
+
+    // The window as a user sees it: the OpenGL picture with the zone editor
+    // laid over it, two zones, the second selected, while the object crosses.
+    void pictureOfThePreviewWithZones() {
+        Defaults defaults(environment.settingsFilePath());
+        SystemClock clock;
+        Controller recording;
+        CaptureManager manager(defaults, clock, recording,
+                               cameras({std::make_shared<DemoCamera>()}));
+        manager.setUp();
+        PreviewWindowController preview(manager, defaults);
+        preview.show();
+        QVERIFY(QTest::qWaitForWindowExposed(preview.window()));
+        QVERIFY(preview.viewController()->previewView()->usesOpenGL());
+        auto* editor = preview.viewController()->zoneEditor();
+        editor->clearZones();
+        QTRY_VERIFY_WITH_TIMEOUT(!editor->pictureRect().isEmpty(), patience);
+        preview.window()->resize(800, 450);
+        QTRY_COMPARE(preview.window()->size(), QSize(800, 450));
+        dragOn(editor, {0.06, 0.2}, {0.42, 0.85});
+        dragOn(editor, {0.55, 0.3}, {0.93, 0.8});
+        QCOMPARE(editor->zones().size(), 2u);
+        QCOMPARE(editor->selected(), std::optional(1));
+        // Waits for the object to be well inside the picture: both its edges
+        // red, more than its width apart.
+        QImage image;
+        QTRY_VERIFY_WITH_TIMEOUT(
+            [&] {
+                image = preview.window()->grab().toImage();
+                int first = image.width();
+                int last = -1;
+                for (int y = 150; y < 300; y += 3) {
+                    for (int x = 200; x < 600; ++x) {
+                        if (isRed(image.pixelColor(x, y))) {
+                            first = std::min(first, x);
+                            last = std::max(last, x);
+                        }
+                    }
+                }
+                return last - first > 80;
+            }(),
+            patience);
+        // The editor's outlines lie over the OpenGL picture: the selected zone's yellow.
+        int yellow = 0;
+        for (int x = 0; x < image.width(); ++x) {
+            const QColor c = image.pixelColor(x, qRound(0.3 * 450));
+            yellow += c.red() > 230 && c.green() > 180 && c.green() < 230 && c.blue() < 40;
+        }
+        QVERIFY2(yellow > 100, qPrintable(QString::number(yellow)));
+        DocsImages::save(image, QStringLiteral("preview-zones.png"));
+        editor->clearZones();
     }
 };
 

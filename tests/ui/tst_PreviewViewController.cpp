@@ -1,5 +1,4 @@
 #include "DetectionZones.h"
-#include "DocsImages.h"
 #include "FileCamera.h"
 #include "GstHandle.h"
 #include "MovieProbe.h"
@@ -24,19 +23,6 @@ namespace {
 
 double ratio(const QSize& size) {
     return static_cast<double>(size.width()) / size.height();
-}
-
-// A press, a move and a release on an editor, in normalised picture points.
-void dragOn(ZoneEditorView* editor, QPointF from, QPointF to) {
-    const QRectF picture = editor->pictureRect();
-    const auto at = [&](QPointF p) {
-        return QPointF(picture.left() + p.x() * picture.width(),
-                       picture.top() + p.y() * picture.height())
-            .toPoint();
-    };
-    QTest::mousePress(editor, Qt::LeftButton, {}, at(from));
-    QTest::mouseMove(editor, at(to));
-    QTest::mouseRelease(editor, Qt::LeftButton, {}, at(to));
 }
 
 // A clip whose only motion is a dark square going to and fro in the right
@@ -327,43 +313,6 @@ private Q_SLOTS:
         recording.state = Controller::unarmed;
         manager.armedStateChanged();
         preview.close();
-    }
-
-    void pictureOfThePreviewWithZones() {
-        Defaults defaults(environment.settingsFilePath());
-        SystemClock clock;
-        Controller recording;
-        CaptureManager manager(defaults, clock, recording,
-                               cameras({std::make_shared<DemoCamera>()}));
-        manager.setUp();
-        PreviewWindowController preview(manager, defaults);
-        preview.show();
-        QVERIFY(QTest::qWaitForWindowExposed(preview.window()));
-        auto* editor = preview.viewController()->zoneEditor();
-        editor->clearZones();
-        QTRY_VERIFY_WITH_TIMEOUT(!editor->pictureRect().isEmpty(), patience);
-        preview.window()->resize(800, 450);
-        QTRY_COMPARE(preview.window()->size(), QSize(800, 450));
-        dragOn(editor, {0.06, 0.2}, {0.42, 0.85});
-        dragOn(editor, {0.55, 0.3}, {0.93, 0.8});
-        QCOMPARE(editor->zones().size(), 2u);
-        QCOMPARE(editor->selected(), std::optional(1));
-        // Wait for the object to cross, so the moved pixels show in red.
-        QImage image;
-        QTRY_VERIFY_WITH_TIMEOUT(
-            [&] {
-                image = preview.window()->grab().toImage();
-                int red = 0;
-                for (int y = 0; y < image.height(); y += 3) {
-                    for (int x = 0; x < image.width(); x += 3) {
-                        red += isRed(image.pixelColor(x, y));
-                    }
-                }
-                return red > 40;
-            }(),
-            patience);
-        DocsImages::save(image, QStringLiteral("preview-zones.png"));
-        editor->clearZones();
     }
 };
 
