@@ -1,6 +1,8 @@
 // The preview's cost: the demo camera at 1280x720 and 30 frames a second,
-// armed, with the preview window closed and then open. Prints the process's
-// CPU share, the pictures drawn per second and the GUI thread's longest stall.
+// armed, with the preview window closed, open drawing with OpenGL, open
+// drawing with QPainter, and closed again. Prints the process's CPU share
+// (each open stretch against the closed ones of the same run), the pictures
+// drawn per second and the GUI thread's longest stall.
 
 #include "CaptureManager.h"
 #include "Defaults.h"
@@ -12,6 +14,7 @@
 #include "PreviewWindowController.h"
 #include "SystemClock.h"
 #include "TestEnvironment.h"
+#include "VirtualDisplay.h"
 
 #include <QApplication>
 #include <QElapsedTimer>
@@ -76,11 +79,54 @@ Stretch measure(int seconds) {
     return stretch;
 }
 
+struct OpenStretch {
+    Stretch stretch;
+    double drawnPerSecond = 0;
+    double receivedPerSecond = 0;
+    bool openGL = false;
+};
+
+OpenStretch measureOpen(PreviewWindowController& preview, int seconds) {
+    preview.show();
+    preview.window()->resize(960, 540);
+    waitFor(2000);
+    PreviewView* view = preview.viewController()->previewView();
+    const auto drawn = view->framesDrawn();
+    const auto received = view->framesReceived();
+    OpenStretch open;
+    open.stretch = measure(seconds);
+    open.drawnPerSecond = static_cast<double>(view->framesDrawn() - drawn) / seconds;
+    open.receivedPerSecond = static_cast<double>(view->framesReceived() - received) / seconds;
+    open.openGL = view->usesOpenGL();
+    preview.close();
+    waitFor(1000);
+    return open;
+}
+
+void print(const char* path, const OpenStretch& open, const Stretch& closed) {
+    std::printf("preview_cpu_open_%s: %.1f %% (%.2f x closed, +%.1f %% of closed)\n", path,
+                open.stretch.cpuPercent, open.stretch.cpuPercent / closed.cpuPercent,
+                (open.stretch.cpuPercent / closed.cpuPercent - 1) * 100);
+    std::printf("preview_frames_received_per_second_%s: %.1f fps\n", path, open.receivedPerSecond);
+    std::printf("preview_frames_drawn_per_second_%s: %.1f fps\n", path, open.drawnPerSecond);
+    std::printf("gui_longest_stall_preview_open_%s: %.1f ms\n", path, open.stretch.longestStallMs);
+}
+
 }  // namespace
 
+// Under a desktop session it draws on its display; without one it starts an
+// X server of its own (Xvfb, OpenGL by Mesa's software renderer).
 int main(int argc, char** argv) {
+    VirtualDisplay display;
     if (qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY")) {
-        qputenv("QT_QPA_PLATFORM", "offscreen");
+        if (!display.start()) {
+            std::fprintf(stderr, "Could not start Xvfb\n");
+            return 1;
+        }
+        qputenv("DISPLAY", display.name().toLocal8Bit());
+    }
+    if (qEnvironmentVariable("QT_QPA_PLATFORM") == QLatin1String("offscreen")) {
+        qunsetenv("QT_QPA_PLATFORM");
     }
     TestEnvironment environment;
     QApplication app(argc, argv);
@@ -98,27 +144,26 @@ int main(int argc, char** argv) {
             std::vector<std::shared_ptr<CaptureSource>>{}));
     manager.setUp();
     manager.armedStateChanged();
-    PreviewWindowController preview(manager, defaults);
+    // One window per drawing path, both made before measuring.
+    PreviewWindowController gpu(manager, defaults);
+    PreviewView::setOpenGLAllowed(false);
+    PreviewWindowController painter(manager, defaults);
+    PreviewView::setOpenGLAllowed(true);
     waitFor(3000);  // the pipeline settles
+
     const Stretch closed = measure(seconds);
+    const OpenStretch openGpu = measureOpen(gpu, seconds);
+    const OpenStretch openPainter = measureOpen(painter, seconds);
+    const Stretch closedAgain = measure(seconds);
 
-    preview.show();
-    preview.window()->resize(960, 540);
-    waitFor(2000);
-    PreviewView* view = preview.viewController()->previewView();
-    const auto drawn = view->framesDrawn();
-    const auto received = view->framesReceived();
-    const Stretch open = measure(seconds);
-    const double drawnPerSecond = static_cast<double>(view->framesDrawn() - drawn) / seconds;
-    const double receivedPerSecond =
-        static_cast<double>(view->framesReceived() - received) / seconds;
-    preview.close();
-
-    std::printf("preview_cpu_closed: %.1f %% (armed, 720p30)\n", closed.cpuPercent);
-    std::printf("preview_cpu_open: %.1f %% (armed, 720p30)\n", open.cpuPercent);
-    std::printf("preview_frames_received_per_second: %.1f fps\n", receivedPerSecond);
-    std::printf("preview_frames_drawn_per_second: %.1f fps\n", drawnPerSecond);
-    std::printf("gui_longest_stall_preview_open: %.1f ms\n", open.longestStallMs);
-    std::printf("gui_longest_stall_preview_closed: %.1f ms\n", closed.longestStallMs);
+    std::printf("preview_platform: %s, OpenGL %s\n", qPrintable(QGuiApplication::platformName()),
+                PreviewView::openGLAvailable() ? "available" : "not available");
+    std::printf("preview_cpu_closed: %.1f %% before, %.1f %% after (armed, 720p30)\n",
+                closed.cpuPercent, closedAgain.cpuPercent);
+    const Stretch closedMean{(closed.cpuPercent + closedAgain.cpuPercent) / 2,
+                             std::max(closed.longestStallMs, closedAgain.longestStallMs)};
+    print(openGpu.openGL ? "gpu" : "gpu_unavailable_painter", openGpu, closedMean);
+    print("painter", openPainter, closedMean);
+    std::printf("gui_longest_stall_preview_closed: %.1f ms\n", closedMean.longestStallMs);
     return 0;
 }

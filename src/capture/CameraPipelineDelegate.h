@@ -1,8 +1,8 @@
 #pragma once
 
 #include "Error.h"
+#include "PreviewFrame.h"
 
-#include <QImage>
 #include <optional>
 
 class CameraPipeline;
@@ -16,10 +16,10 @@ public:
     virtual void motionMeasured(CameraPipeline& pipeline, double level, bool triggered) = 0;
     // When the capture session fails at run time, on the thread that noticed it.
     virtual void sessionError(CameraPipeline& pipeline, std::optional<Error> error) = 0;
-    // The camera picture with moved pixels marked red, only while a preview is
+    // The camera's frame and its moved pixels, only while a preview is
     // wanted; on the pipeline's "VideoDataQueue".
-    virtual void previewImage(CameraPipeline& pipeline, const QImage& image) {
+    virtual void previewImage(CameraPipeline& pipeline, const PreviewFrame& frame) {
         Q_UNUSED(pipeline);
-        Q_UNUSED(image);
+        Q_UNUSED(frame);
     }
 };

@@ -25,11 +25,11 @@ public:
             manager_.sessionError(indexOf(pipeline), error);
         }
     }
-    void previewImage(CameraPipeline& pipeline, const QImage& image) override {
+    void previewImage(CameraPipeline& pipeline, const PreviewFrame& frame) override {
         if (!alive) {
             return;
         }
-        manager_.previewImageReady(indexOf(pipeline), image);
+        manager_.previewImageReady(indexOf(pipeline), frame);
     }
 
     std::atomic<bool> alive{true};
@@ -354,8 +354,9 @@ void CaptureManager::setPreviewOpen(bool open) {
     if (!open) {
         // Gives the last pictures back to the pipelines' pools.
         for (PreviewSlot& slot : previewSlots_) {
+            PreviewFrame dropped;
             std::lock_guard guard(slot.mutex);
-            slot.image = QImage();
+            std::swap(dropped, slot.frame);
         }
     }
     updateCapture();
@@ -522,12 +523,13 @@ void CaptureManager::motionMeasured(int index, double level, bool triggered) {
     }
 }
 
-void CaptureManager::previewImageReady(int index, const QImage& image) {
+void CaptureManager::previewImageReady(int index, const PreviewFrame& frame) {
     PreviewSlot& slot = previewSlots_[index];
+    PreviewFrame replaced = frame;
     {
-        // Held only to swap a shared image; the main thread never draws under it.
+        // Held only to swap a frame; the main thread never draws under it.
         std::lock_guard guard(slot.mutex);
-        slot.image = image;
+        std::swap(replaced, slot.frame);
     }
     if (!slot.posted.exchange(true)) {
         QMetaObject::invokeMethod(
@@ -538,13 +540,13 @@ void CaptureManager::previewImageReady(int index, const QImage& image) {
 void CaptureManager::previewImageOnMain(int index) {
     PreviewSlot& slot = previewSlots_[index];
     slot.posted = false;
-    QImage image;
+    PreviewFrame frame;
     {
         std::lock_guard guard(slot.mutex);
-        image.swap(slot.image);
+        std::swap(frame, slot.frame);
     }
-    if (!image.isNull() && previewDelegate_) {
-        previewDelegate_->previewImage(index, image);
+    if (!frame.isNull() && previewDelegate_) {
+        previewDelegate_->previewImage(index, frame);
     }
 }
 

@@ -160,7 +160,7 @@ private:
     // From the pipelines.
     void motionMeasured(int index, double level, bool triggered);
     void sessionError(int index, const std::optional<Error>& error);
-    void previewImageReady(int index, const QImage& image);
+    void previewImageReady(int index, const PreviewFrame& frame);
 
     Defaults& defaults_;
     Clock& clock_;
@@ -206,11 +206,12 @@ private:
     std::array<std::atomic<double>, pipelineCount> lastLevel_{};
     std::array<std::atomic<bool>, pipelineCount> measurementPosted_{};
     std::atomic<bool> triggerPosted_{false};
-    // The newest preview picture of each pipeline: a newer one replaces one
-    // the main thread has not taken yet, so pictures never queue up.
+    // The newest preview frame of each pipeline: a newer one replaces one the
+    // main thread has not taken yet, so frames never queue up (and never hold
+    // more than one of the camera's buffers each).
     struct PreviewSlot {
         std::mutex mutex;
-        QImage image;
+        PreviewFrame frame;
         std::atomic<bool> posted{false};
     };
     std::array<PreviewSlot, pipelineCount> previewSlots_;

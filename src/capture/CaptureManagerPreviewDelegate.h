@@ -1,12 +1,12 @@
 #pragma once
 
-#include <QImage>
+#include "PreviewFrame.h"
 
 // The preview window's side of the capture manager. Called on the main thread.
 class CaptureManagerPreviewDelegate {
 public:
     virtual ~CaptureManagerPreviewDelegate() = default;
 
-    // The newest picture of pipeline `index`, moved pixels marked red.
-    virtual void previewImage(int index, const QImage& image) = 0;
+    // The newest frame of pipeline `index` with its moved pixels.
+    virtual void previewImage(int index, const PreviewFrame& frame) = 0;
 };

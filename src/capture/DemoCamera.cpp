@@ -18,8 +18,7 @@ std::size_t frameBytes(int width, int height) {
 DemoCamera::DemoCamera() : DemoCamera(Options{}) {}
 
 DemoCamera::DemoCamera(Options options)
-    : FeederSource(QStringLiteral("nelvo-demo-camera"), QStringLiteral("Demo Camera"),
-                   options.realTime),
+    : FeederSource(options.uniqueID, options.name, options.realTime),
       options_(options),
       pool_(caps().get(), frameBytes(options.width, options.height), 2, 16) {
     const int width = options_.width;

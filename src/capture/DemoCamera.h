@@ -19,6 +19,9 @@ public:
         double noiseSigma = 2.0;    // luma levels
         bool crossings = true;      // false: the still scene alone
         long long frameLimit = -1;  // the stream ends after this many frames; -1: never
+        // Two demo cameras side by side need IDs and names of their own.
+        QString uniqueID = QStringLiteral("nelvo-demo-camera");
+        QString name = QStringLiteral("Demo Camera");
     };
 
     static constexpr double crossingPeriod = 20.0;

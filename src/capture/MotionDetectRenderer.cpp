@@ -3,7 +3,6 @@
 #include "Log.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstdlib>
 
 #if defined(__SSE2__)
@@ -145,6 +144,135 @@ void renderGrid(const std::uint8_t* previous, int previousStride, const std::uin
     }
 }
 
+// The full-frame mask is the same blur done separably over every pixel: first
+// down the 9 rows around an output row (column sums of the difference, as the
+// grid makes them), then across. Exact integers throughout, so each pixel gets
+// the very sum the grid gets at its points.
+using ColumnSums = void (*)(const Window&, const Window&, int, std::int32_t*);
+using RowBlur = void (*)(const std::int32_t*, int, std::uint8_t*);
+
+void columnSumsPortable(const Window& previous, const Window& current, int width,
+                        std::int32_t* out) {
+    for (int x = 0; x < width; ++x) {
+        int sum = 0;
+        for (int i = 0; i < taps; ++i) {
+            sum += weights[i] * (current[i][x] - previous[i][x]);
+        }
+        out[x] = sum;
+    }
+}
+
+// `sums` holds `radius` readable values either side of the row.
+void rowBlurPortable(const std::int32_t* sums, int width, std::uint8_t* mask) {
+    for (int x = 0; x < width; ++x) {
+        int sum = 0;
+        for (int j = 0; j < taps; ++j) {
+            sum += weights[j] * sums[x + j - radius];
+        }
+        mask[x] = std::abs(sum) > scaledThreshold ? 1 : 0;
+    }
+}
+
+#if defined(__SSE2__)
+// Eight columns at a time: 8-byte loads, differences as 16-bit lanes, two rows
+// weighted and added by one multiply-add.
+void columnSumsSse2(const Window& previous, const Window& current, int width, std::int32_t* out) {
+    const __m128i zero = _mm_setzero_si128();
+    const auto difference = [zero](const std::uint8_t* now, const std::uint8_t* before) {
+        const __m128i c = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(now));
+        const __m128i p = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(before));
+        return _mm_sub_epi16(_mm_unpacklo_epi8(c, zero), _mm_unpacklo_epi8(p, zero));
+    };
+    __m128i pairWeights[(taps + 1) / 2];
+    for (int i = 0; i < taps; i += 2) {
+        const int next = i + 1 < taps ? weights[i + 1] : 0;
+        pairWeights[i / 2] = _mm_set1_epi32((next << 16) | weights[i]);
+    }
+    int x = 0;
+    for (; x + 8 <= width; x += 8) {
+        __m128i low = zero;
+        __m128i high = zero;
+        for (int i = 0; i < taps; i += 2) {
+            const __m128i first = difference(current[i] + x, previous[i] + x);
+            const __m128i second =
+                i + 1 < taps ? difference(current[i + 1] + x, previous[i + 1] + x) : zero;
+            const __m128i w = pairWeights[i / 2];
+            low = _mm_add_epi32(low, _mm_madd_epi16(_mm_unpacklo_epi16(first, second), w));
+            high = _mm_add_epi32(high, _mm_madd_epi16(_mm_unpackhi_epi16(first, second), w));
+        }
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + x), low);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + x + 4), high);
+    }
+    Window previousRest;
+    Window currentRest;
+    for (int i = 0; i < taps; ++i) {
+        previousRest[i] = previous[i] + x;
+        currentRest[i] = current[i] + x;
+    }
+    columnSumsPortable(previousRest, currentRest, width - x, out + x);
+}
+
+// The weights are symmetric and SSE2 has no 32-bit multiply, so the mirrored
+// pairs are added first and weighted by shifts and adds (8, 37 = 32 + 4 + 1,
+// 112 = 128 - 16, 219 = 256 - 32 - 4 - 1, 272 = 256 + 16).
+__m128i blurredFour(const std::int32_t* sums) {
+    const auto at = [sums](int offset) {
+        return _mm_loadu_si128(reinterpret_cast<const __m128i*>(sums + offset));
+    };
+    const __m128i outer = _mm_add_epi32(at(-4), at(4));
+    const __m128i third = _mm_add_epi32(at(-3), at(3));
+    const __m128i second = _mm_add_epi32(at(-2), at(2));
+    const __m128i first = _mm_add_epi32(at(-1), at(1));
+    const __m128i centre = at(0);
+    __m128i sum = _mm_slli_epi32(outer, 3);
+    sum = _mm_add_epi32(sum, _mm_add_epi32(_mm_slli_epi32(third, 5), _mm_slli_epi32(third, 2)));
+    sum = _mm_add_epi32(sum, third);
+    sum = _mm_add_epi32(sum, _mm_sub_epi32(_mm_slli_epi32(second, 7), _mm_slli_epi32(second, 4)));
+    sum = _mm_add_epi32(sum, _mm_sub_epi32(_mm_slli_epi32(first, 8), _mm_slli_epi32(first, 5)));
+    sum = _mm_sub_epi32(sum, _mm_add_epi32(_mm_slli_epi32(first, 2), first));
+    sum = _mm_add_epi32(sum, _mm_add_epi32(_mm_slli_epi32(centre, 8), _mm_slli_epi32(centre, 4)));
+    return sum;
+}
+
+void rowBlurSse2(const std::int32_t* sums, int width, std::uint8_t* mask) {
+    const __m128i above = _mm_set1_epi32(scaledThreshold);
+    const __m128i below = _mm_set1_epi32(-scaledThreshold);
+    const __m128i one = _mm_set1_epi8(1);
+    const auto moved = [&](const __m128i sum) {
+        return _mm_or_si128(_mm_cmpgt_epi32(sum, above), _mm_cmplt_epi32(sum, below));
+    };
+    int x = 0;
+    for (; x + 8 <= width; x += 8) {
+        const __m128i words =
+            _mm_packs_epi32(moved(blurredFour(sums + x)), moved(blurredFour(sums + x + 4)));
+        const __m128i bytes = _mm_and_si128(_mm_packs_epi16(words, words), one);
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(mask + x), bytes);
+    }
+    rowBlurPortable(sums + x, width - x, mask + x);
+}
+#endif
+
+// `scratch` holds width + 2 * radius values; its ends repeat the edge columns.
+template <ColumnSums columnSums, RowBlur rowBlur>
+void renderFrame(const std::uint8_t* previous, int previousStride, const std::uint8_t* current,
+                 int currentStride, int width, int height, std::int32_t* scratch,
+                 std::uint8_t* mask) {
+    std::int32_t* sums = scratch + radius;
+    for (int y = 0; y < height; ++y) {
+        Window previousLines;
+        Window currentLines;
+        for (int i = 0; i < taps; ++i) {
+            const int line = std::clamp(y + i - radius, 0, height - 1);
+            previousLines[i] = previous + static_cast<std::ptrdiff_t>(line) * previousStride;
+            currentLines[i] = current + static_cast<std::ptrdiff_t>(line) * currentStride;
+        }
+        columnSums(previousLines, currentLines, width, sums);
+        std::fill(scratch, sums, sums[0]);
+        std::fill(sums + width, sums + width + radius, sums[width - 1]);
+        rowBlur(sums, width, mask + static_cast<std::ptrdiff_t>(y) * width);
+    }
+}
+
 bool hasLumaPlane(const GstVideoInfo& info) {
     const GstVideoFormatInfo* format = info.finfo;
     return GST_VIDEO_FORMAT_INFO_IS_YUV(format) && GST_VIDEO_FORMAT_INFO_DEPTH(format, 0) == 8 &&
@@ -184,13 +312,10 @@ bool MotionDetectRenderer::prepare(GstCaps* inputCaps, int retainedBufferCountHi
         auto image = std::make_shared<MotionImage>();
         image->resize(width, height, skipPixels);
         motionPool_.push_back(std::move(image));
-        previewPool_.emplace_back(width, height, QImage::Format_RGB32);
+        maskPool_.push_back(
+            std::make_shared<std::vector<std::uint8_t>>(static_cast<std::size_t>(width) * height));
     }
-    const std::size_t pixels = static_cast<std::size_t>(width) * height;
-    blurScratch_.assign(pixels, 0);
-    blurredPrevious_.assign(pixels, 0);
-    blurredCurrent_.assign(pixels, 0);
-    mask_.assign(pixels, 0);
+    columnSums_.assign(static_cast<std::size_t>(width) + 2 * blurRadius, 0);
     input_ = info;
     prepared_ = true;
     return true;
@@ -200,11 +325,8 @@ void MotionDetectRenderer::reset() {
     prepared_ = false;
     input_.reset();
     motionPool_.clear();
-    previewPool_.clear();
-    blurScratch_ = {};
-    blurredPrevious_ = {};
-    blurredCurrent_ = {};
-    mask_ = {};
+    maskPool_.clear();
+    columnSums_ = {};
 }
 
 void MotionDetectRenderer::renderSparse(const std::uint8_t* previous, int previousStride,
@@ -223,6 +345,27 @@ void MotionDetectRenderer::renderSparsePortable(const std::uint8_t* previous, in
     renderGrid<blurredDifferencePortable>(previous, previousStride, current, currentStride, out);
 }
 
+void MotionDetectRenderer::renderFullFrame(const std::uint8_t* previous, int previousStride,
+                                           const std::uint8_t* current, int currentStride,
+                                           int width, int height, std::int32_t* scratch,
+                                           std::uint8_t* mask) {
+#if defined(__SSE2__)
+    renderFrame<columnSumsSse2, rowBlurSse2>(previous, previousStride, current, currentStride,
+                                             width, height, scratch, mask);
+#else
+    renderFullFramePortable(previous, previousStride, current, currentStride, width, height,
+                            scratch, mask);
+#endif
+}
+
+void MotionDetectRenderer::renderFullFramePortable(const std::uint8_t* previous, int previousStride,
+                                                   const std::uint8_t* current, int currentStride,
+                                                   int width, int height, std::int32_t* scratch,
+                                                   std::uint8_t* mask) {
+    renderFrame<columnSumsPortable, rowBlurPortable>(previous, previousStride, current,
+                                                     currentStride, width, height, scratch, mask);
+}
+
 bool MotionDetectRenderer::hasFreeMotionImage() const {
     return std::any_of(motionPool_.begin(), motionPool_.end(),
                        [](const auto& image) { return image.use_count() == 1; });
@@ -237,10 +380,10 @@ std::shared_ptr<MotionImage> MotionDetectRenderer::takeMotionImage() {
     return nullptr;
 }
 
-QImage* MotionDetectRenderer::takePreviewImage() {
-    for (QImage& image : previewPool_) {
-        if (image.isDetached()) {
-            return &image;
+std::shared_ptr<std::vector<std::uint8_t>> MotionDetectRenderer::takeMask() {
+    for (const auto& mask : maskPool_) {
+        if (mask.use_count() == 1) {
+            return mask;
         }
     }
     return nullptr;
@@ -269,10 +412,10 @@ MotionDetectRenderer::Images MotionDetectRenderer::render(GstSample* previous, G
     if (!before.mapped || !now.mapped) {
         return {};
     }
-    QImage* preview = nullptr;
+    std::shared_ptr<std::vector<std::uint8_t>> mask;
     if (wantsPreview) {
-        preview = takePreviewImage();
-        if (!preview) {
+        mask = takeMask();
+        if (!mask) {
             Log::line(
                 QStringLiteral("Allocation failure: Could not get a preview buffer from pool. (") +
                 poolDescription() + u')');
@@ -284,100 +427,24 @@ MotionDetectRenderer::Images MotionDetectRenderer::render(GstSample* previous, G
                  static_cast<const std::uint8_t*>(GST_VIDEO_FRAME_PLANE_DATA(&now.frame, 0)),
                  GST_VIDEO_FRAME_PLANE_STRIDE(&now.frame, 0), *motion);
     Images images{motion, std::nullopt};
-    if (preview) {
-        renderFullFrameMask(before.frame, now.frame, mask_.data());
-        drawPreview(now.frame, *preview);
-        images.preview = *preview;
+    if (mask) {
+        renderFullFrameMask(before.frame, now.frame, mask->data());
+        images.preview = PreviewFrame{GstHandle<GstSample>::ref(current), *input_, std::move(mask)};
     }
     return images;
 }
 
-namespace {
-
-// One direction of the separable blur over a whole plane of floats.
-void blurPass(const float* in, float* out, int width, int height, bool horizontal) {
-    for (int y = 0; y < height; ++y) {
-        for (int x = 0; x < width; ++x) {
-            float sum = 0;
-            for (int k = 0; k < taps; ++k) {
-                const int offset = k - radius;
-                const int xx = horizontal ? std::clamp(x + offset, 0, width - 1) : x;
-                const int yy = horizontal ? y : std::clamp(y + offset, 0, height - 1);
-                sum += weights[k] * in[yy * width + xx];
-            }
-            out[y * width + x] = sum / 1024.0f;
-        }
-    }
-}
-
-void blurLuma(const GstVideoFrame& frame, float* scratch, float* out) {
-    const int width = GST_VIDEO_FRAME_WIDTH(&frame);
-    const int height = GST_VIDEO_FRAME_HEIGHT(&frame);
-    const auto* luma = static_cast<const std::uint8_t*>(GST_VIDEO_FRAME_PLANE_DATA(&frame, 0));
-    const int stride = GST_VIDEO_FRAME_PLANE_STRIDE(&frame, 0);
-    for (int y = 0; y < height; ++y) {
-        for (int x = 0; x < width; ++x) {
-            out[y * width + x] = luma[y * stride + x];
-        }
-    }
-    blurPass(out, scratch, width, height, true);
-    blurPass(scratch, out, width, height, false);
-}
-
-}  // namespace
-
 void MotionDetectRenderer::renderFullFrameMask(const GstVideoFrame& previous,
                                                const GstVideoFrame& current, std::uint8_t* mask) {
     ++fullFrameRenders_;
-    const std::size_t pixels = static_cast<std::size_t>(GST_VIDEO_FRAME_WIDTH(&current)) *
-                               GST_VIDEO_FRAME_HEIGHT(&current);
-    if (blurScratch_.size() < pixels) {
-        blurScratch_.resize(pixels);
-        blurredPrevious_.resize(pixels);
-        blurredCurrent_.resize(pixels);
-    }
-    blurLuma(previous, blurScratch_.data(), blurredPrevious_.data());
-    blurLuma(current, blurScratch_.data(), blurredCurrent_.data());
-    for (std::size_t i = 0; i < pixels; ++i) {
-        mask[i] = std::abs(blurredCurrent_[i] - blurredPrevious_[i]) > movedThreshold ? 1 : 0;
-    }
-}
-
-void MotionDetectRenderer::drawPreview(const GstVideoFrame& current, QImage& image) {
     const int width = GST_VIDEO_FRAME_WIDTH(&current);
-    const int height = GST_VIDEO_FRAME_HEIGHT(&current);
-    const GstVideoFormatInfo* format = current.info.finfo;
-    const bool hasChroma = GST_VIDEO_FORMAT_INFO_N_COMPONENTS(format) >= 3;
-    const auto* luma = static_cast<const std::uint8_t*>(GST_VIDEO_FRAME_COMP_DATA(&current, 0));
-    const int lumaStride = GST_VIDEO_FRAME_COMP_STRIDE(&current, 0);
-    for (int y = 0; y < height; ++y) {
-        auto* line = reinterpret_cast<QRgb*>(image.scanLine(y));
-        for (int x = 0; x < width; ++x) {
-            if (mask_[y * width + x]) {
-                line[x] = qRgb(255, 0, 0);
-                continue;
-            }
-            const float l = luma[y * lumaStride + x];
-            float u = 0;
-            float v = 0;
-            if (hasChroma) {
-                const auto chroma = [&](int c) {
-                    const auto* plane =
-                        static_cast<const std::uint8_t*>(GST_VIDEO_FRAME_COMP_DATA(&current, c));
-                    return plane[(y >> GST_VIDEO_FORMAT_INFO_H_SUB(format, c)) *
-                                     GST_VIDEO_FRAME_COMP_STRIDE(&current, c) +
-                                 (x >> GST_VIDEO_FORMAT_INFO_W_SUB(format, c)) *
-                                     GST_VIDEO_FRAME_COMP_PSTRIDE(&current, c)] -
-                           128.0f;
-                };
-                u = chroma(1);
-                v = chroma(2);
-            }
-            const auto clamp = [](float value) {
-                return std::clamp(static_cast<int>(value), 0, 255);
-            };
-            line[x] = qRgb(clamp(l + 1.402f * v), clamp(l - 0.344f * u - 0.714f * v),
-                           clamp(l + 1.772f * u));
-        }
+    const std::size_t scratch = static_cast<std::size_t>(width) + 2 * radius;
+    if (columnSums_.size() < scratch) {
+        columnSums_.resize(scratch);  // only for frames of another size than prepared
     }
+    renderFullFrame(static_cast<const std::uint8_t*>(GST_VIDEO_FRAME_PLANE_DATA(&previous, 0)),
+                    GST_VIDEO_FRAME_PLANE_STRIDE(&previous, 0),
+                    static_cast<const std::uint8_t*>(GST_VIDEO_FRAME_PLANE_DATA(&current, 0)),
+                    GST_VIDEO_FRAME_PLANE_STRIDE(&current, 0), width,
+                    GST_VIDEO_FRAME_HEIGHT(&current), columnSums_.data(), mask);
 }

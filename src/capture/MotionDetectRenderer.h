@@ -1,9 +1,9 @@
 #pragma once
 
 #include "MotionImage.h"
+#include "PreviewFrame.h"
 
 #include <gst/video/video.h>
-#include <QImage>
 #include <QString>
 #include <array>
 #include <cstdint>
@@ -15,8 +15,8 @@
 // the level is read from is computed: at each grid point the difference of the
 // two frames' luma, blurred with a Gaussian of sigma 1.5, is compared with a
 // per-pixel threshold. The blur is linear, so blurring the difference equals
-// the difference of the blurred frames. The full-frame image (the picture with
-// moved pixels pure red) is made only when a preview is wanted.
+// the difference of the blurred frames. The full-frame mask of moved pixels is
+// made only when a preview is wanted, and handed over with the camera's frame.
 class MotionDetectRenderer {
 public:
     // Sampling step of the grid in both directions.
@@ -33,7 +33,7 @@ public:
 
     struct Images {
         std::shared_ptr<const MotionImage> motion;  // absent on any failure
-        std::optional<QImage> preview;              // only when wanted and made
+        std::optional<PreviewFrame> preview;        // only when wanted and made
     };
 
     bool isPrepared() const { return prepared_; }
@@ -49,11 +49,21 @@ public:
     // Frames must be of the prepared format. Prints what failed.
     Images render(GstSample* previous, GstSample* current, bool wantsPreview);
 
-    // The straightforward full-frame version of the same contract: blur every
-    // pixel of both frames, take the difference, threshold. Writes one mask
-    // byte per pixel (1 = moved). Used for the preview and as a yardstick.
+    // The same contract at every pixel, for the preview: one mask byte per
+    // pixel (1 = moved), rows of `width` bytes. Each pixel gets exactly the
+    // sum the grid gets at its points. Allocates only for frames of another
+    // size than prepared.
     void renderFullFrameMask(const GstVideoFrame& previous, const GstVideoFrame& current,
                              std::uint8_t* mask);
+    // The full-frame mask from two luma planes; `scratch` holds width + 2 *
+    // blurRadius values. With SSE2 where the processor has it.
+    static void renderFullFrame(const std::uint8_t* previous, int previousStride,
+                                const std::uint8_t* current, int currentStride, int width,
+                                int height, std::int32_t* scratch, std::uint8_t* mask);
+    // The same in plain C++; same results.
+    static void renderFullFramePortable(const std::uint8_t* previous, int previousStride,
+                                        const std::uint8_t* current, int currentStride, int width,
+                                        int height, std::int32_t* scratch, std::uint8_t* mask);
 
     // The grid of moved flags from two luma planes of `out`'s size, in exact
     // integer arithmetic, with SSE2 where the processor has it (every x86-64).
@@ -64,20 +74,18 @@ public:
                                      const std::uint8_t* current, int currentStride,
                                      MotionImage& out);
 
-    // How many full-frame images were made (the preview's cost).
+    // How many full-frame masks were made (the preview's cost).
     std::uint64_t fullFrameRenders() const { return fullFrameRenders_; }
 
 private:
     std::shared_ptr<MotionImage> takeMotionImage();
-    QImage* takePreviewImage();
+    std::shared_ptr<std::vector<std::uint8_t>> takeMask();
     QString poolDescription() const;
-    void drawPreview(const GstVideoFrame& current, QImage& image);
 
     bool prepared_ = false;
     std::optional<GstVideoInfo> input_;
     std::vector<std::shared_ptr<MotionImage>> motionPool_;
-    std::vector<QImage> previewPool_;
-    std::vector<float> blurScratch_, blurredPrevious_, blurredCurrent_;
-    std::vector<std::uint8_t> mask_;
+    std::vector<std::shared_ptr<std::vector<std::uint8_t>>> maskPool_;
+    std::vector<std::int32_t> columnSums_;  // one row of the full-frame blur
     std::uint64_t fullFrameRenders_ = 0;
 };

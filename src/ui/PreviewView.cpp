@@ -1,45 +1,91 @@
 #include "PreviewView.h"
 
+#include "PreviewGLView.h"
+
+#include <QGuiApplication>
+#include <QOffscreenSurface>
+#include <QOpenGLContext>
 #include <QPainter>
-#include <cstring>
+
+namespace {
+
+bool openGLAllowed = true;
+
+}  // namespace
 
 PreviewView::PreviewView(QWidget* parent) : QWidget(parent) {
     // Every pixel is painted, black around the picture.
     setAttribute(Qt::WA_OpaquePaintEvent);
     setMinimumSize(160, 90);
+    if (openGLAllowed && openGLAvailable()) {
+        // Made first, so widgets laid over this view (the zone editor) stay above it.
+        glView_ = new PreviewGLView(this);
+        glView_->setGeometry(rect());
+    }
 }
 
-void PreviewView::setImage(const QImage& image) {
-    if (image.isNull()) {
+bool PreviewView::openGLAvailable() {
+    static const bool available = [] {
+        const QString platform = QGuiApplication::platformName();
+        if (platform == QLatin1String("offscreen") || platform == QLatin1String("minimal") ||
+            qEnvironmentVariable("NELVO_PREVIEW_OPENGL") == QLatin1String("0")) {
+            return false;
+        }
+        QOpenGLContext context;
+        if (!context.create()) {
+            return false;
+        }
+        QOffscreenSurface surface;
+        surface.setFormat(context.format());
+        surface.create();
+        if (!context.makeCurrent(&surface)) {
+            return false;
+        }
+        context.doneCurrent();
+        return true;
+    }();
+    return available;
+}
+
+void PreviewView::setOpenGLAllowed(bool allowed) {
+    openGLAllowed = allowed;
+}
+
+void PreviewView::setFrame(const PreviewFrame& frame) {
+    if (frame.isNull()) {
         return;
     }
     ++framesReceived_;
-    copyIntoBuffer(image);
+    if (glView_) {
+        glView_->setFrame(frame);
+    } else if (!picture_.convert(frame)) {
+        return;
+    }
+    pictureSize_ = frame.size();
     updatePictureRect();
     update();
 }
 
 void PreviewView::clear() {
-    buffer_ = QImage();
+    if (glView_) {
+        glView_->clear();
+    }
+    picture_.clear();
+    pictureSize_ = QSize();
     updatePictureRect();
     update();
 }
 
-void PreviewView::copyIntoBuffer(const QImage& image) {
-    if (buffer_.size() != image.size()) {
-        buffer_ = QImage(image.size(), QImage::Format_RGB32);
-        ++buffersMade_;
-    }
-    if (image.format() == QImage::Format_RGB32 || image.format() == QImage::Format_ARGB32) {
-        const std::size_t lineBytes = static_cast<std::size_t>(image.width()) * 4;
-        for (int y = 0; y < image.height(); ++y) {
-            std::memcpy(buffer_.scanLine(y), image.constScanLine(y), lineBytes);
-        }
-        return;
-    }
-    QPainter painter(&buffer_);
-    painter.setCompositionMode(QPainter::CompositionMode_Source);
-    painter.drawImage(0, 0, image);
+int PreviewView::buffersMade() const {
+    return glView_ ? glView_->texturesMade() : picture_.imagesMade();
+}
+
+std::uint64_t PreviewView::framesFilled() const {
+    return glView_ ? glView_->uploads() : static_cast<std::uint64_t>(picture_.conversions());
+}
+
+std::uint64_t PreviewView::framesDrawn() const {
+    return glView_ ? glView_->framesDrawn() : framesDrawn_;
 }
 
 QRectF PreviewView::aspectFit(const QSize& picture, const QRectF& bounds) {
@@ -55,25 +101,35 @@ QRectF PreviewView::aspectFit(const QSize& picture, const QRectF& bounds) {
 }
 
 void PreviewView::updatePictureRect() {
-    const QRectF fitted = aspectFit(buffer_.size(), QRectF(rect()));
+    const QRectF fitted = aspectFit(pictureSize_, QRectF(rect()));
     if (fitted != pictureRect_) {
         pictureRect_ = fitted;
+        if (glView_) {
+            glView_->setPictureRect(pictureRect_);
+        }
         Q_EMIT pictureRectChanged(pictureRect_);
     }
 }
 
 void PreviewView::resizeEvent(QResizeEvent* event) {
     QWidget::resizeEvent(event);
+    if (glView_) {
+        glView_->setGeometry(rect());
+    }
     updatePictureRect();
 }
 
 void PreviewView::paintEvent(QPaintEvent*) {
+    if (glView_) {
+        return;  // the OpenGL surface covers the view
+    }
     QPainter painter(this);
     painter.fillRect(rect(), Qt::black);
-    if (buffer_.isNull()) {
+    const QImage& image = picture_.image();
+    if (image.isNull() || pictureSize_.isEmpty()) {
         return;
     }
     painter.setRenderHint(QPainter::SmoothPixmapTransform);
-    painter.drawImage(pictureRect_, buffer_);
+    painter.drawImage(pictureRect_, image);
     ++framesDrawn_;
 }

@@ -1,36 +1,56 @@
 #pragma once
 
-#include <QImage>
+#include "PreviewFrame.h"
+#include "PreviewPicture.h"
+
 #include <QRectF>
 #include <QWidget>
 #include <cstdint>
 
-// Shows the newest picture of one camera, aspect-fit inside the view on black,
-// with the moved pixels the motion detection marked red. The picture is
-// copied into a buffer of its own, so the camera's picture goes back to the
-// capture side's pool at once; the buffer is remade only when the picture's
-// size changes.
+class PreviewGLView;
+
+// Shows the newest frame of one camera, aspect-fit inside the view on black,
+// with the moved pixels the motion detection marked red. Draws with OpenGL
+// where the platform offers it (the frame's planes go to textures and a
+// shader converts them), else with QPainter (the frame is converted to RGB
+// into an image of its own). Either way the camera's frame is let go as soon
+// as it is converted or uploaded, and buffers are remade only when the
+// frame's size changes.
 class PreviewView : public QWidget {
     Q_OBJECT
 
 public:
     explicit PreviewView(QWidget* parent = nullptr);
 
-    // A new picture (main thread). Draws at the next paint.
-    void setImage(const QImage& image);
+    // A new frame (main thread). Draws at the next paint.
+    void setFrame(const PreviewFrame& frame);
     void clear();
 
-    // Where the picture is drawn, in view coordinates; empty before the first picture.
+    // Where the picture is drawn, in view coordinates; empty before the first frame.
     const QRectF& pictureRect() const { return pictureRect_; }
-    QSize pictureSize() const { return buffer_.size(); }
+    QSize pictureSize() const { return pictureSize_; }
 
-    // Counters for tests and benchmarks.
-    int buffersMade() const { return buffersMade_; }
+    // Which way this view draws, and its OpenGL surface (null on the QPainter path).
+    bool usesOpenGL() const { return glView_ != nullptr; }
+    PreviewGLView* glView() const { return glView_; }
+
+    // Counters for tests and benchmarks: buffers (the image, or the textures)
+    // made, frames converted or uploaded into them, received and drawn.
+    int buffersMade() const;
+    std::uint64_t framesFilled() const;
     std::uint64_t framesReceived() const { return framesReceived_; }
-    std::uint64_t framesDrawn() const { return framesDrawn_; }
+    std::uint64_t framesDrawn() const;
 
     // The largest rectangle of `picture`'s aspect inside `bounds`, centred.
     static QRectF aspectFit(const QSize& picture, const QRectF& bounds);
+
+    // Whether OpenGL can draw here: a window system (not the offscreen or
+    // minimal platform) on which an OpenGL context can be made current.
+    // NELVO_PREVIEW_OPENGL=0 in the environment turns it off. Checked once.
+    static bool openGLAvailable();
+    // Lets views made afterwards use OpenGL when available (the default), or
+    // not: for comparing the two ways in one process.
+    static void setOpenGLAllowed(bool allowed);
 
 Q_SIGNALS:
     void pictureRectChanged(const QRectF& rect);
@@ -40,12 +60,12 @@ protected:
     void resizeEvent(QResizeEvent* event) override;
 
 private:
-    void copyIntoBuffer(const QImage& image);
     void updatePictureRect();
 
-    QImage buffer_;
+    PreviewGLView* glView_ = nullptr;
+    PreviewPicture picture_;
+    QSize pictureSize_;
     QRectF pictureRect_;
-    int buffersMade_ = 0;
     std::uint64_t framesReceived_ = 0;
     std::uint64_t framesDrawn_ = 0;
 };

@@ -50,13 +50,13 @@ void PreviewViewController::setAspectRatio(const std::optional<QSize>& aspectRat
     }
 }
 
-void PreviewViewController::previewImage(int index, const QImage& image) {
+void PreviewViewController::previewImage(int index, const PreviewFrame& frame) {
     if (index < 0 || index >= cameraCount) {
         return;
     }
-    views_[index]->setImage(image);
-    if (index == 0 && (!aspectRatio_ || *aspectRatio_ != image.size())) {
-        setAspectRatio(image.size());
+    views_[index]->setFrame(frame);
+    if (index == 0 && (!aspectRatio_ || *aspectRatio_ != frame.size())) {
+        setAspectRatio(frame.size());
     }
 }
 

@@ -31,7 +31,7 @@ public:
     void setAspectRatio(const std::optional<QSize>& aspectRatio);
 
     // CaptureManagerPreviewDelegate.
-    void previewImage(int index, const QImage& image) override;
+    void previewImage(int index, const PreviewFrame& frame) override;
 
     const QStringList& cameraNames() const { return cameraNames_; }
     const std::optional<QSize>& aspectRatio() const { return aspectRatio_; }

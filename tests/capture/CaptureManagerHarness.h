@@ -292,9 +292,9 @@ public:
     void motionDetectionStoppedChanged(bool stopped) override {
         motionStoppedChanges.push_back(stopped);
     }
-    void previewImage(int index, const QImage& image) override {
+    void previewImage(int index, const PreviewFrame& frame) override {
         ++previews[index];
-        previewSize = image.size();
+        previewSize = frame.size();
     }
     void devicesListed(const std::vector<Device>& cameras,
                        const std::vector<Device>& microphones) override {

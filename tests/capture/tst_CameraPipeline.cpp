@@ -35,7 +35,7 @@ public:
         std::lock_guard guard(mutex);
         errors.push_back(error);
     }
-    void previewImage(CameraPipeline&, const QImage&) override { ++previews; }
+    void previewImage(CameraPipeline&, const PreviewFrame&) override { ++previews; }
 
     int measured() {
         std::lock_guard guard(mutex);

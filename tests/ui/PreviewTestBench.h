@@ -8,11 +8,16 @@
 #include "Defaults.h"
 #include "DemoCamera.h"
 #include "FixedDevices.h"
+#include "PreviewFrame.h"
 #include "SystemClock.h"
+#include "ZoneEditorView.h"
 
 #include <QColor>
 #include <QImage>
+#include <QRect>
 #include <QStringList>
+#include <QTest>
+#include <cmath>
 #include <mutex>
 #include <vector>
 
@@ -81,18 +86,78 @@ inline DemoCamera::Options smallDemo() {
     return options;
 }
 
+// A Y'CbCr colour as the preview shows it: BT.601, limited range, worked out
+// in floating point from the standard's coefficients.
+inline QColor bt601(int y, int u, int v) {
+    const double l = (y - 16) * 255.0 / 219;
+    const double cb = (u - 128) * 255.0 / 224;
+    const double cr = (v - 128) * 255.0 / 224;
+    const auto clamp = [](double value) {
+        return std::clamp(static_cast<int>(std::lround(value)), 0, 255);
+    };
+    return QColor(clamp(l + 1.402 * cr), clamp(l - 0.344136 * cb - 0.714136 * cr),
+                  clamp(l + 1.772 * cb));
+}
+
 // The demo scene's wall at a pixel, as the preview shows it: its luma with the
-// scene's chroma (U 118, V 136) in full-range BT.601.
+// scene's chroma (U 118, V 136).
 inline QColor demoWall(int x, int y, int width, int height) {
     int luma = 150 + 40 * x / width - 30 * y / height;
     if ((x / (width / 8) + y / (height / 6)) % 5 == 0) {
         luma += 35;
     }
-    const double u = 118 - 128.0;
-    const double v = 136 - 128.0;
-    const auto clamp = [](double value) { return std::clamp(static_cast<int>(value), 0, 255); };
-    return QColor(clamp(luma + 1.402 * v), clamp(luma - 0.344 * u - 0.714 * v),
-                  clamp(luma + 1.772 * u));
+    return bt601(luma, 118, 136);
+}
+
+// A frame of one colour for the preview (I420 unless told), with the pixels
+// of `moved` marked moved.
+inline PreviewFrame solidFrame(QSize size, int y, int u, int v, QRect moved = {},
+                               GstVideoFormat format = GST_VIDEO_FORMAT_I420) {
+    GstVideoInfo info;
+    gst_video_info_set_format(&info, format, size.width(), size.height());
+    GstBuffer* buffer = gst_buffer_new_allocate(nullptr, GST_VIDEO_INFO_SIZE(&info), nullptr);
+    GstVideoFrame frame;
+    gst_video_frame_map(&frame, &info, buffer, GST_MAP_WRITE);
+    const int values[] = {y, u, v};
+    for (int c = 0; c < 3; ++c) {
+        auto* data = static_cast<std::uint8_t*>(GST_VIDEO_FRAME_COMP_DATA(&frame, c));
+        const int stride = GST_VIDEO_FRAME_COMP_STRIDE(&frame, c);
+        const int step = GST_VIDEO_FRAME_COMP_PSTRIDE(&frame, c);
+        for (int row = 0; row < GST_VIDEO_FRAME_COMP_HEIGHT(&frame, c); ++row) {
+            for (int column = 0; column < GST_VIDEO_FRAME_COMP_WIDTH(&frame, c); ++column) {
+                data[row * stride + column * step] = static_cast<std::uint8_t>(values[c]);
+            }
+        }
+    }
+    gst_video_frame_unmap(&frame);
+    auto caps = GstHandle<GstCaps>::adopt(gst_video_info_to_caps(&info));
+    PreviewFrame preview;
+    preview.sample =
+        GstHandle<GstSample>::adopt(gst_sample_new(buffer, caps.get(), nullptr, nullptr));
+    gst_buffer_unref(buffer);
+    gst_video_info_from_caps(&preview.info, caps.get());
+    auto mask = std::make_shared<std::vector<std::uint8_t>>(
+        static_cast<std::size_t>(size.width()) * size.height(), 0);
+    for (int row = moved.top(); row <= moved.bottom(); ++row) {
+        for (int column = moved.left(); column <= moved.right(); ++column) {
+            (*mask)[static_cast<std::size_t>(row) * size.width() + column] = 1;
+        }
+    }
+    preview.mask = std::move(mask);
+    return preview;
+}
+
+// A press, a move and a release on an editor, in normalised picture points.
+inline void dragOn(ZoneEditorView* editor, QPointF from, QPointF to) {
+    const QRectF picture = editor->pictureRect();
+    const auto at = [&](QPointF p) {
+        return QPointF(picture.left() + p.x() * picture.width(),
+                       picture.top() + p.y() * picture.height())
+            .toPoint();
+    };
+    QTest::mousePress(editor, Qt::LeftButton, {}, at(from));
+    QTest::mouseMove(editor, at(to));
+    QTest::mouseRelease(editor, Qt::LeftButton, {}, at(to));
 }
 
 inline bool isRed(const QColor& c) {
