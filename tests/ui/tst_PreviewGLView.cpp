@@ -102,6 +102,29 @@ private Q_SLOTS:
         QVERIFY(close(image.pixelColor(100, 220), expected, 2));
     }
 
+    // Moving to another window replaces the OpenGL context: the view starts
+    // afresh in the new one and keeps drawing.
+    void drawsAgainAfterMovingToAnotherWindow() {
+        QWidget first;
+        first.resize(200, 100);
+        auto* view = new PreviewView(&first);
+        view->resize(200, 100);
+        first.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&first));
+        view->setFrame(solidFrame(QSize(200, 100), 112, 80, 60));
+        QTRY_VERIFY(view->framesDrawn() >= 1);
+        QWidget second;
+        second.resize(200, 100);
+        view->setParent(&second);
+        view->show();
+        second.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&second));
+        view->setFrame(solidFrame(QSize(200, 100), 150, 160, 100));
+        const auto before = view->framesDrawn();
+        QTRY_VERIFY(view->framesDrawn() > before);
+        QVERIFY(close(drawn(*view).pixelColor(100, 50), bt601(150, 160, 100), 2));
+    }
+
     void showsTheDemoCameraWithMotionInRed() {
         Defaults defaults(environment.settingsFilePath());
         SystemClock clock;
