@@ -72,6 +72,11 @@ struct MappedFrame {
 PreviewGLView::PreviewGLView(QWidget* parent) : QOpenGLWidget(parent) {}
 
 PreviewGLView::~PreviewGLView() {
+    // The base class destroys the context after this object is gone: its
+    // signal must not reach this object then.
+    if (QOpenGLContext* current = context()) {
+        disconnect(current, nullptr, this, nullptr);
+    }
     releaseContext();
 }
 
