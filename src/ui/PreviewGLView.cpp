@@ -72,6 +72,17 @@ struct MappedFrame {
 PreviewGLView::PreviewGLView(QWidget* parent) : QOpenGLWidget(parent) {}
 
 PreviewGLView::~PreviewGLView() {
+    // The base class destroys the context after this object is gone: its
+    // signal must not reach this object then.
+    if (QOpenGLContext* current = context()) {
+        disconnect(current, nullptr, this, nullptr);
+    }
+    releaseContext();
+}
+
+// The context goes when the widget moves to another window or is destroyed;
+// a new one starts from nothing in initializeGL.
+void PreviewGLView::releaseContext() {
     if (!isValid()) {
         return;
     }
@@ -79,6 +90,8 @@ PreviewGLView::~PreviewGLView() {
     releaseTextures();
     quad_.destroy();
     program_.reset();
+    layout_ = {};
+    hasPicture_ = false;
     doneCurrent();
 }
 
@@ -108,6 +121,8 @@ void PreviewGLView::setPictureRect(const QRectF& rect) {
 
 void PreviewGLView::initializeGL() {
     initializeOpenGLFunctions();
+    connect(context(), &QOpenGLContext::aboutToBeDestroyed, this, &PreviewGLView::releaseContext,
+            Qt::UniqueConnection);
     program_ = std::make_unique<QOpenGLShaderProgram>();
     if (!program_->addShaderFromSourceCode(QOpenGLShader::Vertex, vertexShader) ||
         !program_->addShaderFromSourceCode(QOpenGLShader::Fragment, fragmentShader) ||

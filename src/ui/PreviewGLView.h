@@ -52,6 +52,7 @@ private:
     void uploadPlane(unsigned texture, int format, int bytesPerTexel, int width, int height,
                      const void* data, int stride);
     void releaseTextures();
+    void releaseContext();
 
     enum Texture { luma, chromaU, chromaV, mask, textureCount };
     std::array<unsigned, textureCount> textures_{};

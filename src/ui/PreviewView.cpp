@@ -63,7 +63,9 @@ void PreviewView::setFrame(const PreviewFrame& frame) {
     }
     pictureSize_ = frame.size();
     updatePictureRect();
-    update();
+    if (!glView_) {
+        update();  // the OpenGL surface asks for its own paint
+    }
 }
 
 void PreviewView::clear() {
