@@ -125,40 +125,84 @@ public:
     std::atomic<long long> measured{0};
 };
 
-double nelvoPipelineCpuPerFrame(Defaults& defaults, int width, int height, int frames) {
+// The armed pipeline on a counted test camera, measured like the bare one.
+CaptureBench::SteadyCpu nelvoSteadyCpu(Defaults& defaults, int width, int height, long long from,
+                                       long long count, long long& lost) {
     TallySink sink;
     auto delegate = std::make_shared<CountingDelegate>();
-    CameraPipeline pipeline(
-        defaults, sink,
-        std::make_shared<LaunchSource>(QStringLiteral("bench"), QStringLiteral("Bench"),
-                                       CaptureBench::videoTestSource(width, height, frames)),
-        nullptr);
+    auto camera =
+        std::make_shared<CaptureBench::CountedTestCamera>(width, height, from + count + 60);
+    CameraPipeline pipeline(defaults, sink, camera, nullptr);
     pipeline.setDelegate(delegate);
     pipeline.configure();
-    const double start = processCpuSeconds();
     pipeline.startRunning();
-    // A live source's frames can be dropped on a busy machine: then the
-    // stream ends with fewer measured, and no frame comes for a while.
-    long long seen = 0;
-    double lastFrame = wallSeconds();
-    while (delegate->measured < frames && wallSeconds() - lastFrame < 3) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-        if (delegate->measured != seen) {
-            seen = delegate->measured;
-            lastFrame = wallSeconds();
-        }
-    }
+    const CaptureBench::SteadyCpu cpu = CaptureBench::cpuBetweenFrames(camera->frames, from, count);
     pipeline.stopRunning();
-    return (processCpuSeconds() - start) / frames;
+    lost = sink.lost;
+    return cpu;
 }
 
+double msPerFrame(const CaptureBench::SteadyCpu& cpu) {
+    return cpu.seconds * 1000 / std::max(1LL, cpu.frames);
+}
+
+void printThreads(const char* side, const char* name,
+                  const std::vector<CaptureBench::SteadyCpu>& runs) {
+    std::map<QString, double> seconds;
+    long long frames = 0;
+    for (const auto& run : runs) {
+        frames += run.frames;
+        for (const auto& [kind, cpu] : run.threadSeconds) {
+            seconds[kind] += cpu;
+        }
+    }
+    for (const auto& [kind, cpu] : seconds) {
+        if (cpu > 0) {
+            QString label = kind;
+            label.replace(QRegularExpression(QStringLiteral("[^A-Za-z]+")), QStringLiteral("_"));
+            std::printf("armed_cpu_%s_%s_thread_%s_ms_per_frame: %.2f ms\n", side, name,
+                        qPrintable(label), cpu * 1000 / std::max(1LL, frames));
+        }
+    }
+}
+
+// The armed pipeline against the bare one on the same live test camera, in
+// their steady state: CPU from the 30th frame for 300 frames (10 s), so that
+// start-up (x264's threads, its first keyframe, the encoder Nelvo makes at the
+// first frame) and teardown weigh on neither side. Three rounds, bare and
+// armed one after the other in each, and the median round's ratio: other work
+// on the machine moves single runs by several percent.
 void benchArmedCpu(Defaults& defaults, const char* name, int width, int height) {
-    const int frames = 150;
-    const double bare = CaptureBench::bareEncodeCpuSeconds(width, height, frames) / frames;
-    const double nelvo = nelvoPipelineCpuPerFrame(defaults, width, height, frames);
-    std::printf("armed_cpu_bare_%s_ms_per_frame: %.2f ms\n", name, bare * 1000);
-    std::printf("armed_cpu_nelvo_%s_ms_per_frame: %.2f ms\n", name, nelvo * 1000);
-    std::printf("armed_cpu_ratio_%s: %.3f x\n", name, nelvo / bare);
+    const long long from = 30;
+    const long long count = 300;
+    const int rounds = 3;
+    std::vector<CaptureBench::SteadyCpu> bare;
+    std::vector<CaptureBench::SteadyCpu> nelvo;
+    std::vector<double> bareMs;
+    std::vector<double> nelvoMs;
+    std::vector<double> ratios;
+    long long lost = 0;
+    for (int round = 0; round < rounds; ++round) {
+        CaptureBench::CountedTestCamera camera(width, height, from + count + 60);
+        bare.push_back(CaptureBench::bareEncodeSteadyCpu(camera, from, count));
+        long long roundLost = 0;
+        nelvo.push_back(nelvoSteadyCpu(defaults, width, height, from, count, roundLost));
+        lost += roundLost;
+        if (bare.back().frames == 0 || nelvo.back().frames == 0) {
+            std::printf("armed_cpu_%s: the camera stopped delivering frames\n", name);
+            return;
+        }
+        bareMs.push_back(msPerFrame(bare.back()));
+        nelvoMs.push_back(msPerFrame(nelvo.back()));
+        ratios.push_back(nelvoMs.back() / bareMs.back());
+        std::printf("armed_cpu_ratio_%s_round%d: %.3f x\n", name, round + 1, ratios.back());
+    }
+    std::printf("armed_cpu_bare_%s_ms_per_frame: %.2f ms\n", name, CaptureBench::median(bareMs));
+    std::printf("armed_cpu_nelvo_%s_ms_per_frame: %.2f ms\n", name, CaptureBench::median(nelvoMs));
+    std::printf("armed_cpu_nelvo_%s_frames_lost: %lld frames\n", name, lost);
+    printThreads("bare", name, bare);
+    printThreads("nelvo", name, nelvo);
+    std::printf("armed_cpu_ratio_%s: %.3f x\n", name, CaptureBench::median(ratios));
     std::fflush(stdout);
 }
 
@@ -288,11 +332,24 @@ int main(int argc, char** argv) {
     Defaults defaults(dir.filePath(QStringLiteral("Nelvo.conf")));
     defaults.set(SettingsKeys::motionTriggerThreshold, 50);
     defaults.set(SettingsKeys::motionTriggerEnabled, true);
-    benchMotion();
-    benchArmedCpu(defaults, "720p", 1280, 720);
-    benchArmedCpu(defaults, "1080p", 1920, 1080);
-    benchArmedRealClip(defaults);
-    benchFramesLost(defaults, "720p", 1280, 720);
-    benchFramesLost(defaults, "1080p", 1920, 1080);
+    // Arguments pick parts (motion, armed, real, lost); none runs them all.
+    const QStringList parts = app.arguments().mid(1);
+    const auto wanted = [&parts](const char* part) {
+        return parts.isEmpty() || parts.contains(QLatin1String(part));
+    };
+    if (wanted("motion")) {
+        benchMotion();
+    }
+    if (wanted("armed")) {
+        benchArmedCpu(defaults, "720p", 1280, 720);
+        benchArmedCpu(defaults, "1080p", 1920, 1080);
+    }
+    if (wanted("real")) {
+        benchArmedRealClip(defaults);
+    }
+    if (wanted("lost")) {
+        benchFramesLost(defaults, "720p", 1280, 720);
+        benchFramesLost(defaults, "1080p", 1920, 1080);
+    }
     return 0;
 }
