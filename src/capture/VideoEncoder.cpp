@@ -86,8 +86,11 @@ const QString& VideoEncoder::bestEncoderName() {
 
 // superfast: about 0.6 of veryfast's CPU time for a picture within the
 // study's margins; ultrafast, even with CABAC and the 8x8 transform put back,
-// falls outside them on a real camera's noisy footage.
-const X264Configuration VideoEncoder::chosenX264{"superfast", "superfast", ""};
+// falls outside them on a real camera's noisy footage. One thread: with zero
+// latency x264 otherwise cuts every picture into a slice per core and hands
+// them to its threads at every frame, which costs CPU and gains nothing at
+// 30 frames a second, where one thread keeps up at 1080p.
+const X264Configuration VideoEncoder::chosenX264{"superfast_1thread", "superfast", "threads=1"};
 
 namespace {
 std::atomic<const X264Configuration*> currentX264{&VideoEncoder::chosenX264};
