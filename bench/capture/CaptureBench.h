@@ -88,6 +88,14 @@ inline QString threadKind(const QString& name) {
     return kind;
 }
 
+// The load average over 1, 5 and 15 minutes: figures measured beside other
+// work are not comparable with a quiet machine's.
+inline QString loadAverage() {
+    QFile file(QStringLiteral("/proc/loadavg"));
+    return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()).section(' ', 0, 2)
+                                          : QStringLiteral("unknown");
+}
+
 inline double wallSeconds() {
     return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch())
         .count();

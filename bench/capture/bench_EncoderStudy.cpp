@@ -354,12 +354,6 @@ void applyRule(const Results& results) {
     }
 }
 
-QString loadAverage() {
-    QFile file(QStringLiteral("/proc/loadavg"));
-    return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()).section(' ', 0, 2)
-                                          : QStringLiteral("unknown");
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -369,7 +363,7 @@ int main(int argc, char** argv) {
     const int cropsAt = static_cast<int>(arguments.indexOf(QStringLiteral("--crops")));
     Crops crops;
     const bool withCrops = cropsAt > 0 && cropsAt + 1 < arguments.size();
-    std::printf("# load average at start: %s\n", qPrintable(loadAverage()));
+    std::printf("# load average at start: %s\n", qPrintable(CaptureBench::loadAverage()));
     const bool real = StudyClips::realClipAvailable();
     Results results;
     const struct {
@@ -390,6 +384,6 @@ int main(int argc, char** argv) {
     if (withCrops) {
         crops.save(arguments[cropsAt + 1]);
     }
-    std::printf("# load average at end: %s\n", qPrintable(loadAverage()));
+    std::printf("# load average at end: %s\n", qPrintable(CaptureBench::loadAverage()));
     return 0;
 }

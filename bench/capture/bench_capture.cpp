@@ -110,10 +110,16 @@ public:
         std::lock_guard guard(mutex);
         newest = std::move(frame);
     }
-    void recordLoss(CaptureLoss) override { ++lost; }
+    void recordLoss(CaptureLoss reason) override {
+        ++lost;
+        if (reason == CaptureLoss::encoderBehind) {
+            ++encoderBehind;
+        }
+    }
     void reset() override {}
     std::atomic<long long> video{0};
     std::atomic<long long> lost{0};
+    std::atomic<long long> encoderBehind{0};  // of `lost`
     std::mutex mutex;
     GstHandle<GstSample> newest;
 };
@@ -203,6 +209,9 @@ void benchArmedCpu(Defaults& defaults, const char* name, int width, int height) 
     printThreads("bare", name, bare);
     printThreads("nelvo", name, nelvo);
     std::printf("armed_cpu_ratio_%s: %.3f x\n", name, CaptureBench::median(ratios));
+    // The ratio holds only on a quiet machine (a load average under about 1.5).
+    std::printf("# load average after the %s rounds: %s\n", name,
+                qPrintable(CaptureBench::loadAverage()));
     std::fflush(stdout);
 }
 
@@ -221,6 +230,12 @@ void benchFramesLost(Defaults& defaults, const char* name, int width, int height
     std::printf("frames_measured_60s_%s: %lld frames\n", name, delegate->measured.load());
     std::printf("frames_encoded_60s_%s: %lld frames\n", name, sink.video.load());
     std::printf("frames_lost_60s_%s: %lld frames\n", name, sink.lost.load());
+    // Lost because the encoder had two frames in flight; the rest were
+    // dropped before the encoder (the capture queue was full).
+    std::printf("frames_lost_60s_%s_encoder_behind: %lld frames\n", name,
+                sink.encoderBehind.load());
+    std::printf("# load average after the minute at %s: %s\n", name,
+                qPrintable(CaptureBench::loadAverage()));
     std::fflush(stdout);
 }
 
@@ -320,6 +335,8 @@ void benchArmedRealClip(Defaults& defaults) {
                 bareCpu / frames * 30 * 60);
     std::printf("armed_cpu_ratio_real_720p: %.3f x\n",
                 (after.cpuSeconds / seconds) / (bareCpu / frames * 30));
+    std::printf("# load average after the real clip: %s\n",
+                qPrintable(CaptureBench::loadAverage()));
     std::fflush(stdout);
 }
 
@@ -332,6 +349,7 @@ int main(int argc, char** argv) {
     Defaults defaults(dir.filePath(QStringLiteral("Nelvo.conf")));
     defaults.set(SettingsKeys::motionTriggerThreshold, 50);
     defaults.set(SettingsKeys::motionTriggerEnabled, true);
+    std::printf("# load average at start: %s\n", qPrintable(CaptureBench::loadAverage()));
     // Arguments pick parts (motion, armed, real, lost); none runs them all.
     const QStringList parts = app.arguments().mid(1);
     const auto wanted = [&parts](const char* part) {
