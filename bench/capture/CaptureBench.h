@@ -25,6 +25,8 @@ namespace CaptureBench {
 // The x264 configuration Nelvo used before the encoder study: what the new
 // one is measured against.
 inline const X264Configuration veryfastX264{"veryfast", "veryfast", ""};
+// The one before the current: superfast with x264's slice threads.
+inline const X264Configuration slicedSuperfastX264{"superfast", "superfast", ""};
 
 inline double processCpuSeconds() {
     timespec now{};

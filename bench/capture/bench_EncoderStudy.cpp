@@ -29,8 +29,8 @@ using StudyClips::Clip;
 const X264Configuration configurations[] = {
     {"ultrafast", "ultrafast", ""},  // for reference: its stream is not High profile
     {"ultrafast_cabac_8x8", "ultrafast", "cabac=1:8x8dct=1"},
-    {"superfast", "superfast", ""},  // x264's threads: a slice per core
-    VideoEncoder::chosenX264,        // superfast in one thread, one slice
+    CaptureBench::slicedSuperfastX264,  // x264's threads: a slice per core
+    VideoEncoder::chosenX264,           // superfast in one thread, one slice
     CaptureBench::veryfastX264,
     {"faster", "faster", ""},
 };

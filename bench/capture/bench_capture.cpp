@@ -351,6 +351,7 @@ int main(int argc, char** argv) {
     defaults.set(SettingsKeys::motionTriggerEnabled, true);
     std::printf("# load average at start: %s\n", qPrintable(CaptureBench::loadAverage()));
     // Arguments pick parts (motion, armed, real, lost); none runs them all.
+    // lost-sliced, only when asked: frames lost with x264's slice threads.
     const QStringList parts = app.arguments().mid(1);
     const auto wanted = [&parts](const char* part) {
         return parts.isEmpty() || parts.contains(QLatin1String(part));
@@ -368,6 +369,12 @@ int main(int argc, char** argv) {
     if (wanted("lost")) {
         benchFramesLost(defaults, "720p", 1280, 720);
         benchFramesLost(defaults, "1080p", 1920, 1080);
+    }
+    if (parts.contains(QStringLiteral("lost-sliced"))) {
+        VideoEncoder::useX264Configuration(CaptureBench::slicedSuperfastX264);
+        benchFramesLost(defaults, "720p_sliced", 1280, 720);
+        benchFramesLost(defaults, "1080p_sliced", 1920, 1080);
+        VideoEncoder::useX264Configuration(VideoEncoder::chosenX264);
     }
     return 0;
 }
