@@ -199,7 +199,7 @@ bool VideoEncoder::build(GstCaps* frameCaps) {
         return false;
     }
     // No size limit and no signals: `encode` already keeps at most two frames
-    // in flight, and a limit below one frame would announce "enough data" at
+    // in flight, and a limit below one frame would emit enough-data at
     // every frame.
     g_object_set(source_.get(), "format", GST_FORMAT_TIME, "is-live", FALSE, "do-timestamp", FALSE,
                  "block", FALSE, "max-bytes", guint64(0), "emit-signals", FALSE, "caps", frameCaps,
