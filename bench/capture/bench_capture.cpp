@@ -136,10 +136,16 @@ public:
         std::lock_guard guard(mutex);
         newest = std::move(frame);
     }
-    void recordLoss(CaptureLoss) override { ++lost; }
+    void recordLoss(CaptureLoss reason) override {
+        ++lost;
+        if (reason == CaptureLoss::encoderBehind) {
+            ++encoderBehind;
+        }
+    }
     void reset() override {}
     std::atomic<long long> video{0};
     std::atomic<long long> lost{0};
+    std::atomic<long long> encoderBehind{0};  // of `lost`
     std::mutex mutex;
     GstHandle<GstSample> newest;
 };
@@ -151,40 +157,87 @@ public:
     std::atomic<long long> measured{0};
 };
 
-double nelvoPipelineCpuPerFrame(Defaults& defaults, int width, int height, int frames) {
+// The armed pipeline on a counted test camera, measured like the bare one.
+CaptureBench::SteadyCpu nelvoSteadyCpu(Defaults& defaults, int width, int height, long long from,
+                                       long long count, long long& lost) {
     TallySink sink;
     auto delegate = std::make_shared<CountingDelegate>();
-    CameraPipeline pipeline(
-        defaults, sink,
-        std::make_shared<LaunchSource>(QStringLiteral("bench"), QStringLiteral("Bench"),
-                                       CaptureBench::videoTestSource(width, height, frames)),
-        nullptr);
+    auto camera =
+        std::make_shared<CaptureBench::CountedTestCamera>(width, height, from + count + 60);
+    CameraPipeline pipeline(defaults, sink, camera, nullptr);
     pipeline.setDelegate(delegate);
     pipeline.configure();
-    const double start = processCpuSeconds();
     pipeline.startRunning();
-    // A live source's frames can be dropped on a busy machine: then the
-    // stream ends with fewer measured, and no frame comes for a while.
-    long long seen = 0;
-    double lastFrame = wallSeconds();
-    while (delegate->measured < frames && wallSeconds() - lastFrame < 3) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-        if (delegate->measured != seen) {
-            seen = delegate->measured;
-            lastFrame = wallSeconds();
-        }
-    }
+    const CaptureBench::SteadyCpu cpu = CaptureBench::cpuBetweenFrames(camera->frames, from, count);
     pipeline.stopRunning();
-    return (processCpuSeconds() - start) / frames;
+    lost = sink.lost;
+    return cpu;
 }
 
+double msPerFrame(const CaptureBench::SteadyCpu& cpu) {
+    return cpu.seconds * 1000 / std::max(1LL, cpu.frames);
+}
+
+void printThreads(const char* side, const char* name,
+                  const std::vector<CaptureBench::SteadyCpu>& runs) {
+    std::map<QString, double> seconds;
+    long long frames = 0;
+    for (const auto& run : runs) {
+        frames += run.frames;
+        for (const auto& [kind, cpu] : run.threadSeconds) {
+            seconds[kind] += cpu;
+        }
+    }
+    for (const auto& [kind, cpu] : seconds) {
+        if (cpu > 0) {
+            QString label = kind;
+            label.replace(QRegularExpression(QStringLiteral("[^A-Za-z]+")), QStringLiteral("_"));
+            std::printf("armed_cpu_%s_%s_thread_%s_ms_per_frame: %.2f ms\n", side, name,
+                        qPrintable(label), cpu * 1000 / std::max(1LL, frames));
+        }
+    }
+}
+
+// The armed pipeline against the bare one on the same live test camera, in
+// their steady state: CPU from the 30th frame for 300 frames (10 s), so that
+// start-up (x264's threads, its first keyframe, the encoder Nelvo makes at the
+// first frame) and teardown weigh on neither side. Three rounds, bare and
+// armed one after the other in each, and the median round's ratio: other work
+// on the machine moves single runs by several percent.
 void benchArmedCpu(Defaults& defaults, const char* name, int width, int height) {
-    const int frames = 150;
-    const double bare = CaptureBench::bareEncodeCpuSeconds(width, height, frames) / frames;
-    const double nelvo = nelvoPipelineCpuPerFrame(defaults, width, height, frames);
-    std::printf("armed_cpu_bare_%s_ms_per_frame: %.2f ms\n", name, bare * 1000);
-    std::printf("armed_cpu_nelvo_%s_ms_per_frame: %.2f ms\n", name, nelvo * 1000);
-    std::printf("armed_cpu_ratio_%s: %.3f x\n", name, nelvo / bare);
+    const long long from = 30;
+    const long long count = 300;
+    const int rounds = 3;
+    std::vector<CaptureBench::SteadyCpu> bare;
+    std::vector<CaptureBench::SteadyCpu> nelvo;
+    std::vector<double> bareMs;
+    std::vector<double> nelvoMs;
+    std::vector<double> ratios;
+    long long lost = 0;
+    for (int round = 0; round < rounds; ++round) {
+        CaptureBench::CountedTestCamera camera(width, height, from + count + 60);
+        bare.push_back(CaptureBench::bareEncodeSteadyCpu(camera, from, count));
+        long long roundLost = 0;
+        nelvo.push_back(nelvoSteadyCpu(defaults, width, height, from, count, roundLost));
+        lost += roundLost;
+        if (bare.back().frames == 0 || nelvo.back().frames == 0) {
+            std::printf("armed_cpu_%s: the camera stopped delivering frames\n", name);
+            return;
+        }
+        bareMs.push_back(msPerFrame(bare.back()));
+        nelvoMs.push_back(msPerFrame(nelvo.back()));
+        ratios.push_back(nelvoMs.back() / bareMs.back());
+        std::printf("armed_cpu_ratio_%s_round%d: %.3f x\n", name, round + 1, ratios.back());
+    }
+    std::printf("armed_cpu_bare_%s_ms_per_frame: %.2f ms\n", name, CaptureBench::median(bareMs));
+    std::printf("armed_cpu_nelvo_%s_ms_per_frame: %.2f ms\n", name, CaptureBench::median(nelvoMs));
+    std::printf("armed_cpu_nelvo_%s_frames_lost: %lld frames\n", name, lost);
+    printThreads("bare", name, bare);
+    printThreads("nelvo", name, nelvo);
+    std::printf("armed_cpu_ratio_%s: %.3f x\n", name, CaptureBench::median(ratios));
+    // The ratio holds only on a quiet machine (a load average under about 1.5).
+    std::printf("# load average after the %s rounds: %s\n", name,
+                qPrintable(CaptureBench::loadAverage()));
     std::fflush(stdout);
 }
 
@@ -198,11 +251,21 @@ void benchFramesLost(Defaults& defaults, const char* name, int width, int height
     pipeline.setDelegate(delegate);
     pipeline.configure();
     pipeline.startRunning();
-    std::this_thread::sleep_for(std::chrono::seconds(60));
+    // The first second holds the encoder's start (made at the first frame).
+    std::this_thread::sleep_for(std::chrono::seconds(1));
+    const long long lostAtStart = sink.lost;
+    std::this_thread::sleep_for(std::chrono::seconds(59));
     pipeline.stopRunning();
     std::printf("frames_measured_60s_%s: %lld frames\n", name, delegate->measured.load());
     std::printf("frames_encoded_60s_%s: %lld frames\n", name, sink.video.load());
     std::printf("frames_lost_60s_%s: %lld frames\n", name, sink.lost.load());
+    // Lost because the encoder had two frames in flight; the rest were
+    // dropped before the encoder (the capture queue was full).
+    std::printf("frames_lost_60s_%s_encoder_behind: %lld frames\n", name,
+                sink.encoderBehind.load());
+    std::printf("frames_lost_60s_%s_first_second: %lld frames\n", name, lostAtStart);
+    std::printf("# load average after the minute at %s: %s\n", name,
+                qPrintable(CaptureBench::loadAverage()));
     std::fflush(stdout);
 }
 
@@ -302,6 +365,8 @@ void benchArmedRealClip(Defaults& defaults) {
                 bareCpu / frames * 30 * 60);
     std::printf("armed_cpu_ratio_real_720p: %.3f x\n",
                 (after.cpuSeconds / seconds) / (bareCpu / frames * 30));
+    std::printf("# load average after the real clip: %s\n",
+                qPrintable(CaptureBench::loadAverage()));
     std::fflush(stdout);
 }
 
@@ -314,11 +379,32 @@ int main(int argc, char** argv) {
     Defaults defaults(dir.filePath(QStringLiteral("Nelvo.conf")));
     defaults.set(SettingsKeys::motionTriggerThreshold, 50);
     defaults.set(SettingsKeys::motionTriggerEnabled, true);
-    benchMotion();
-    benchArmedCpu(defaults, "720p", 1280, 720);
-    benchArmedCpu(defaults, "1080p", 1920, 1080);
-    benchArmedRealClip(defaults);
-    benchFramesLost(defaults, "720p", 1280, 720);
-    benchFramesLost(defaults, "1080p", 1920, 1080);
+    std::printf("# load average at start: %s\n", qPrintable(CaptureBench::loadAverage()));
+    // Arguments pick parts (motion, armed, real, lost); none runs them all.
+    // lost-sliced, only when asked: frames lost with x264's slice threads.
+    const QStringList parts = app.arguments().mid(1);
+    const auto wanted = [&parts](const char* part) {
+        return parts.isEmpty() || parts.contains(QLatin1String(part));
+    };
+    if (wanted("motion")) {
+        benchMotion();
+    }
+    if (wanted("armed")) {
+        benchArmedCpu(defaults, "720p", 1280, 720);
+        benchArmedCpu(defaults, "1080p", 1920, 1080);
+    }
+    if (wanted("real")) {
+        benchArmedRealClip(defaults);
+    }
+    if (wanted("lost")) {
+        benchFramesLost(defaults, "720p", 1280, 720);
+        benchFramesLost(defaults, "1080p", 1920, 1080);
+    }
+    if (parts.contains(QStringLiteral("lost-sliced"))) {
+        VideoEncoder::useX264Configuration(CaptureBench::slicedSuperfastX264);
+        benchFramesLost(defaults, "720p_sliced", 1280, 720);
+        benchFramesLost(defaults, "1080p_sliced", 1920, 1080);
+        VideoEncoder::useX264Configuration(VideoEncoder::chosenX264);
+    }
     return 0;
 }

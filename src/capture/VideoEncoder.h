@@ -3,6 +3,7 @@
 #include "CameraPipelineSink.h"
 #include "GstHandle.h"
 
+#include <gst/app/gstappsink.h>
 #include <gst/video/video.h>
 #include <QString>
 #include <atomic>
@@ -76,7 +77,7 @@ private:
     VideoEncoder(CameraPipelineSink& sink, const GstVideoInfo& frameInfo);
     bool build(GstCaps* frameCaps);
     static GstPadProbeReturn toCaptureTimes(GstPad* pad, GstPadProbeInfo* info, gpointer self);
-    static GstFlowReturn onEncoded(GstElement* appsink, gpointer self);
+    static GstFlowReturn onEncoded(GstAppSink* appsink, gpointer self);
     static GstBusSyncReply onBusMessage(GstBus* bus, GstMessage* message, gpointer self);
     void fail(const QString& why);
     bool isReadable(GstBuffer* frame);
