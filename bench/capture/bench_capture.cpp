@@ -7,6 +7,7 @@
 #include "ClipCamera.h"
 #include "Defaults.h"
 #include "DemoCamera.h"
+#include "MappedVideoFrame.h"
 #include "MotionDetectRenderer.h"
 #include "SettingsKeys.h"
 
@@ -60,20 +61,17 @@ double fullFrame720pMs() {
     renderer.prepare(gst_sample_get_caps(before.get()), 3);
     GstVideoInfo info;
     gst_video_info_from_caps(&info, gst_sample_get_caps(before.get()));
-    GstVideoFrame a;
-    GstVideoFrame b;
-    gst_video_frame_map(&a, &info, gst_sample_get_buffer(before.get()), GST_MAP_READ);
-    gst_video_frame_map(&b, &info, gst_sample_get_buffer(after.get()), GST_MAP_READ);
+    const MappedVideoFrame mappedBefore(info, before.get());
+    const MappedVideoFrame mappedAfter(info, after.get());
+    const GstVideoFrame& a = mappedBefore.frame;
+    const GstVideoFrame& b = mappedAfter.frame;
     std::vector<guint8> mask(1280 * 720);
     const int runs = 100;
     const double start = wallSeconds();
     for (int i = 0; i < runs; ++i) {
         renderer.renderFullFrameMask(a, b, mask.data());
     }
-    const double ms = (wallSeconds() - start) * 1000 / runs;
-    gst_video_frame_unmap(&a);
-    gst_video_frame_unmap(&b);
-    return ms;
+    return (wallSeconds() - start) * 1000 / runs;
 }
 
 void benchMotion() {
@@ -83,10 +81,10 @@ void benchMotion() {
     renderer.prepare(gst_sample_get_caps(before.get()), 3);
     GstVideoInfo info;
     gst_video_info_from_caps(&info, gst_sample_get_caps(before.get()));
-    GstVideoFrame a;
-    GstVideoFrame b;
-    gst_video_frame_map(&a, &info, gst_sample_get_buffer(before.get()), GST_MAP_READ);
-    gst_video_frame_map(&b, &info, gst_sample_get_buffer(after.get()), GST_MAP_READ);
+    const MappedVideoFrame mappedBefore(info, before.get());
+    const MappedVideoFrame mappedAfter(info, after.get());
+    const GstVideoFrame& a = mappedBefore.frame;
+    const GstVideoFrame& b = mappedAfter.frame;
     MotionImage image;
     image.resize(1920, 1080, MotionDetectRenderer::skipPixels);
 
@@ -116,8 +114,6 @@ void benchMotion() {
         }
     }
     const double fullMs = (wallSeconds() - start) * 1000 / fullRuns;
-    gst_video_frame_unmap(&a);
-    gst_video_frame_unmap(&b);
     std::printf("motion_measure_1080p_ms: %.3f ms\n", sparseMs);
     std::printf("motion_fullframe_1080p_ms: %.2f ms\n", fullMs);
     std::printf("motion_speedup: %.1f x\n", fullMs / sparseMs);

@@ -1,6 +1,7 @@
 #include "MotionDetectRenderer.h"
 
 #include "Log.h"
+#include "MappedVideoFrame.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -280,24 +281,6 @@ bool hasLumaPlane(const GstVideoInfo& info) {
            GST_VIDEO_FORMAT_INFO_PLANE(format, 0) == 0 && !GST_VIDEO_FORMAT_INFO_IS_TILED(format);
 }
 
-// Keeps the frames mapped for as long as the renderer reads them.
-struct MappedFrame {
-    GstVideoFrame frame{};
-    bool mapped = false;
-    MappedFrame(const GstVideoInfo& info, GstSample* sample) {
-        GstBuffer* buffer = sample ? gst_sample_get_buffer(sample) : nullptr;
-        mapped = buffer && gst_video_frame_map(&frame, const_cast<GstVideoInfo*>(&info), buffer,
-                                               GST_MAP_READ);
-    }
-    ~MappedFrame() {
-        if (mapped) {
-            gst_video_frame_unmap(&frame);
-        }
-    }
-    MappedFrame(const MappedFrame&) = delete;
-    MappedFrame& operator=(const MappedFrame&) = delete;
-};
-
 }  // namespace
 
 bool MotionDetectRenderer::prepare(GstCaps* inputCaps, int retainedBufferCountHint) {
@@ -407,8 +390,8 @@ MotionDetectRenderer::Images MotionDetectRenderer::render(GstSample* previous, G
                   poolDescription() + u')');
         return {};
     }
-    const MappedFrame before(*input_, previous);
-    const MappedFrame now(*input_, current);
+    const MappedVideoFrame before(*input_, previous);
+    const MappedVideoFrame now(*input_, current);
     if (!before.mapped || !now.mapped) {
         return {};
     }

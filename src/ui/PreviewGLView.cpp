@@ -1,6 +1,7 @@
 #include "PreviewGLView.h"
 
 #include "Log.h"
+#include "MappedVideoFrame.h"
 
 #include <QOpenGLContext>
 
@@ -49,23 +50,6 @@ void main() {
 // The picture fills the viewport: x, y, then the texture's s, t (t = 0 is the
 // frame's first row).
 constexpr std::array<float, 16> quadVertices{-1, -1, 0, 1, 1, -1, 1, 1, -1, 1, 0, 0, 1, 1, 1, 0};
-
-struct MappedFrame {
-    GstVideoFrame frame{};
-    bool mapped = false;
-    explicit MappedFrame(const PreviewFrame& preview) {
-        GstBuffer* buffer = gst_sample_get_buffer(preview.sample.get());
-        mapped = buffer && gst_video_frame_map(&frame, const_cast<GstVideoInfo*>(&preview.info),
-                                               buffer, GST_MAP_READ);
-    }
-    ~MappedFrame() {
-        if (mapped) {
-            gst_video_frame_unmap(&frame);
-        }
-    }
-    MappedFrame(const MappedFrame&) = delete;
-    MappedFrame& operator=(const MappedFrame&) = delete;
-};
 
 }  // namespace
 
@@ -219,7 +203,7 @@ void PreviewGLView::upload(const PreviewFrame& frame) {
     if (!program_ || frame.isNull()) {
         return;
     }
-    const MappedFrame mapped(frame);
+    const MappedVideoFrame mapped(frame.info, frame.sample.get());
     if (!mapped.mapped) {
         return;
     }

@@ -1,26 +1,10 @@
 #include "PreviewPicture.h"
 
+#include "MappedVideoFrame.h"
+
 #include <algorithm>
 
 namespace {
-
-// Keeps a frame mapped while it is read.
-struct MappedFrame {
-    GstVideoFrame frame{};
-    bool mapped = false;
-    explicit MappedFrame(const PreviewFrame& preview) {
-        GstBuffer* buffer = gst_sample_get_buffer(preview.sample.get());
-        mapped = buffer && gst_video_frame_map(&frame, const_cast<GstVideoInfo*>(&preview.info),
-                                               buffer, GST_MAP_READ);
-    }
-    ~MappedFrame() {
-        if (mapped) {
-            gst_video_frame_unmap(&frame);
-        }
-    }
-    MappedFrame(const MappedFrame&) = delete;
-    MappedFrame& operator=(const MappedFrame&) = delete;
-};
 
 int clamped(int value) {
     return std::clamp(value, 0, 255);
@@ -46,7 +30,7 @@ bool PreviewPicture::convert(const PreviewFrame& frame) {
     if (frame.isNull()) {
         return false;
     }
-    const MappedFrame mapped(frame);
+    const MappedVideoFrame mapped(frame.info, frame.sample.get());
     if (!mapped.mapped) {
         return false;
     }
