@@ -3,6 +3,7 @@
 // the GUI thread's longest stall and the CPU cost of the open popover
 // against the same minute with it closed.
 #include "AppDelegate.h"
+#include "BenchProbes.h"
 #include "GstHandle.h"
 #include "PopoverWindow.h"
 #include "PrivateBus.h"
@@ -14,30 +15,14 @@
 #include <QElapsedTimer>
 #include <QProcess>
 #include <QThread>
-#include <QTimer>
 #include <algorithm>
 #include <csignal>
 #include <cstdio>
-#include <ctime>
 #include <vector>
 
 namespace {
 
 const QString watcherService = QStringLiteral("org.kde.StatusNotifierWatcher");
-
-double processCpuSeconds() {
-    timespec now{};
-    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
-    return now.tv_sec + now.tv_nsec / 1e9;
-}
-
-void waitFor(int ms) {
-    QElapsedTimer waited;
-    waited.start();
-    while (waited.elapsed() < ms) {
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
-    }
-}
 
 bool itemRegistered(const PrivateBus& bus) {
     const QDBusMessage reply =
@@ -75,32 +60,6 @@ double registrationMs(const QString& display) {
     return ms;
 }
 
-struct Minute {
-    double cpuSeconds = 0;
-    double longestStallMs = 0;
-};
-
-// A timer asks for the GUI thread every 2 ms; a late tick is a stall.
-Minute measure(int seconds) {
-    Minute minute;
-    QElapsedTimer clock;
-    clock.start();
-    qint64 last = clock.nsecsElapsed();
-    QTimer probe;
-    probe.setTimerType(Qt::PreciseTimer);
-    QObject::connect(&probe, &QTimer::timeout, [&] {
-        const qint64 now = clock.nsecsElapsed();
-        minute.longestStallMs = std::max(minute.longestStallMs, (now - last) / 1e6 - 2.0);
-        last = now;
-    });
-    const double cpu = processCpuSeconds();
-    probe.start(2);
-    waitFor(seconds * 1000);
-    probe.stop();
-    minute.cpuSeconds = processCpuSeconds() - cpu;
-    return minute;
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -131,15 +90,15 @@ int main(int argc, char** argv) {
     options.withWindows = true;
     AppDelegate delegate(options);
     delegate.launch();
-    waitFor(3000);
+    BenchProbes::waitFor(3000);
     delegate.recordingManager().armFromPopover();
-    waitFor(8000);
+    BenchProbes::waitFor(8000);
 
     const int seconds = 60;
     delegate.activate();
-    const Minute open = measure(seconds);
+    const BenchProbes::Stretch open = BenchProbes::measureGuiThread(seconds);
     delegate.popoverWindow()->close();
-    const Minute closed = measure(seconds);
+    const BenchProbes::Stretch closed = BenchProbes::measureGuiThread(seconds);
     std::printf("gui_longest_stall_popover_open: %.1f ms (target < 16)\n", open.longestStallMs);
     std::printf("gui_longest_stall_popover_closed: %.1f ms (baseline)\n", closed.longestStallMs);
     std::printf("cpu_popover_open: %.2f CPU-s/min\n", open.cpuSeconds * 60 / seconds);
@@ -148,6 +107,6 @@ int main(int argc, char** argv) {
     std::printf("cpu_ratio_popover_open: %.3f x (target < 1.05)\n",
                 open.cpuSeconds / closed.cpuSeconds);
     delegate.terminate();
-    waitFor(3000);
+    BenchProbes::waitFor(3000);
     return 0;
 }

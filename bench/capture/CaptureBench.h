@@ -2,6 +2,7 @@
 
 // What the capture benchmarks share: clocks, the videotestsrc camera and the
 // bare capture-and-encode pipeline Nelvo's costs are compared with.
+#include "BenchProbes.h"
 #include "CaptureSource.h"
 #include "GstHandle.h"
 #include "VideoEncoder.h"
@@ -28,11 +29,7 @@ inline const X264Configuration veryfastX264{"veryfast", "veryfast", ""};
 // The one before the current: superfast with x264's slice threads.
 inline const X264Configuration slicedSuperfastX264{"superfast", "superfast", ""};
 
-inline double processCpuSeconds() {
-    timespec now{};
-    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
-    return now.tv_sec + now.tv_nsec / 1e9;
-}
+using BenchProbes::processCpuSeconds;
 
 inline double callingThreadCpuSeconds() {
     timespec now{};

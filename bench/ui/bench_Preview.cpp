@@ -4,11 +4,13 @@
 // (each open stretch against the closed ones of the same run), the pictures
 // drawn per second and the GUI thread's longest stall.
 
+#include "BenchProbes.h"
 #include "CaptureManager.h"
 #include "Defaults.h"
 #include "DemoCamera.h"
 #include "FixedDevices.h"
 #include "GstHandle.h"
+#include "PreviewTestBench.h"
 #include "PreviewView.h"
 #include "PreviewViewController.h"
 #include "PreviewWindowController.h"
@@ -17,66 +19,20 @@
 #include "VirtualDisplay.h"
 
 #include <QApplication>
-#include <QElapsedTimer>
-#include <QTimer>
 #include <algorithm>
 #include <cstdio>
-#include <ctime>
 
 namespace {
 
-double processCpuSeconds() {
-    timespec now{};
-    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
-    return now.tv_sec + now.tv_nsec / 1e9;
-}
-
-void waitFor(int ms) {
-    QElapsedTimer waited;
-    waited.start();
-    while (waited.elapsed() < ms) {
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
-    }
-}
-
-// Armed throughout; motion never starts a recording here (the scene is still).
-class ArmedController : public CaptureManagerRecordingController {
-public:
-    std::optional<int> armedStateRaw() const override { return armed; }
-    void startRecordings(const std::vector<RecordingTarget>&) override {}
-    void stopRecording() override {}
-    void setCameraAvailable(bool) override {}
-    void setMicrophoneAvailable(bool) override {}
-    bool motionDetectionStopped() const override { return false; }
-    void setMotionDetectionStopped(bool) override {}
-    void reportGap(const QDateTime&, const QDateTime&) override {}
-    void devicesChanged() override {}
-};
-
+// The GUI thread's stalls and the process's CPU share over a stretch.
 struct Stretch {
     double cpuPercent = 0;
     double longestStallMs = 0;
 };
 
-// A timer asks for the GUI thread every 2 ms; a late tick is a stall.
 Stretch measure(int seconds) {
-    Stretch stretch;
-    QElapsedTimer clock;
-    clock.start();
-    qint64 last = clock.nsecsElapsed();
-    QTimer probe;
-    probe.setTimerType(Qt::PreciseTimer);
-    QObject::connect(&probe, &QTimer::timeout, [&] {
-        const qint64 now = clock.nsecsElapsed();
-        stretch.longestStallMs = std::max(stretch.longestStallMs, (now - last) / 1e6 - 2.0);
-        last = now;
-    });
-    const double cpu = processCpuSeconds();
-    probe.start(2);
-    waitFor(seconds * 1000);
-    probe.stop();
-    stretch.cpuPercent = (processCpuSeconds() - cpu) / seconds * 100;
-    return stretch;
+    const BenchProbes::Stretch measured = BenchProbes::measureGuiThread(seconds);
+    return {measured.cpuSeconds / seconds * 100, measured.longestStallMs};
 }
 
 struct OpenStretch {
@@ -89,7 +45,7 @@ struct OpenStretch {
 OpenStretch measureOpen(PreviewWindowController& preview, int seconds) {
     preview.show();
     preview.window()->resize(960, 540);
-    waitFor(2000);
+    BenchProbes::waitFor(2000);
     PreviewView* view = preview.viewController()->previewView();
     const auto drawn = view->framesDrawn();
     const auto received = view->framesReceived();
@@ -99,7 +55,7 @@ OpenStretch measureOpen(PreviewWindowController& preview, int seconds) {
     open.receivedPerSecond = static_cast<double>(view->framesReceived() - received) / seconds;
     open.openGL = view->usesOpenGL();
     preview.close();
-    waitFor(1000);
+    BenchProbes::waitFor(1000);
     return open;
 }
 
@@ -134,7 +90,9 @@ int main(int argc, char** argv) {
     const int seconds = 10;
     Defaults defaults(environment.settingsFilePath());
     SystemClock clock;
-    ArmedController controller;
+    // Armed throughout; motion never starts a recording here (the scene is still).
+    PreviewTestBench::Controller controller;
+    controller.state = CaptureManagerRecordingController::armed;
     DemoCamera::Options options;
     options.crossings = false;
     CaptureManager manager(
@@ -149,7 +107,7 @@ int main(int argc, char** argv) {
     PreviewView::setOpenGLAllowed(false);
     PreviewWindowController painter(manager, defaults);
     PreviewView::setOpenGLAllowed(true);
-    waitFor(3000);  // the pipeline settles
+    BenchProbes::waitFor(3000);  // the pipeline settles
 
     const Stretch closed = measure(seconds);
     const OpenStretch openGpu = measureOpen(gpu, seconds);
