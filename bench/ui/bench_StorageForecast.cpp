@@ -2,11 +2,11 @@
 // the time to list the folder, which the window does anyway, and the time the
 // forecast adds on top, with their ratio.
 #include "FileOutputManager.h"
+#include "MinuteRecordings.h"
 #include "StorageForecast.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
-#include <QFile>
 #include <QTemporaryDir>
 #include <algorithm>
 #include <cstdio>
@@ -16,21 +16,6 @@ namespace {
 
 constexpr int count = 10000;
 constexpr int rounds = 5;
-
-bool makeFolder(const QTemporaryDir& dir, const QDateTime& start) {
-    for (int i = 0; i < count; ++i) {
-        const QDateTime started = start.addSecs(qint64(i) * 60);
-        QFile file(dir.path() + u'/' +
-                   FileOutputManager::recordingName(started, QStringLiteral("Desk"),
-                                                    QStringLiteral("Mic")) +
-                   QStringLiteral(".mov"));
-        // Sparse: the size counts, the disk is not filled.
-        if (!file.open(QIODevice::WriteOnly) || !file.resize(10 * 1024 * 1024)) {
-            return false;
-        }
-    }
-    return true;
-}
 
 double median(std::vector<double> values) {
     std::sort(values.begin(), values.end());
@@ -43,7 +28,7 @@ int main(int argc, char** argv) {
     QCoreApplication app(argc, argv);
     QTemporaryDir dir;
     const QDateTime start = QDateTime::currentDateTime().addDays(-7).addSecs(600);
-    if (!dir.isValid() || !makeFolder(dir, start)) {
+    if (!dir.isValid() || !writeMinuteRecordings(dir.path(), start, count, 10 * 1024 * 1024)) {
         std::printf("MISSING storage forecast: could not make the folder\n");
         return 1;
     }

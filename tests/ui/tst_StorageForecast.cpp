@@ -1,8 +1,8 @@
 #include "FileOutputManager.h"
+#include "MinuteRecordings.h"
 #include "StorageForecast.h"
 #include "TestEnvironment.h"
 
-#include <QFile>
 #include <QLocale>
 #include <QTemporaryDir>
 #include <QTest>
@@ -107,15 +107,7 @@ private Q_SLOTS:
         QTemporaryDir dir;
         const QDateTime start = QDateTime::currentDateTime().addDays(-7).addSecs(600);
         constexpr int count = 10000;
-        for (int i = 0; i < count; ++i) {
-            const QDateTime started = start.addSecs(qint64(i) * 60);
-            QFile file(dir.path() + u'/' +
-                       FileOutputManager::recordingName(started, QStringLiteral("Desk"),
-                                                        QStringLiteral("Mic")) +
-                       QStringLiteral(".mov"));
-            QVERIFY(file.open(QIODevice::WriteOnly));
-            QVERIFY(file.resize(10 * 1024 * 1024));
-        }
+        QVERIFY(writeMinuteRecordings(dir.path(), start, count, 10 * 1024 * 1024));
         const QDateTime at = start.addSecs(qint64(count) * 60);
         const QList<Recording> recordings = FileOutputManager(dir.path()).recordings();
         const QString text = StorageForecast::text(recordings, at, 100);
