@@ -18,6 +18,7 @@
 #include <QStringList>
 #include <QTest>
 #include <cmath>
+#include <functional>
 #include <mutex>
 #include <vector>
 
@@ -168,6 +169,43 @@ inline bool close(const QColor& a, const QColor& b, int tolerance) {
     return std::abs(a.red() - b.red()) <= tolerance &&
            std::abs(a.green() - b.green()) <= tolerance &&
            std::abs(a.blue() - b.blue()) <= tolerance;
+}
+
+// The small demo scene (320x180) as a preview shows it, one pixel to one:
+// the wall at its scene colour where no shape and no object lies, and, while
+// the object crosses the middle half of the rows, red moved pixels there (and
+// within the blur's reach) and nowhere else. `grab` gives the picture drawn.
+// The caller checks QTest::currentTestFailed() afterwards.
+inline void verifyTheDemoSceneIsDrawn(const std::function<QImage()>& grab) {
+    const QImage still = grab();
+    for (const QPoint p : {QPoint(60, 20), QPoint(300, 160), QPoint(100, 170)}) {
+        const QColor expected = demoWall(p.x(), p.y(), 320, 180);
+        QVERIFY2(close(still.pixelColor(p), expected, 10),
+                 qPrintable(still.pixelColor(p).name() + " vs " + expected.name()));
+    }
+    QImage crossing;
+    QTRY_VERIFY_WITH_TIMEOUT(
+        [&] {
+            crossing = grab();
+            int red = 0;
+            for (int y = 0; y < 180; y += 2) {
+                for (int x = 0; x < 320; x += 2) {
+                    red += isRed(crossing.pixelColor(x, y));
+                }
+            }
+            return red > 50;
+        }(),
+        patience);
+    const int margin = 6;  // the blur's reach
+    for (int y = 0; y < 180; ++y) {
+        const bool band = y >= 45 - margin && y < 135 + margin;
+        for (int x = 0; x < 320; ++x) {
+            if (!band) {
+                QVERIFY2(!isRed(crossing.pixelColor(x, y)),
+                         qPrintable(QStringLiteral("red at %1,%2").arg(x).arg(y)));
+            }
+        }
+    }
 }
 
 }  // namespace PreviewTestBench

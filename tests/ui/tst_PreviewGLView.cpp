@@ -162,39 +162,10 @@ private Q_SLOTS:
         preview.resize(320, 180);
         QTRY_COMPARE(view.pictureRect(), QRectF(0, 0, 320, 180));
 
-        // The wall where no shape and no object lies, at its scene colour.
         QTest::qWait(100);
-        const QImage still = drawn(view);
-        for (const QPoint p : {QPoint(60, 20), QPoint(300, 160), QPoint(100, 170)}) {
-            const QColor expected = demoWall(p.x(), p.y(), 320, 180);
-            QVERIFY2(close(still.pixelColor(p), expected, 10),
-                     qPrintable(still.pixelColor(p).name() + " vs " + expected.name()));
-        }
-
-        // While the object crosses, moved pixels are red in the middle half of
-        // the rows (and the blur's reach) and nowhere else.
-        QImage crossing;
-        QTRY_VERIFY_WITH_TIMEOUT(
-            [&] {
-                crossing = drawn(view);
-                int red = 0;
-                for (int y = 0; y < 180; y += 2) {
-                    for (int x = 0; x < 320; x += 2) {
-                        red += isRed(crossing.pixelColor(x, y));
-                    }
-                }
-                return red > 50;
-            }(),
-            patience);
-        const int margin = 6;
-        for (int y = 0; y < 180; ++y) {
-            const bool band = y >= 45 - margin && y < 135 + margin;
-            for (int x = 0; x < 320; ++x) {
-                if (!band) {
-                    QVERIFY2(!isRed(crossing.pixelColor(x, y)),
-                             qPrintable(QStringLiteral("red at %1,%2").arg(x).arg(y)));
-                }
-            }
+        verifyTheDemoSceneIsDrawn([&] { return drawn(view); });
+        if (QTest::currentTestFailed()) {
+            return;
         }
         manager.setPreviewOpen(false);
         manager.setPreviewDelegate(nullptr);

@@ -159,38 +159,10 @@ private Q_SLOTS:
         QTRY_VERIFY_WITH_TIMEOUT(view.framesReceived() > 5, patience);
         QCOMPARE(view.pictureRect(), QRectF(0, 0, 320, 180));
 
-        // The wall where no shape and no object lies, at its scene colour.
-        const QImage still = view.grab().toImage();
-        for (const QPoint p : {QPoint(60, 20), QPoint(300, 160), QPoint(100, 170)}) {
-            const QColor expected = demoWall(p.x(), p.y(), 320, 180);
-            QVERIFY2(close(still.pixelColor(p), expected, 10),
-                     qPrintable(still.pixelColor(p).name() + " vs " + expected.name()));
-        }
-
-        // The object crosses from 5 s to 8 s of stream time, in the middle
-        // half of the rows: moved pixels are red there and nowhere else.
-        QImage crossing;
-        QTRY_VERIFY_WITH_TIMEOUT(
-            [&] {
-                crossing = view.grab().toImage();
-                int red = 0;
-                for (int y = 0; y < 180; y += 2) {
-                    for (int x = 0; x < 320; x += 2) {
-                        red += isRed(crossing.pixelColor(x, y));
-                    }
-                }
-                return red > 50;
-            }(),
-            patience);
-        const int margin = 6;  // the blur's reach
-        for (int y = 0; y < 180; ++y) {
-            const bool band = y >= 45 - margin && y < 135 + margin;
-            for (int x = 0; x < 320; ++x) {
-                if (!band) {
-                    QVERIFY2(!isRed(crossing.pixelColor(x, y)),
-                             qPrintable(QStringLiteral("red at %1,%2").arg(x).arg(y)));
-                }
-            }
+        // The object crosses from 5 s to 8 s of stream time.
+        verifyTheDemoSceneIsDrawn([&] { return view.grab().toImage(); });
+        if (QTest::currentTestFailed()) {
+            return;
         }
         manager.setPreviewOpen(false);
         manager.setPreviewDelegate(nullptr);
