@@ -305,6 +305,7 @@ void CameraPipeline::stopRunning() {
     invalidateCompressionNow();
     lastSampleBuffer_.reset();
     currentSampleBuffer_.reset();
+    motionDetectRenderer_.forgetFrames();
     rendererCaps_.reset();
     audioCaps_.reset();
     audioLevel_ = noLevel;

@@ -2,6 +2,7 @@
 
 #include "Log.h"
 #include "MappedVideoFrame.h"
+#include "MotionBlur.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -12,138 +13,12 @@
 
 namespace {
 
-constexpr int radius = MotionDetectRenderer::blurRadius;
-constexpr int taps = 2 * radius + 1;
+using MotionBlur::radius;
+using MotionBlur::taps;
+using MotionBlur::weights;
+constexpr int scaledThreshold = MotionDetectRenderer::movedThreshold << MotionBlur::weightShift;
 
-// Gaussian weights for sigma 1.5, scaled to sum to 1024 in one dimension, so
-// the 2-D weights sum to 2^20 and a blurred value needs no division.
-constexpr std::array<int, taps> weights{8, 37, 112, 219, 272, 219, 112, 37, 8};
-constexpr int weightShift = 20;
-constexpr int scaledThreshold = MotionDetectRenderer::movedThreshold << weightShift;
-
-static_assert([] {
-    int sum = 0;
-    for (int w : weights) {
-        sum += w;
-    }
-    return sum == 1024;
-}());
-
-// The 9 rows around a grid row; a grid point's window starts `left` bytes
-// into each (4 columns left of the point) and has `windowBytes` readable bytes.
-constexpr int windowBytes = 16;
 using Window = std::array<const std::uint8_t*, taps>;
-
-// Blurred luma difference (current - previous) at one grid point, scaled by
-// 2^20: the difference is blurred down each of the 9 columns first, then the
-// 9 column sums are blurred across. Exact integer arithmetic: |difference| is
-// at most 255, so every partial sum fits in 32 bits.
-int blurredDifferencePortable(const Window& previous, const Window& current, int left) {
-    std::array<int, taps> columns{};
-    for (int i = 0; i < taps; ++i) {
-        for (int j = 0; j < taps; ++j) {
-            columns[j] += weights[i] * (current[i][left + j] - previous[i][left + j]);
-        }
-    }
-    int sum = 0;
-    for (int j = 0; j < taps; ++j) {
-        sum += weights[j] * columns[j];
-    }
-    return sum;
-}
-
-#if defined(__SSE2__)
-// The same with SSE2 (every x86-64 has it): one 16-byte load per row and
-// frame, differences as 16-bit lanes, and two rows at a time weighted and
-// added by one multiply-add per 4 columns.
-int blurredDifferenceSse2(const Window& previous, const Window& current, int left) {
-    const __m128i zero = _mm_setzero_si128();
-    const auto difference = [zero](const std::uint8_t* now, const std::uint8_t* before,
-                                   __m128i& low, __m128i& high) {
-        const __m128i c = _mm_loadu_si128(reinterpret_cast<const __m128i*>(now));
-        const __m128i p = _mm_loadu_si128(reinterpret_cast<const __m128i*>(before));
-        low = _mm_sub_epi16(_mm_unpacklo_epi8(c, zero), _mm_unpacklo_epi8(p, zero));
-        high = _mm_sub_epi16(_mm_unpackhi_epi8(c, zero), _mm_unpackhi_epi8(p, zero));
-    };
-    // Column sums of columns 0-3, 4-7 and 8 (lanes 9-11 unused).
-    __m128i columns0to3 = zero;
-    __m128i columns4to7 = zero;
-    __m128i column8 = zero;
-    for (int i = 0; i < taps; i += 2) {
-        __m128i low, high;
-        difference(current[i] + left, previous[i] + left, low, high);
-        __m128i nextLow = zero;
-        __m128i nextHigh = zero;
-        int nextWeight = 0;
-        if (i + 1 < taps) {
-            difference(current[i + 1] + left, previous[i + 1] + left, nextLow, nextHigh);
-            nextWeight = weights[i + 1];
-        }
-        const __m128i pairWeights = _mm_set1_epi32((nextWeight << 16) | weights[i]);
-        columns0to3 = _mm_add_epi32(columns0to3,
-                                    _mm_madd_epi16(_mm_unpacklo_epi16(low, nextLow), pairWeights));
-        columns4to7 = _mm_add_epi32(columns4to7,
-                                    _mm_madd_epi16(_mm_unpackhi_epi16(low, nextLow), pairWeights));
-        column8 =
-            _mm_add_epi32(column8, _mm_madd_epi16(_mm_unpacklo_epi16(high, nextHigh), pairWeights));
-    }
-    alignas(16) std::array<int, 12> columns;
-    _mm_store_si128(reinterpret_cast<__m128i*>(columns.data()), columns0to3);
-    _mm_store_si128(reinterpret_cast<__m128i*>(columns.data() + 4), columns4to7);
-    _mm_store_si128(reinterpret_cast<__m128i*>(columns.data() + 8), column8);
-    int sum = 0;
-    for (int j = 0; j < taps; ++j) {
-        sum += weights[j] * columns[j];
-    }
-    return sum;
-}
-#endif
-
-// Walks the grid. Rows beyond the frame's edges read the edge row (the
-// window's row pointers are clamped once per grid row); a window that would
-// cross the left or right edge is copied with clamped columns first.
-template <int (*blurredDifference)(const Window&, const Window&, int)>
-void renderGrid(const std::uint8_t* previous, int previousStride, const std::uint8_t* current,
-                int currentStride, MotionImage& out) {
-    const int width = out.width;
-    const int height = out.height;
-    std::array<std::array<std::uint8_t, windowBytes>, taps> edgePrevious;
-    std::array<std::array<std::uint8_t, windowBytes>, taps> edgeCurrent;
-    Window edgePreviousRows;
-    Window edgeCurrentRows;
-    for (int i = 0; i < taps; ++i) {
-        edgePreviousRows[i] = edgePrevious[i].data();
-        edgeCurrentRows[i] = edgeCurrent[i].data();
-    }
-    for (int row = 0; row < out.rows; ++row) {
-        const int y = row * out.step;
-        Window previousLines;
-        Window currentLines;
-        for (int i = 0; i < taps; ++i) {
-            const int line = std::clamp(y + i - radius, 0, height - 1);
-            previousLines[i] = previous + line * previousStride;
-            currentLines[i] = current + line * currentStride;
-        }
-        std::uint8_t* flags = out.moved.data() + row * out.columns;
-        for (int column = 0; column < out.columns; ++column) {
-            const int left = column * out.step - radius;
-            int sum;
-            if (left >= 0 && left + windowBytes <= width) {
-                sum = blurredDifference(previousLines, currentLines, left);
-            } else {
-                for (int i = 0; i < taps; ++i) {
-                    for (int j = 0; j < windowBytes; ++j) {
-                        const int x = std::clamp(left + j, 0, width - 1);
-                        edgePrevious[i][j] = previousLines[i][x];
-                        edgeCurrent[i][j] = currentLines[i][x];
-                    }
-                }
-                sum = blurredDifference(edgePreviousRows, edgeCurrentRows, 0);
-            }
-            flags[column] = std::abs(sum) > scaledThreshold ? 1 : 0;
-        }
-    }
-}
 
 // The full-frame mask is the same blur done separably over every pixel: first
 // down the 9 rows around an output row (column sums of the difference, as the
@@ -299,6 +174,9 @@ bool MotionDetectRenderer::prepare(GstCaps* inputCaps, int retainedBufferCountHi
             std::make_shared<std::vector<std::uint8_t>>(static_cast<std::size_t>(width) * height));
     }
     columnSums_.assign(static_cast<std::size_t>(width) + 2 * blurRadius, 0);
+    for (BlurredGrid& grid : grids_) {
+        grid.resize(width, height, skipPixels);
+    }
     input_ = info;
     prepared_ = true;
     return true;
@@ -310,22 +188,12 @@ void MotionDetectRenderer::reset() {
     motionPool_.clear();
     maskPool_.clear();
     columnSums_ = {};
+    grids_ = {};
+    forgetFrames();
 }
 
-void MotionDetectRenderer::renderSparse(const std::uint8_t* previous, int previousStride,
-                                        const std::uint8_t* current, int currentStride,
-                                        MotionImage& out) {
-#if defined(__SSE2__)
-    renderGrid<blurredDifferenceSse2>(previous, previousStride, current, currentStride, out);
-#else
-    renderSparsePortable(previous, previousStride, current, currentStride, out);
-#endif
-}
-
-void MotionDetectRenderer::renderSparsePortable(const std::uint8_t* previous, int previousStride,
-                                                const std::uint8_t* current, int currentStride,
-                                                MotionImage& out) {
-    renderGrid<blurredDifferencePortable>(previous, previousStride, current, currentStride, out);
+void MotionDetectRenderer::forgetFrames() {
+    newestGridSample_.reset();
 }
 
 void MotionDetectRenderer::renderFullFrame(const std::uint8_t* previous, int previousStride,
@@ -390,9 +258,15 @@ MotionDetectRenderer::Images MotionDetectRenderer::render(GstSample* previous, G
                   poolDescription() + u')');
         return {};
     }
-    const MappedVideoFrame before(*input_, previous);
+    // The previous frame is read only when its grid is not kept from the last
+    // call, or for the preview's full-frame mask.
+    const bool previousKept = previous && previous == newestGridSample_.get();
+    std::optional<MappedVideoFrame> before;
+    if (!previousKept || wantsPreview) {
+        before.emplace(*input_, previous);
+    }
     const MappedVideoFrame now(*input_, current);
-    if (!before.mapped || !now.mapped) {
+    if ((before && !before->mapped) || !now.mapped) {
         return {};
     }
     std::shared_ptr<std::vector<std::uint8_t>> mask;
@@ -405,16 +279,37 @@ MotionDetectRenderer::Images MotionDetectRenderer::render(GstSample* previous, G
             return {};
         }
     }
-    renderSparse(static_cast<const std::uint8_t*>(GST_VIDEO_FRAME_PLANE_DATA(&before.frame, 0)),
-                 GST_VIDEO_FRAME_PLANE_STRIDE(&before.frame, 0),
-                 static_cast<const std::uint8_t*>(GST_VIDEO_FRAME_PLANE_DATA(&now.frame, 0)),
-                 GST_VIDEO_FRAME_PLANE_STRIDE(&now.frame, 0), *motion);
+    measureGrid(previousKept ? nullptr : &before->frame, now.frame, previous == current, *motion);
+    newestGridSample_ = GstHandle<GstSample>::ref(current);
     Images images{motion, std::nullopt};
     if (mask) {
-        renderFullFrameMask(before.frame, now.frame, mask->data());
+        renderFullFrameMask(before->frame, now.frame, mask->data());
         images.preview = PreviewFrame{GstHandle<GstSample>::ref(current), *input_, std::move(mask)};
     }
     return images;
+}
+
+// Blurs the previous frame's grid when it is not kept and the current one's
+// unless it is the same frame, compares them, and keeps the current grid.
+void MotionDetectRenderer::measureGrid(const GstVideoFrame* previous, const GstVideoFrame& current,
+                                       bool sameFrame, MotionImage& out) {
+    const auto luma = [](const GstVideoFrame& frame) {
+        return static_cast<const std::uint8_t*>(GST_VIDEO_FRAME_PLANE_DATA(&frame, 0));
+    };
+    BlurredGrid& before = grids_[newestGrid_];
+    if (previous) {
+        before.blur(luma(*previous), GST_VIDEO_FRAME_PLANE_STRIDE(previous, 0));
+        ++gridBlurs_;
+    }
+    if (sameFrame) {
+        BlurredGrid::compare(before, before, movedThreshold, out);
+        return;
+    }
+    BlurredGrid& now = grids_[1 - newestGrid_];
+    now.blur(luma(current), GST_VIDEO_FRAME_PLANE_STRIDE(&current, 0));
+    ++gridBlurs_;
+    BlurredGrid::compare(before, now, movedThreshold, out);
+    newestGrid_ = 1 - newestGrid_;
 }
 
 void MotionDetectRenderer::renderFullFrameMask(const GstVideoFrame& previous,

@@ -1,5 +1,8 @@
 #pragma once
 
+#include "BlurredGrid.h"
+#include "GstHandle.h"
+#include "MotionBlur.h"
 #include "MotionImage.h"
 #include "PreviewFrame.h"
 
@@ -12,11 +15,12 @@
 #include <vector>
 
 // Compares two consecutive camera frames and marks what moved. Only the grid
-// the level is read from is computed: at each grid point the difference of the
-// two frames' luma, blurred with a Gaussian of sigma 1.5, is compared with a
-// per-pixel threshold. The blur is linear, so blurring the difference equals
-// the difference of the blurred frames. The full-frame mask of moved pixels is
-// made only when a preview is wanted, and handed over with the camera's frame.
+// the level is read from is computed: at each grid point the two frames' luma,
+// blurred with a Gaussian of sigma 1.5, are compared with a per-pixel
+// threshold. Each frame's grid is blurred once and kept for the comparison
+// with the next frame, so a frame is read once. The full-frame mask of moved
+// pixels is made only when a preview is wanted, and handed over with the
+// camera's frame.
 class MotionDetectRenderer {
 public:
     // Sampling step of the grid in both directions.
@@ -27,7 +31,7 @@ public:
     // background changes it by tens.
     static constexpr int movedThreshold = 15;
     static constexpr double sigma = 1.5;
-    static constexpr int blurRadius = 4;  // 9 taps; weights beyond are below 1 %
+    static constexpr int blurRadius = MotionBlur::radius;
 
     const QString description = QStringLiteral("Motion Detect");
 
@@ -45,6 +49,8 @@ public:
     // and the like); the pools keep `retainedBufferCountHint` images each.
     bool prepare(GstCaps* inputCaps, int retainedBufferCountHint);
     void reset();
+    // Lets go of the frame whose grid is kept (for when capture stops).
+    void forgetFrames();
 
     // Frames must be of the prepared format. Prints what failed.
     Images render(GstSample* previous, GstSample* current, bool wantsPreview);
@@ -65,22 +71,18 @@ public:
                                         const std::uint8_t* current, int currentStride, int width,
                                         int height, std::int32_t* scratch, std::uint8_t* mask);
 
-    // The grid of moved flags from two luma planes of `out`'s size, in exact
-    // integer arithmetic, with SSE2 where the processor has it (every x86-64).
-    static void renderSparse(const std::uint8_t* previous, int previousStride,
-                             const std::uint8_t* current, int currentStride, MotionImage& out);
-    // The same in plain C++, for processors without SSE2; same results.
-    static void renderSparsePortable(const std::uint8_t* previous, int previousStride,
-                                     const std::uint8_t* current, int currentStride,
-                                     MotionImage& out);
-
     // How many full-frame masks were made (the preview's cost).
     std::uint64_t fullFrameRenders() const { return fullFrameRenders_; }
+    // How many frames' grids were blurred (once per frame when frames come in
+    // order).
+    std::uint64_t gridBlurs() const { return gridBlurs_; }
 
 private:
     std::shared_ptr<MotionImage> takeMotionImage();
     std::shared_ptr<std::vector<std::uint8_t>> takeMask();
     QString poolDescription() const;
+    void measureGrid(const GstVideoFrame* previous, const GstVideoFrame& current, bool sameFrame,
+                     MotionImage& out);
 
     bool prepared_ = false;
     std::optional<GstVideoInfo> input_;
@@ -88,4 +90,10 @@ private:
     std::vector<std::shared_ptr<std::vector<std::uint8_t>>> maskPool_;
     std::vector<std::int32_t> columnSums_;  // one row of the full-frame blur
     std::uint64_t fullFrameRenders_ = 0;
+    std::uint64_t gridBlurs_ = 0;
+    // The grids of the last two frames; the newest one is that of
+    // `newestGridSample_`, held so that no other frame can share its address.
+    std::array<BlurredGrid, 2> grids_;
+    int newestGrid_ = 0;
+    GstHandle<GstSample> newestGridSample_;
 };

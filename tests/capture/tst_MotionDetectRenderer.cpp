@@ -1,3 +1,4 @@
+#include "BlurredGrid.h"
 #include "Defaults.h"
 #include "MotionDetectRenderer.h"
 #include "MotionDetector.h"
@@ -249,13 +250,23 @@ private Q_SLOTS:
                 gst_video_frame_map(&a, &info, gst_sample_get_buffer(before.get()), GST_MAP_READ));
             QVERIFY(
                 gst_video_frame_map(&b, &info, gst_sample_get_buffer(after.get()), GST_MAP_READ));
+            // Each frame's grid, blurred in plain C++ and with vector
+            // instructions, is the same value for value.
+            const auto luma = [](const GstVideoFrame& frame) {
+                return static_cast<const std::uint8_t*>(GST_VIDEO_FRAME_PLANE_DATA(&frame, 0));
+            };
+            BlurredGrid portableBefore, portableAfter, fastAfter;
+            portableBefore.resize(width, height, MotionDetectRenderer::skipPixels);
+            portableAfter.resize(width, height, MotionDetectRenderer::skipPixels);
+            fastAfter.resize(width, height, MotionDetectRenderer::skipPixels);
+            portableBefore.blurPortable(luma(a), GST_VIDEO_FRAME_PLANE_STRIDE(&a, 0));
+            portableAfter.blurPortable(luma(b), GST_VIDEO_FRAME_PLANE_STRIDE(&b, 0));
+            fastAfter.blur(luma(b), GST_VIDEO_FRAME_PLANE_STRIDE(&b, 0));
+            QVERIFY(fastAfter.values == portableAfter.values);
             MotionImage portable;
             portable.resize(width, height, MotionDetectRenderer::skipPixels);
-            MotionDetectRenderer::renderSparsePortable(
-                static_cast<const std::uint8_t*>(GST_VIDEO_FRAME_PLANE_DATA(&a, 0)),
-                GST_VIDEO_FRAME_PLANE_STRIDE(&a, 0),
-                static_cast<const std::uint8_t*>(GST_VIDEO_FRAME_PLANE_DATA(&b, 0)),
-                GST_VIDEO_FRAME_PLANE_STRIDE(&b, 0), portable);
+            BlurredGrid::compare(portableBefore, portableAfter,
+                                 MotionDetectRenderer::movedThreshold, portable);
             gst_video_frame_unmap(&a);
             gst_video_frame_unmap(&b);
 
@@ -286,6 +297,51 @@ private Q_SLOTS:
             QVERIFY2(moved > points / 5 && points - moved > points / 5, "one-sided frames");
             QVERIFY2(nearThreshold < points / 10, "too many points within the tolerance");
         }
+    }
+
+    // Frames in order: each is blurred once, when it arrives, and its grid is
+    // kept for the next comparison; the levels are those of every pair
+    // measured on its own.
+    void eachFrameInOrderIsBlurredOnce() {
+        std::vector<GstHandle<GstSample>> frames;
+        for (int i = 0; i < 6; ++i) {
+            frames.push_back(noisyScene(640, 360, 20 + i, 60 + 40 * i));
+        }
+        MotionDetectRenderer renderer;
+        QVERIFY(renderer.prepare(gst_sample_get_caps(frames[0].get()), 3));
+        QCOMPARE(level(renderer, frames[0].get(), frames[0].get()), 0.0);
+        QCOMPARE(renderer.gridBlurs(), 1u);
+        for (std::size_t i = 1; i < frames.size(); ++i) {
+            const double inOrder = level(renderer, frames[i - 1].get(), frames[i].get());
+            QCOMPARE(renderer.gridBlurs(), std::uint64_t(i + 1));
+            MotionDetectRenderer alone;
+            QVERIFY(alone.prepare(gst_sample_get_caps(frames[0].get()), 3));
+            QCOMPARE(inOrder, level(alone, frames[i - 1].get(), frames[i].get()));
+            QVERIFY(inOrder > 50.0);
+        }
+    }
+
+    // A previous frame that is not the last one measured is blurred afresh,
+    // and after capture stops no frame is kept.
+    void aPreviousFrameThatWasNotTheLastIsBlurredAgain() {
+        const auto first = noisyScene(640, 360, 30, 100);
+        const auto second = noisyScene(640, 360, 31, 160);
+        const auto third = noisyScene(640, 360, 32, 220);
+        MotionDetectRenderer renderer;
+        QVERIFY(renderer.prepare(gst_sample_get_caps(first.get()), 3));
+        const double firstToSecond = level(renderer, first.get(), second.get());
+        QCOMPARE(renderer.gridBlurs(), 2u);
+        const double firstToThird = level(renderer, first.get(), third.get());
+        QCOMPARE(renderer.gridBlurs(), 4u);
+        MotionDetectRenderer alone;
+        QVERIFY(alone.prepare(gst_sample_get_caps(first.get()), 3));
+        QCOMPARE(firstToThird, level(alone, first.get(), third.get()));
+        QVERIFY(firstToThird != firstToSecond);
+        const int references = GST_MINI_OBJECT_REFCOUNT_VALUE(third.get());
+        renderer.forgetFrames();
+        QCOMPARE(GST_MINI_OBJECT_REFCOUNT_VALUE(third.get()), references - 1);
+        level(renderer, third.get(), first.get());
+        QCOMPARE(renderer.gridBlurs(), 6u);
     }
 
     void aFormatWithoutLumaLeavesTheRendererUnprepared() {

@@ -1,0 +1,35 @@
+#pragma once
+
+#include "MotionImage.h"
+
+#include <cstdint>
+#include <vector>
+
+// One frame's luma blurred with the motion measure's Gaussian, at the grid
+// points only (the points a `MotionImage` has), scaled by 2^20. The blur is
+// linear and exact in integers, so the difference of two frames' grids is the
+// blurred difference of the frames: each frame is blurred once, when it
+// arrives, and its grid is kept for the comparison with the next frame.
+struct BlurredGrid {
+    int width = 0;
+    int height = 0;
+    int step = 20;
+    int columns = 0;
+    int rows = 0;
+    std::vector<std::int32_t> values;  // rows * columns, row by row
+
+    void resize(int frameWidth, int frameHeight, int gridStep);
+    std::int32_t at(int column, int row) const { return values[row * columns + column]; }
+
+    // Fills the grid from a luma plane of the grid's size, with SSE2 where the
+    // processor has it (every x86-64). Rows and columns beyond the frame's
+    // edges repeat the edge.
+    void blur(const std::uint8_t* luma, int stride);
+    // The same in plain C++, for processors without SSE2; same results.
+    void blurPortable(const std::uint8_t* luma, int stride);
+
+    // A grid point moved when its blurred luma changed by more than
+    // `threshold` levels (of 255). Both grids and `out` are of one size.
+    static void compare(const BlurredGrid& before, const BlurredGrid& now, int threshold,
+                        MotionImage& out);
+};
