@@ -203,13 +203,13 @@ void printThreads(const char* side, const char* name,
 // The armed pipeline against the bare one on the same live test camera, in
 // their steady state: CPU from the 30th frame for 300 frames (10 s), so that
 // start-up (x264's threads, its first keyframe, the encoder Nelvo makes at the
-// first frame) and teardown weigh on neither side. Three rounds, bare and
+// first frame) and teardown weigh on neither side. Five rounds, bare and
 // armed one after the other in each, and the median round's ratio: other work
 // on the machine moves single runs by several percent.
 void benchArmedCpu(Defaults& defaults, const char* name, int width, int height) {
     const long long from = 30;
     const long long count = 300;
-    const int rounds = 3;
+    const int rounds = 5;
     std::vector<CaptureBench::SteadyCpu> bare;
     std::vector<CaptureBench::SteadyCpu> nelvo;
     std::vector<double> bareMs;
