@@ -1,5 +1,6 @@
 #include "PreviewView.h"
 
+#include "PreviewConverter.h"
 #include "PreviewGLView.h"
 
 #include <QGuiApplication>
@@ -21,6 +22,9 @@ PreviewView::PreviewView(QWidget* parent) : QWidget(parent) {
         // Made first, so widgets laid over this view (the zone editor) stay above it.
         glView_ = new PreviewGLView(this);
         glView_->setGeometry(rect());
+    } else {
+        converter_ = new PreviewConverter(this);
+        connect(converter_, &PreviewConverter::converted, this, qOverload<>(&QWidget::update));
     }
 }
 
@@ -57,33 +61,32 @@ void PreviewView::setFrame(const PreviewFrame& frame) {
     }
     ++framesReceived_;
     if (glView_) {
-        glView_->setFrame(frame);
-    } else if (!picture_.convert(frame)) {
-        return;
+        glView_->setFrame(frame);  // it asks for its own paint
+    } else {
+        converter_->convert(frame);  // asks for a paint when converted
     }
     pictureSize_ = frame.size();
     updatePictureRect();
-    if (!glView_) {
-        update();  // the OpenGL surface asks for its own paint
-    }
 }
 
 void PreviewView::clear() {
     if (glView_) {
         glView_->clear();
     }
-    picture_.clear();
+    if (converter_) {
+        converter_->clear();
+    }
     pictureSize_ = QSize();
     updatePictureRect();
     update();
 }
 
 int PreviewView::buffersMade() const {
-    return glView_ ? glView_->texturesMade() : picture_.imagesMade();
+    return glView_ ? glView_->texturesMade() : converter_->imagesMade();
 }
 
 std::uint64_t PreviewView::framesFilled() const {
-    return glView_ ? glView_->uploads() : static_cast<std::uint64_t>(picture_.conversions());
+    return glView_ ? glView_->uploads() : converter_->conversions();
 }
 
 std::uint64_t PreviewView::framesDrawn() const {
@@ -127,7 +130,7 @@ void PreviewView::paintEvent(QPaintEvent*) {
     }
     QPainter painter(this);
     painter.fillRect(rect(), Qt::black);
-    const QImage& image = picture_.image();
+    const QImage& image = converter_->image();
     if (image.isNull() || pictureSize_.isEmpty()) {
         return;
     }
