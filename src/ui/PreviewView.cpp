@@ -1,16 +1,65 @@
 #include "PreviewView.h"
 
+#include "Log.h"
 #include "PreviewConverter.h"
+#include "PreviewDrawingPath.h"
 #include "PreviewGLView.h"
 
 #include <QGuiApplication>
 #include <QOffscreenSurface>
 #include <QOpenGLContext>
+#include <QOpenGLFunctions>
 #include <QPainter>
+#include <optional>
 
 namespace {
 
 bool openGLAllowed = true;
+
+struct DrawingChoice {
+    bool openGL = false;
+    QString renderer;
+};
+
+// The renderer of a context made current on this platform, none when that fails.
+std::optional<QString> probeRenderer() {
+    QOpenGLContext context;
+    if (!context.create()) {
+        return std::nullopt;
+    }
+    QOffscreenSurface surface;
+    surface.setFormat(context.format());
+    surface.create();
+    if (!context.makeCurrent(&surface)) {
+        return std::nullopt;
+    }
+    const GLubyte* name = context.functions()->glGetString(GL_RENDERER);
+    QString renderer = name ? QString::fromLatin1(reinterpret_cast<const char*>(name)) : QString();
+    context.doneCurrent();
+    return renderer;
+}
+
+const DrawingChoice& drawingChoice() {
+    static const DrawingChoice choice = [] {
+        const QString platform = QGuiApplication::platformName();
+        const bool windowSystem =
+            platform != QLatin1String("offscreen") && platform != QLatin1String("minimal");
+        const QString setting = qEnvironmentVariable("NELVO_PREVIEW_OPENGL");
+        if (!setting.isEmpty() && setting != QLatin1String("0") && setting != QLatin1String("1")) {
+            Log::line(QStringLiteral("NELVO_PREVIEW_OPENGL is \"%1\", not 0 or 1: the preview "
+                                     "chooses its drawing by the OpenGL renderer")
+                          .arg(setting));
+        }
+        std::optional<QString> renderer;
+        if (windowSystem && PreviewDrawingPath::needsRenderer(setting)) {
+            renderer = probeRenderer();
+        }
+        return DrawingChoice{
+            PreviewDrawingPath::choose(setting, renderer) == PreviewDrawingPath::openGL,
+            renderer.value_or(QString())};
+    }();
+    return choice;
+}
 
 }  // namespace
 
@@ -29,26 +78,11 @@ PreviewView::PreviewView(QWidget* parent) : QWidget(parent) {
 }
 
 bool PreviewView::openGLAvailable() {
-    static const bool available = [] {
-        const QString platform = QGuiApplication::platformName();
-        if (platform == QLatin1String("offscreen") || platform == QLatin1String("minimal") ||
-            qEnvironmentVariable("NELVO_PREVIEW_OPENGL") == QLatin1String("0")) {
-            return false;
-        }
-        QOpenGLContext context;
-        if (!context.create()) {
-            return false;
-        }
-        QOffscreenSurface surface;
-        surface.setFormat(context.format());
-        surface.create();
-        if (!context.makeCurrent(&surface)) {
-            return false;
-        }
-        context.doneCurrent();
-        return true;
-    }();
-    return available;
+    return drawingChoice().openGL;
+}
+
+QString PreviewView::openGLRenderer() {
+    return drawingChoice().renderer;
 }
 
 void PreviewView::setOpenGLAllowed(bool allowed) {

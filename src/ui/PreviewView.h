@@ -48,10 +48,14 @@ public:
     // The largest rectangle of `picture`'s aspect inside `bounds`, centred.
     static QRectF aspectFit(const QSize& picture, const QRectF& bounds);
 
-    // Whether OpenGL can draw here: a window system (not the offscreen or
-    // minimal platform) on which an OpenGL context can be made current.
-    // NELVO_PREVIEW_OPENGL=0 in the environment turns it off. Checked once.
+    // Whether views draw with OpenGL here: a window system (not the offscreen
+    // or minimal platform) on which an OpenGL context can be made current,
+    // with a renderer that is not a software rasteriser, unless
+    // NELVO_PREVIEW_OPENGL says otherwise (PreviewDrawingPath). Decided once
+    // per process, at the first view.
     static bool openGLAvailable();
+    // The renderer that decision saw (empty when no context was made).
+    static QString openGLRenderer();
     // Lets views made afterwards use OpenGL when available (the default), or
     // not: for comparing the two ways in one process.
     static void setOpenGLAllowed(bool allowed);
