@@ -16,22 +16,22 @@ class PreviewConverter::Worker : public QObject {
 public:
     void convert(PreviewFrame& frame, std::uint64_t generation) {
         Result result;
-        if (picture_.convert(frame)) {
-            result.image = picture_.image();
+        if (picture.convert(frame)) {
+            result.image = picture.image();
         }
         frame = {};  // back to the camera's pool before the picture is handed over
         result.generation = generation;
-        result.imagesMade = picture_.imagesMade();
-        result.conversions = static_cast<std::uint64_t>(picture_.conversions());
+        result.imagesMade = picture.imagesMade();
+        result.conversions = static_cast<std::uint64_t>(picture.conversions());
         result.thread = QThread::currentThreadId();
         Q_EMIT finished(result);
     }
 
-    void clear() { picture_.clear(); }
+    void clear() { picture.clear(); }
 
-    // Declared last so that it is destroyed first: its thread stops before
-    // the picture goes.
-    PreviewPicture picture_;
+    // The queue comes last so that it is destroyed first: its thread stops
+    // before the picture goes.
+    PreviewPicture picture;
     SerialQueue queue{"PreviewConvert"};
 
 Q_SIGNALS:
