@@ -2,7 +2,10 @@
 // armed, with the preview window closed, open drawing with OpenGL, open
 // drawing with QPainter, and closed again. Prints the process's CPU share
 // (each open stretch against the closed ones of the same run), the pictures
-// drawn per second and the GUI thread's longest stall.
+// drawn per second and the GUI thread's longest stall. OpenGL is forced for
+// its stretch (NELVO_PREVIEW_OPENGL=1 unless set otherwise), so that it is
+// measured even where the preview would choose QPainter by itself; the
+// automatic choice is printed too.
 
 #include "BenchProbes.h"
 #include "CaptureManager.h"
@@ -10,6 +13,7 @@
 #include "DemoCamera.h"
 #include "FixedDevices.h"
 #include "GstHandle.h"
+#include "PreviewDrawingPath.h"
 #include "PreviewTestBench.h"
 #include "PreviewView.h"
 #include "PreviewViewController.h"
@@ -19,6 +23,7 @@
 #include "VirtualDisplay.h"
 
 #include <QApplication>
+#include <QElapsedTimer>
 #include <algorithm>
 #include <cstdio>
 
@@ -84,8 +89,15 @@ int main(int argc, char** argv) {
     if (qEnvironmentVariable("QT_QPA_PLATFORM") == QLatin1String("offscreen")) {
         qunsetenv("QT_QPA_PLATFORM");
     }
+    if (!qEnvironmentVariableIsSet("NELVO_PREVIEW_OPENGL")) {
+        qputenv("NELVO_PREVIEW_OPENGL", "1");
+    }
     TestEnvironment environment;
     QApplication app(argc, argv);
+    QElapsedTimer choosing;
+    choosing.start();
+    PreviewView::openGLAvailable();  // made once per process, at the first view
+    const double choosingMs = static_cast<double>(choosing.nsecsElapsed()) / 1e6;
     Gst::ensureInitialised();
     const int seconds = 10;
     Defaults defaults(environment.settingsFilePath());
@@ -114,8 +126,16 @@ int main(int argc, char** argv) {
     const OpenStretch openPainter = measureOpen(painter, seconds);
     const Stretch closedAgain = measure(seconds);
 
-    std::printf("preview_platform: %s, OpenGL %s\n", qPrintable(QGuiApplication::platformName()),
-                PreviewView::openGLAvailable() ? "available" : "not available");
+    const QString renderer = PreviewView::openGLRenderer();
+    std::printf("preview_platform: %s, OpenGL %s, renderer \"%s\"\n",
+                qPrintable(QGuiApplication::platformName()),
+                PreviewView::openGLAvailable() ? "used" : "not used", qPrintable(renderer));
+    const bool automaticOpenGL =
+        PreviewDrawingPath::choose(u"",
+                                   renderer.isEmpty() ? std::nullopt : std::optional(renderer)) ==
+        PreviewDrawingPath::openGL;
+    std::printf("preview_path_automatic: %s\n", automaticOpenGL ? "OpenGL" : "QPainter");
+    std::printf("preview_path_choice_ms: %.1f ms (once per process, GUI thread)\n", choosingMs);
     std::printf("preview_cpu_closed: %.1f %% before, %.1f %% after (armed, 720p30)\n",
                 closed.cpuPercent, closedAgain.cpuPercent);
     const Stretch closedMean{(closed.cpuPercent + closedAgain.cpuPercent) / 2,

@@ -26,6 +26,37 @@ void PreviewPicture::useColour(const PreviewColour& colour) {
     }
 }
 
+void PreviewPicture::clear() {
+    pool_ = {};
+    poolFrameSize_ = QSize();
+}
+
+// An image of the pool that only the pool holds (the last one handed out may
+// still be on screen), made when first needed at this size.
+QImage& PreviewPicture::freeImage(const QSize& size) {
+    if (size != poolFrameSize_) {
+        pool_ = {};
+        poolFrameSize_ = size;
+        ++imagesMade_;
+    }
+    for (int step = 1; step <= poolSize; ++step) {
+        const int index = (current_ + step) % poolSize;
+        QImage& image = pool_[index];
+        if (image.isNull() || image.isDetached()) {
+            current_ = index;
+            if (image.isNull()) {
+                image = QImage(size, QImage::Format_RGB32);
+            }
+            return image;
+        }
+    }
+    // Every picture is still held elsewhere: the next one in turn gets fresh
+    // pixels, and the holder keeps the old ones.
+    current_ = (current_ + 1) % poolSize;
+    pool_[current_] = QImage(size, QImage::Format_RGB32);
+    return pool_[current_];
+}
+
 bool PreviewPicture::convert(const PreviewFrame& frame) {
     if (frame.isNull()) {
         return false;
@@ -40,10 +71,7 @@ bool PreviewPicture::convert(const PreviewFrame& frame) {
     if (frame.mask->size() < static_cast<std::size_t>(width) * height) {
         return false;
     }
-    if (image_.size() != QSize(width, height)) {
-        image_ = QImage(width, height, QImage::Format_RGB32);
-        ++imagesMade_;
-    }
+    QImage& image = freeImage(QSize(width, height));
     useColour(PreviewColour::of(frame.info));
     const GstVideoFormatInfo* format = f.info.finfo;
     const bool hasChroma = GST_VIDEO_FORMAT_INFO_N_COMPONENTS(format) >= 3;
@@ -66,7 +94,7 @@ bool PreviewPicture::convert(const PreviewFrame& frame) {
                 static_cast<const std::uint8_t*>(GST_VIDEO_FRAME_COMP_DATA(&f, 2)) +
                 (y >> GST_VIDEO_FORMAT_INFO_H_SUB(format, 2)) * GST_VIDEO_FRAME_COMP_STRIDE(&f, 2);
         }
-        auto* line = reinterpret_cast<QRgb*>(image_.scanLine(y));
+        auto* line = reinterpret_cast<QRgb*>(image.scanLine(y));
         const std::uint8_t* movedRow = moved + static_cast<std::size_t>(y) * width;
         for (int x = 0; x < width; ++x) {
             if (movedRow[x]) {

@@ -8,24 +8,35 @@
 #include <optional>
 
 // The preview's picture for the QPainter path: a camera frame converted to
-// RGB on the GUI thread, row by row with integer tables, its moved pixels pure
-// red. The image is reused and remade only when the frame's size changes.
+// RGB row by row with integer tables, its moved pixels pure red. Used by one
+// thread at a time (the preview's conversion queue). Pictures come from a
+// small pool: each frame is written into an image nobody else holds any more,
+// so a picture handed out stays intact while it is drawn, and nothing is
+// allocated per frame once the pool has its images. The pool is remade only
+// when the frame's size changes.
 class PreviewPicture {
 public:
+    static constexpr int poolSize = 3;
+
     // False when the frame cannot be read; the image is then unchanged.
     bool convert(const PreviewFrame& frame);
 
-    const QImage& image() const { return image_; }
-    void clear() { image_ = QImage(); }
+    // The last picture converted (shares its pixels with the pool).
+    const QImage& image() const { return pool_[current_]; }
+    void clear();
 
-    // How often the image was (re)made, and how many frames were converted.
+    // How often the pool was (re)made for a new size, and how many frames
+    // were converted.
     int imagesMade() const { return imagesMade_; }
     int conversions() const { return conversions_; }
 
 private:
     void useColour(const PreviewColour& colour);
+    QImage& freeImage(const QSize& size);
 
-    QImage image_;
+    std::array<QImage, poolSize> pool_;
+    int current_ = 0;
+    QSize poolFrameSize_;
     int imagesMade_ = 0;
     int conversions_ = 0;
     // Each channel's part per Y, U or V value, scaled by 256 and rounded.

@@ -1,15 +1,65 @@
 #include "PreviewView.h"
 
+#include "Log.h"
+#include "PreviewConverter.h"
+#include "PreviewDrawingPath.h"
 #include "PreviewGLView.h"
 
 #include <QGuiApplication>
 #include <QOffscreenSurface>
 #include <QOpenGLContext>
+#include <QOpenGLFunctions>
 #include <QPainter>
+#include <optional>
 
 namespace {
 
 bool openGLAllowed = true;
+
+struct DrawingChoice {
+    bool openGL = false;
+    QString renderer;
+};
+
+// The renderer of a context made current on this platform, none when that fails.
+std::optional<QString> probeRenderer() {
+    QOpenGLContext context;
+    if (!context.create()) {
+        return std::nullopt;
+    }
+    QOffscreenSurface surface;
+    surface.setFormat(context.format());
+    surface.create();
+    if (!context.makeCurrent(&surface)) {
+        return std::nullopt;
+    }
+    const GLubyte* name = context.functions()->glGetString(GL_RENDERER);
+    QString renderer = name ? QString::fromLatin1(reinterpret_cast<const char*>(name)) : QString();
+    context.doneCurrent();
+    return renderer;
+}
+
+const DrawingChoice& drawingChoice() {
+    static const DrawingChoice choice = [] {
+        const QString platform = QGuiApplication::platformName();
+        const bool windowSystem =
+            platform != QLatin1String("offscreen") && platform != QLatin1String("minimal");
+        const QString setting = qEnvironmentVariable("NELVO_PREVIEW_OPENGL");
+        if (!setting.isEmpty() && setting != QLatin1String("0") && setting != QLatin1String("1")) {
+            Log::line(QStringLiteral("NELVO_PREVIEW_OPENGL is \"%1\", not 0 or 1: the preview "
+                                     "chooses its drawing by the OpenGL renderer")
+                          .arg(setting));
+        }
+        std::optional<QString> renderer;
+        if (windowSystem && PreviewDrawingPath::needsRenderer(setting)) {
+            renderer = probeRenderer();
+        }
+        return DrawingChoice{
+            PreviewDrawingPath::choose(setting, renderer) == PreviewDrawingPath::openGL,
+            renderer.value_or(QString())};
+    }();
+    return choice;
+}
 
 }  // namespace
 
@@ -21,30 +71,18 @@ PreviewView::PreviewView(QWidget* parent) : QWidget(parent) {
         // Made first, so widgets laid over this view (the zone editor) stay above it.
         glView_ = new PreviewGLView(this);
         glView_->setGeometry(rect());
+    } else {
+        converter_ = new PreviewConverter(this);
+        connect(converter_, &PreviewConverter::converted, this, qOverload<>(&QWidget::update));
     }
 }
 
 bool PreviewView::openGLAvailable() {
-    static const bool available = [] {
-        const QString platform = QGuiApplication::platformName();
-        if (platform == QLatin1String("offscreen") || platform == QLatin1String("minimal") ||
-            qEnvironmentVariable("NELVO_PREVIEW_OPENGL") == QLatin1String("0")) {
-            return false;
-        }
-        QOpenGLContext context;
-        if (!context.create()) {
-            return false;
-        }
-        QOffscreenSurface surface;
-        surface.setFormat(context.format());
-        surface.create();
-        if (!context.makeCurrent(&surface)) {
-            return false;
-        }
-        context.doneCurrent();
-        return true;
-    }();
-    return available;
+    return drawingChoice().openGL;
+}
+
+QString PreviewView::openGLRenderer() {
+    return drawingChoice().renderer;
 }
 
 void PreviewView::setOpenGLAllowed(bool allowed) {
@@ -57,33 +95,32 @@ void PreviewView::setFrame(const PreviewFrame& frame) {
     }
     ++framesReceived_;
     if (glView_) {
-        glView_->setFrame(frame);
-    } else if (!picture_.convert(frame)) {
-        return;
+        glView_->setFrame(frame);  // it asks for its own paint
+    } else {
+        converter_->convert(frame);  // asks for a paint when converted
     }
     pictureSize_ = frame.size();
     updatePictureRect();
-    if (!glView_) {
-        update();  // the OpenGL surface asks for its own paint
-    }
 }
 
 void PreviewView::clear() {
     if (glView_) {
         glView_->clear();
     }
-    picture_.clear();
+    if (converter_) {
+        converter_->clear();
+    }
     pictureSize_ = QSize();
     updatePictureRect();
     update();
 }
 
 int PreviewView::buffersMade() const {
-    return glView_ ? glView_->texturesMade() : picture_.imagesMade();
+    return glView_ ? glView_->texturesMade() : converter_->imagesMade();
 }
 
 std::uint64_t PreviewView::framesFilled() const {
-    return glView_ ? glView_->uploads() : static_cast<std::uint64_t>(picture_.conversions());
+    return glView_ ? glView_->uploads() : converter_->conversions();
 }
 
 std::uint64_t PreviewView::framesDrawn() const {
@@ -127,7 +164,7 @@ void PreviewView::paintEvent(QPaintEvent*) {
     }
     QPainter painter(this);
     painter.fillRect(rect(), Qt::black);
-    const QImage& image = picture_.image();
+    const QImage& image = converter_->image();
     if (image.isNull() || pictureSize_.isEmpty()) {
         return;
     }

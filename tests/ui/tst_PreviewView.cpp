@@ -1,5 +1,6 @@
 #include "CaptureManagerPreviewDelegate.h"
 #include "GstHandle.h"
+#include "PreviewConverter.h"
 #include "PreviewPicture.h"
 #include "PreviewTestBench.h"
 #include "PreviewView.h"
@@ -7,6 +8,8 @@
 
 #include <QSignalSpy>
 #include <QTest>
+#include <QThread>
+#include <set>
 #include <thread>
 
 using namespace PreviewTestBench;
@@ -28,6 +31,20 @@ public:
 private:
     PreviewView& view_;
 };
+
+// Hands a frame to the view and waits until it has been converted.
+bool fill(PreviewView& view, const PreviewFrame& frame) {
+    const auto before = view.framesFilled();
+    view.setFrame(frame);
+    return QTest::qWaitFor([&] { return view.framesFilled() > before; }, patience);
+}
+
+int references(const PreviewFrame& frame) {
+    return GST_MINI_OBJECT_REFCOUNT_VALUE(frame.sample.get());
+}
+
+// Large enough that converting it takes tens of milliseconds.
+const QSize large(3840, 2160);
 
 }  // namespace
 
@@ -52,14 +69,14 @@ private Q_SLOTS:
         view.resize(400, 300);
         QVERIFY(!view.usesOpenGL());  // no window system here
         QCOMPARE(view.buffersMade(), 0);
-        view.setFrame(solidFrame(QSize(320, 240), 40, 200, 100));
-        view.setFrame(solidFrame(QSize(320, 240), 120, 60, 60));
-        view.setFrame(solidFrame(QSize(320, 240), 80, 90, 240));
+        QVERIFY(fill(view, solidFrame(QSize(320, 240), 40, 200, 100)));
+        QVERIFY(fill(view, solidFrame(QSize(320, 240), 120, 60, 60)));
+        QVERIFY(fill(view, solidFrame(QSize(320, 240), 80, 90, 240)));
         QCOMPARE(view.buffersMade(), 1);
-        view.setFrame(solidFrame(QSize(640, 360), 80, 90, 240));
+        QVERIFY(fill(view, solidFrame(QSize(640, 360), 80, 90, 240)));
         QCOMPARE(view.buffersMade(), 2);
         for (int i = 0; i < 5; ++i) {
-            view.setFrame(solidFrame(QSize(640, 360), 40, 200, 100));
+            QVERIFY(fill(view, solidFrame(QSize(640, 360), 40, 200, 100)));
         }
         QCOMPARE(view.buffersMade(), 2);
         QCOMPARE(view.framesReceived(), 9u);
@@ -72,9 +89,78 @@ private Q_SLOTS:
         // nobody else holds it.
         PreviewView view;
         const PreviewFrame frame = solidFrame(QSize(64, 48), 100, 128, 128);
-        view.setFrame(frame);
-        QCOMPARE(GST_MINI_OBJECT_REFCOUNT_VALUE(frame.sample.get()), 1);
+        QVERIFY(fill(view, frame));
+        // Let go before the picture was handed back.
+        QCOMPARE(references(frame), 1);
         QCOMPARE(frame.mask.use_count(), 1);
+    }
+
+    void convertsOffTheGuiThread() {
+        PreviewView view;
+        QVERIFY(fill(view, solidFrame(QSize(64, 48), 100, 128, 128)));
+        QVERIFY(view.converter()->conversionThread() != nullptr);
+        QVERIFY(view.converter()->conversionThread() != QThread::currentThreadId());
+    }
+
+    // While the first frame is converted the second waits; the third replaces
+    // it, and the second goes back to the camera at once.
+    void aNewerFrameReplacesTheWaitingOne() {
+        PreviewView view;
+        view.resize(160, 90);
+        view.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&view));
+        const PreviewFrame first = solidFrame(large, 40, 200, 100);
+        const PreviewFrame second = solidFrame(large, 120, 60, 60);
+        const PreviewFrame third = solidFrame(large, 80, 90, 240);
+        view.setFrame(first);
+        view.setFrame(second);
+        view.setFrame(third);
+        QCOMPARE(references(second), 1);
+        QCOMPARE(view.framesReceived(), 3u);
+        QTRY_COMPARE_WITH_TIMEOUT(view.framesFilled(), 2u, patience);
+        QTRY_COMPARE(references(third), 1);
+        QTest::qWait(100);
+        QCOMPARE(view.framesFilled(), 2u);
+        QTRY_VERIFY(close(view.grab().toImage().pixelColor(80, 45), bt601(80, 90, 240), 1));
+    }
+
+    // Closing the window never waits for a conversion: the worker finishes it
+    // on its own, lets go of the frame, and nothing is drawn anywhere.
+    void destroyingTheViewWaitsForNoConversion() {
+        const PreviewFrame frame = solidFrame(large, 40, 200, 100);
+        auto* view = new PreviewView;
+        view->resize(160, 90);
+        view->show();
+        QVERIFY(QTest::qWaitForWindowExposed(view));
+        view->setFrame(frame);
+        delete view;
+        QVERIFY(references(frame) > 1);  // still being converted
+        QTRY_COMPARE_WITH_TIMEOUT(references(frame), 1, patience);
+        QTest::qWait(50);  // the late picture's delivery, had it been sent, would run now
+        QCOMPARE(frame.mask.use_count(), 1);
+    }
+
+    // At a steady size the pictures are the pool's few images, over and over.
+    void picturesComeFromASmallPool() {
+        PreviewView view;
+        std::set<const uchar*> pixels;
+        for (int i = 0; i < 20; ++i) {
+            QVERIFY(fill(view, solidFrame(QSize(320, 240), 40 + i, 200, 100)));
+            pixels.insert(view.converter()->image().constBits());
+        }
+        QVERIFY2(pixels.size() <= std::size_t(PreviewPicture::poolSize),
+                 qPrintable(QString::number(pixels.size())));
+        QCOMPARE(view.buffersMade(), 1);
+    }
+
+    void clearDropsThePictureInFlight() {
+        PreviewView view;
+        view.setFrame(solidFrame(large, 40, 200, 100));
+        view.clear();
+        QTRY_COMPARE_WITH_TIMEOUT(view.framesFilled(), 1u, patience);
+        QTest::qWait(50);
+        QVERIFY(view.converter()->image().isNull());
+        QVERIFY(view.pictureSize().isEmpty());
     }
 
     void drawsThePictureAspectFitOnBlack() {
@@ -86,6 +172,7 @@ private Q_SLOTS:
         view.setFrame(solidFrame(QSize(200, 100), 112, 80, 60));
         QCOMPARE(view.pictureRect(), QRectF(0, 100, 400, 200));
         QCOMPARE(moved.count(), 1);
+        QTRY_COMPARE(view.framesFilled(), 1u);
         const QImage image = view.grab().toImage();
         const QColor expected = bt601(112, 80, 60);
         QVERIFY2(close(image.pixelColor(200, 200), expected, 1),
@@ -134,7 +221,7 @@ private Q_SLOTS:
         view.resize(200, 100);
         view.show();
         QVERIFY(QTest::qWaitForWindowExposed(&view));
-        view.setFrame(solidFrame(QSize(200, 100), 120, 128, 128, QRect(50, 20, 30, 40)));
+        QVERIFY(fill(view, solidFrame(QSize(200, 100), 120, 128, 128, QRect(50, 20, 30, 40))));
         const QImage image = view.grab().toImage();
         QCOMPARE(image.pixelColor(60, 30), QColor(255, 0, 0));
         QCOMPARE(image.pixelColor(79, 59), QColor(255, 0, 0));
@@ -156,7 +243,7 @@ private Q_SLOTS:
         manager.setPreviewDelegate(&forward);
         manager.setUp();
         manager.setPreviewOpen(true);
-        QTRY_VERIFY_WITH_TIMEOUT(view.framesReceived() > 5, patience);
+        QTRY_VERIFY_WITH_TIMEOUT(view.framesFilled() > 5, patience);
         QCOMPARE(view.pictureRect(), QRectF(0, 0, 320, 180));
 
         // The object crosses from 5 s to 8 s of stream time.
