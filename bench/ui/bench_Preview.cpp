@@ -129,7 +129,8 @@ int main(int argc, char** argv) {
     const QString renderer = PreviewView::openGLRenderer();
     std::printf("preview_platform: %s, OpenGL %s, renderer \"%s\"\n",
                 qPrintable(QGuiApplication::platformName()),
-                PreviewView::openGLAvailable() ? "used" : "not used", qPrintable(renderer));
+                PreviewView::openGLAvailable() ? "available" : "not available",
+                qPrintable(renderer));
     const bool automaticOpenGL =
         PreviewDrawingPath::choose(u"",
                                    renderer.isEmpty() ? std::nullopt : std::optional(renderer)) ==
