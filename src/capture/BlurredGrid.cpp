@@ -15,11 +15,11 @@ namespace {
 using MotionBlur::radius;
 using MotionBlur::taps;
 using MotionBlur::weights;
+using Window = MotionBlur::Rows;
 
 // The 9 rows around a grid row; a grid point's window starts `left` bytes
 // into each (4 columns left of the point) and has `windowBytes` readable bytes.
 constexpr int windowBytes = 16;
-using Window = std::array<const std::uint8_t*, taps>;
 
 // Blurred luma at one grid point, scaled by 2^20: down each of the 9 columns
 // first, then across the 9 column sums. Every partial sum fits in 32 bits.
@@ -87,12 +87,7 @@ void blurGrid(const std::uint8_t* luma, int stride, BlurredGrid& out) {
         edgeRows[i] = edge[i].data();
     }
     for (int row = 0; row < out.rows; ++row) {
-        const int y = row * out.step;
-        Window lines;
-        for (int i = 0; i < taps; ++i) {
-            const int line = std::clamp(y + i - radius, 0, out.height - 1);
-            lines[i] = luma + static_cast<std::ptrdiff_t>(line) * stride;
-        }
+        const Window lines = MotionBlur::rowsAround(luma, stride, row * out.step, out.height);
         std::int32_t* values = out.values.data() + row * out.columns;
         for (int column = 0; column < out.columns; ++column) {
             const int left = column * out.step - radius;
@@ -111,15 +106,6 @@ void blurGrid(const std::uint8_t* luma, int stride, BlurredGrid& out) {
 }
 
 }  // namespace
-
-void BlurredGrid::resize(int frameWidth, int frameHeight, int gridStep) {
-    width = frameWidth;
-    height = frameHeight;
-    step = gridStep;
-    columns = frameWidth > 1 ? (frameWidth - 2) / gridStep + 1 : 0;
-    rows = frameHeight > 1 ? (frameHeight - 2) / gridStep + 1 : 0;
-    values.assign(static_cast<std::size_t>(columns) * rows, 0);
-}
 
 void BlurredGrid::blur(const std::uint8_t* luma, int stride) {
 #if defined(__SSE2__)

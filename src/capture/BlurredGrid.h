@@ -1,5 +1,6 @@
 #pragma once
 
+#include "MotionGrid.h"
 #include "MotionImage.h"
 
 #include <cstdint>
@@ -10,15 +11,13 @@
 // linear and exact in integers, so the difference of two frames' grids is the
 // blurred difference of the frames: each frame is blurred once, when it
 // arrives, and its grid is kept for the comparison with the next frame.
-struct BlurredGrid {
-    int width = 0;
-    int height = 0;
-    int step = 20;
-    int columns = 0;
-    int rows = 0;
+struct BlurredGrid : MotionGrid {
     std::vector<std::int32_t> values;  // rows * columns, row by row
 
-    void resize(int frameWidth, int frameHeight, int gridStep);
+    void resize(int frameWidth, int frameHeight, int gridStep) {
+        resizeGrid(frameWidth, frameHeight, gridStep);
+        values.assign(static_cast<std::size_t>(points()), 0);
+    }
     std::int32_t at(int column, int row) const { return values[row * columns + column]; }
 
     // Fills the grid from a luma plane of the grid's size, with SSE2 where the

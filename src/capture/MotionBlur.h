@@ -1,6 +1,9 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
+#include <cstddef>
+#include <cstdint>
 
 // The Gaussian the motion measure blurs luma with (sigma 1.5, 9 taps; the
 // weights beyond are below 1 %), as integer weights summing to 1024 in one
@@ -21,5 +24,18 @@ static_assert([] {
     }
     return sum == 1 << (weightShift / 2);
 }());
+
+// The 9 rows of a plane around row `y`; rows past the top or bottom edge are
+// the edge row, as the blur treats them.
+using Rows = std::array<const std::uint8_t*, taps>;
+
+inline Rows rowsAround(const std::uint8_t* plane, int stride, int y, int height) {
+    Rows rows;
+    for (int i = 0; i < taps; ++i) {
+        const int line = std::clamp(y + i - radius, 0, height - 1);
+        rows[i] = plane + static_cast<std::ptrdiff_t>(line) * stride;
+    }
+    return rows;
+}
 
 }  // namespace MotionBlur

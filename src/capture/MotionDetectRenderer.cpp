@@ -18,7 +18,7 @@ using MotionBlur::taps;
 using MotionBlur::weights;
 constexpr int scaledThreshold = MotionDetectRenderer::movedThreshold << MotionBlur::weightShift;
 
-using Window = std::array<const std::uint8_t*, taps>;
+using Window = MotionBlur::Rows;
 
 // The full-frame mask is the same blur done separably over every pixel: first
 // down the 9 rows around an output row (column sums of the difference, as the
@@ -135,14 +135,8 @@ void renderFrame(const std::uint8_t* previous, int previousStride, const std::ui
                  std::uint8_t* mask) {
     std::int32_t* sums = scratch + radius;
     for (int y = 0; y < height; ++y) {
-        Window previousLines;
-        Window currentLines;
-        for (int i = 0; i < taps; ++i) {
-            const int line = std::clamp(y + i - radius, 0, height - 1);
-            previousLines[i] = previous + static_cast<std::ptrdiff_t>(line) * previousStride;
-            currentLines[i] = current + static_cast<std::ptrdiff_t>(line) * currentStride;
-        }
-        columnSums(previousLines, currentLines, width, sums);
+        columnSums(MotionBlur::rowsAround(previous, previousStride, y, height),
+                   MotionBlur::rowsAround(current, currentStride, y, height), width, sums);
         std::fill(scratch, sums, sums[0]);
         std::fill(sums + width, sums + width + radius, sums[width - 1]);
         rowBlur(sums, width, mask + static_cast<std::ptrdiff_t>(y) * width);
