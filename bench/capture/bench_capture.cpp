@@ -54,53 +54,49 @@ GstHandle<GstSample> noisyFrame(int width, int height, unsigned seed, int object
     return sample;
 }
 
+// Two noisy frames of one size, the object moved by `moved` pixels between
+// them, mapped for reading, and a renderer prepared for them.
+struct NoisyPair {
+    NoisyPair(int width, int height, unsigned seed, int objectLeft, int moved)
+        : before(noisyFrame(width, height, seed, objectLeft)),
+          after(noisyFrame(width, height, seed + 1, objectLeft + moved)) {
+        renderer.prepare(gst_sample_get_caps(before.get()), 3);
+    }
+
+    const GstHandle<GstSample> before;
+    const GstHandle<GstSample> after;
+    const MappedVideoFrame a{before.get()};
+    const MappedVideoFrame b{after.get()};
+    MotionDetectRenderer renderer;
+};
+
 // The preview's full-frame mask at the demo camera's size.
 double fullFrame720pMs() {
-    const auto before = noisyFrame(1280, 720, 3, 300);
-    const auto after = noisyFrame(1280, 720, 4, 360);
-    MotionDetectRenderer renderer;
-    renderer.prepare(gst_sample_get_caps(before.get()), 3);
-    GstVideoInfo info;
-    gst_video_info_from_caps(&info, gst_sample_get_caps(before.get()));
-    const MappedVideoFrame mappedBefore(info, before.get());
-    const MappedVideoFrame mappedAfter(info, after.get());
-    const GstVideoFrame& a = mappedBefore.frame;
-    const GstVideoFrame& b = mappedAfter.frame;
+    NoisyPair pair(1280, 720, 3, 300, 60);
     std::vector<guint8> mask(1280 * 720);
     const int runs = 100;
     const double start = wallSeconds();
     for (int i = 0; i < runs; ++i) {
-        renderer.renderFullFrameMask(a, b, mask.data());
+        pair.renderer.renderFullFrameMask(pair.a, pair.b, mask.data());
     }
     return (wallSeconds() - start) * 1000 / runs;
 }
 
 void benchMotion() {
-    const auto before = noisyFrame(1920, 1080, 1, 400);
-    const auto after = noisyFrame(1920, 1080, 2, 480);
-    MotionDetectRenderer renderer;
-    renderer.prepare(gst_sample_get_caps(before.get()), 3);
-    GstVideoInfo info;
-    gst_video_info_from_caps(&info, gst_sample_get_caps(before.get()));
-    const MappedVideoFrame mappedBefore(info, before.get());
-    const MappedVideoFrame mappedAfter(info, after.get());
-    const GstVideoFrame& a = mappedBefore.frame;
-    const GstVideoFrame& b = mappedAfter.frame;
+    NoisyPair pair(1920, 1080, 1, 400, 80);
     MotionImage image;
     image.resize(1920, 1080, MotionDetectRenderer::skipPixels);
     BlurredGrid kept;
     BlurredGrid arrived;
     kept.resize(1920, 1080, MotionDetectRenderer::skipPixels);
     arrived.resize(1920, 1080, MotionDetectRenderer::skipPixels);
-    kept.blur(static_cast<const guint8*>(GST_VIDEO_FRAME_PLANE_DATA(&a, 0)),
-              GST_VIDEO_FRAME_PLANE_STRIDE(&a, 0));
+    kept.blur(pair.a.plane(0), pair.a.stride(0));
 
     // What each frame costs: its own grid, compared with the one kept.
     const int sparseRuns = 500;
     double start = wallSeconds();
     for (int i = 0; i < sparseRuns; ++i) {
-        arrived.blur(static_cast<const guint8*>(GST_VIDEO_FRAME_PLANE_DATA(&b, 0)),
-                     GST_VIDEO_FRAME_PLANE_STRIDE(&b, 0));
+        arrived.blur(pair.b.plane(0), pair.b.stride(0));
         BlurredGrid::compare(kept, arrived, MotionDetectRenderer::movedThreshold, image);
     }
     const double sparseMs = (wallSeconds() - start) * 1000 / sparseRuns;
@@ -112,7 +108,7 @@ void benchMotion() {
     int moved = 0;
     start = wallSeconds();
     for (int i = 0; i < fullRuns; ++i) {
-        renderer.renderFullFrameMask(a, b, mask.data());
+        pair.renderer.renderFullFrameMask(pair.a, pair.b, mask.data());
         for (int y = 0; y < 1079; y += 20) {
             for (int x = 0; x < 1919; x += 20) {
                 moved += mask[y * 1920 + x];

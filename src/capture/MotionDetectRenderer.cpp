@@ -273,11 +273,11 @@ MotionDetectRenderer::Images MotionDetectRenderer::render(GstSample* previous, G
             return {};
         }
     }
-    measureGrid(previousKept ? nullptr : &before->frame, now.frame, previous == current, *motion);
+    measureGrid(previousKept ? nullptr : &*before, now, previous == current, *motion);
     newestGridSample_ = GstHandle<GstSample>::ref(current);
     Images images{motion, std::nullopt};
     if (mask) {
-        renderFullFrameMask(before->frame, now.frame, mask->data());
+        renderFullFrameMask(*before, now, mask->data());
         images.preview = PreviewFrame{GstHandle<GstSample>::ref(current), *input_, std::move(mask)};
     }
     return images;
@@ -285,14 +285,12 @@ MotionDetectRenderer::Images MotionDetectRenderer::render(GstSample* previous, G
 
 // Blurs the previous frame's grid when it is not kept and the current one's
 // unless it is the same frame, compares them, and keeps the current grid.
-void MotionDetectRenderer::measureGrid(const GstVideoFrame* previous, const GstVideoFrame& current,
-                                       bool sameFrame, MotionImage& out) {
-    const auto luma = [](const GstVideoFrame& frame) {
-        return static_cast<const std::uint8_t*>(GST_VIDEO_FRAME_PLANE_DATA(&frame, 0));
-    };
+void MotionDetectRenderer::measureGrid(const MappedVideoFrame* previous,
+                                       const MappedVideoFrame& current, bool sameFrame,
+                                       MotionImage& out) {
     BlurredGrid& before = grids_[newestGrid_];
     if (previous) {
-        before.blur(luma(*previous), GST_VIDEO_FRAME_PLANE_STRIDE(previous, 0));
+        before.blur(previous->plane(0), previous->stride(0));
         ++gridBlurs_;
     }
     if (sameFrame) {
@@ -300,23 +298,21 @@ void MotionDetectRenderer::measureGrid(const GstVideoFrame* previous, const GstV
         return;
     }
     BlurredGrid& now = grids_[1 - newestGrid_];
-    now.blur(luma(current), GST_VIDEO_FRAME_PLANE_STRIDE(&current, 0));
+    now.blur(current.plane(0), current.stride(0));
     ++gridBlurs_;
     BlurredGrid::compare(before, now, movedThreshold, out);
     newestGrid_ = 1 - newestGrid_;
 }
 
-void MotionDetectRenderer::renderFullFrameMask(const GstVideoFrame& previous,
-                                               const GstVideoFrame& current, std::uint8_t* mask) {
+void MotionDetectRenderer::renderFullFrameMask(const MappedVideoFrame& previous,
+                                               const MappedVideoFrame& current,
+                                               std::uint8_t* mask) {
     ++fullFrameRenders_;
-    const int width = GST_VIDEO_FRAME_WIDTH(&current);
+    const int width = current.width();
     const std::size_t scratch = static_cast<std::size_t>(width) + 2 * radius;
     if (columnSums_.size() < scratch) {
         columnSums_.resize(scratch);  // only for frames of another size than prepared
     }
-    renderFullFrame(static_cast<const std::uint8_t*>(GST_VIDEO_FRAME_PLANE_DATA(&previous, 0)),
-                    GST_VIDEO_FRAME_PLANE_STRIDE(&previous, 0),
-                    static_cast<const std::uint8_t*>(GST_VIDEO_FRAME_PLANE_DATA(&current, 0)),
-                    GST_VIDEO_FRAME_PLANE_STRIDE(&current, 0), width,
-                    GST_VIDEO_FRAME_HEIGHT(&current), columnSums_.data(), mask);
+    renderFullFrame(previous.plane(0), previous.stride(0), current.plane(0), current.stride(0),
+                    width, current.height(), columnSums_.data(), mask);
 }

@@ -2,6 +2,7 @@
 
 #include "BlurredGrid.h"
 #include "GstHandle.h"
+#include "MappedVideoFrame.h"
 #include "MotionBlur.h"
 #include "MotionImage.h"
 #include "PreviewFrame.h"
@@ -59,7 +60,7 @@ public:
     // pixel (1 = moved), rows of `width` bytes. Each pixel gets exactly the
     // sum the grid gets at its points. Allocates only for frames of another
     // size than prepared.
-    void renderFullFrameMask(const GstVideoFrame& previous, const GstVideoFrame& current,
+    void renderFullFrameMask(const MappedVideoFrame& previous, const MappedVideoFrame& current,
                              std::uint8_t* mask);
     // The full-frame mask from two luma planes; `scratch` holds width + 2 *
     // blurRadius values. With SSE2 where the processor has it.
@@ -81,8 +82,8 @@ private:
     std::shared_ptr<MotionImage> takeMotionImage();
     std::shared_ptr<std::vector<std::uint8_t>> takeMask();
     QString poolDescription() const;
-    void measureGrid(const GstVideoFrame* previous, const GstVideoFrame& current, bool sameFrame,
-                     MotionImage& out);
+    void measureGrid(const MappedVideoFrame* previous, const MappedVideoFrame& current,
+                     bool sameFrame, MotionImage& out);
 
     bool prepared_ = false;
     std::optional<GstVideoInfo> input_;

@@ -1,5 +1,6 @@
 #include "BlurredGrid.h"
 #include "Defaults.h"
+#include "MappedVideoFrame.h"
 #include "MotionDetectRenderer.h"
 #include "MotionDetector.h"
 #include "SettingsKeys.h"
@@ -96,15 +97,11 @@ private Q_SLOTS:
         QVERIFY(renderer.prepare(caps, 3));
         const auto images = renderer.render(before.get(), after.get(), false);
         QVERIFY(images.motion);
-        GstVideoInfo info;
-        gst_video_info_from_caps(&info, caps);
-        GstVideoFrame a, b;
-        gst_video_frame_map(&a, &info, gst_sample_get_buffer(before.get()), GST_MAP_READ);
-        gst_video_frame_map(&b, &info, gst_sample_get_buffer(after.get()), GST_MAP_READ);
+        const MappedVideoFrame a(before.get());
+        const MappedVideoFrame b(after.get());
+        QVERIFY(a.mapped && b.mapped);
         std::vector<std::uint8_t> mask(320 * 180);
         renderer.renderFullFrameMask(a, b, mask.data());
-        gst_video_frame_unmap(&a);
-        gst_video_frame_unmap(&b);
         int moved = 0;
         for (int row = 0; row < images.motion->rows; ++row) {
             for (int column = 0; column < images.motion->columns; ++column) {
@@ -150,26 +147,17 @@ private Q_SLOTS:
             QVERIFY(images.motion);
             const MotionImage& grid = *images.motion;
 
-            GstVideoInfo info;
-            gst_video_info_from_caps(&info, caps);
-            GstVideoFrame a, b;
-            QVERIFY(
-                gst_video_frame_map(&a, &info, gst_sample_get_buffer(before.get()), GST_MAP_READ));
-            QVERIFY(
-                gst_video_frame_map(&b, &info, gst_sample_get_buffer(after.get()), GST_MAP_READ));
+            const MappedVideoFrame a(before.get());
+            const MappedVideoFrame b(after.get());
+            QVERIFY(a.mapped && b.mapped);
             const std::size_t pixels = static_cast<std::size_t>(width) * height;
             std::vector<std::uint8_t> fast(pixels, 7);
             std::vector<std::uint8_t> portable(pixels, 7);
             renderer.renderFullFrameMask(a, b, fast.data());
             std::vector<std::int32_t> scratch(width + 2 * MotionDetectRenderer::blurRadius);
-            MotionDetectRenderer::renderFullFramePortable(
-                static_cast<const std::uint8_t*>(GST_VIDEO_FRAME_PLANE_DATA(&a, 0)),
-                GST_VIDEO_FRAME_PLANE_STRIDE(&a, 0),
-                static_cast<const std::uint8_t*>(GST_VIDEO_FRAME_PLANE_DATA(&b, 0)),
-                GST_VIDEO_FRAME_PLANE_STRIDE(&b, 0), width, height, scratch.data(),
-                portable.data());
-            gst_video_frame_unmap(&a);
-            gst_video_frame_unmap(&b);
+            MotionDetectRenderer::renderFullFramePortable(a.plane(0), a.stride(0), b.plane(0),
+                                                          b.stride(0), width, height,
+                                                          scratch.data(), portable.data());
 
             QVERIFY(fast == portable);
             int moved = 0;
@@ -243,32 +231,23 @@ private Q_SLOTS:
             QVERIFY(images.motion);
             const MotionImage& fast = *images.motion;
 
-            GstVideoInfo info;
-            gst_video_info_from_caps(&info, caps);
-            GstVideoFrame a, b;
-            QVERIFY(
-                gst_video_frame_map(&a, &info, gst_sample_get_buffer(before.get()), GST_MAP_READ));
-            QVERIFY(
-                gst_video_frame_map(&b, &info, gst_sample_get_buffer(after.get()), GST_MAP_READ));
+            const MappedVideoFrame a(before.get());
+            const MappedVideoFrame b(after.get());
+            QVERIFY(a.mapped && b.mapped);
             // Each frame's grid, blurred in plain C++ and with vector
             // instructions, is the same value for value.
-            const auto luma = [](const GstVideoFrame& frame) {
-                return static_cast<const std::uint8_t*>(GST_VIDEO_FRAME_PLANE_DATA(&frame, 0));
-            };
             BlurredGrid portableBefore, portableAfter, fastAfter;
             portableBefore.resize(width, height, MotionDetectRenderer::skipPixels);
             portableAfter.resize(width, height, MotionDetectRenderer::skipPixels);
             fastAfter.resize(width, height, MotionDetectRenderer::skipPixels);
-            portableBefore.blurPortable(luma(a), GST_VIDEO_FRAME_PLANE_STRIDE(&a, 0));
-            portableAfter.blurPortable(luma(b), GST_VIDEO_FRAME_PLANE_STRIDE(&b, 0));
-            fastAfter.blur(luma(b), GST_VIDEO_FRAME_PLANE_STRIDE(&b, 0));
+            portableBefore.blurPortable(a.plane(0), a.stride(0));
+            portableAfter.blurPortable(b.plane(0), b.stride(0));
+            fastAfter.blur(b.plane(0), b.stride(0));
             QVERIFY(fastAfter.values == portableAfter.values);
             MotionImage portable;
             portable.resize(width, height, MotionDetectRenderer::skipPixels);
             BlurredGrid::compare(portableBefore, portableAfter,
                                  MotionDetectRenderer::movedThreshold, portable);
-            gst_video_frame_unmap(&a);
-            gst_video_frame_unmap(&b);
 
             QCOMPARE(fast.columns, (width - 2) / 20 + 1);
             QCOMPARE(fast.rows, (height - 2) / 20 + 1);
