@@ -116,13 +116,11 @@ inline const char* const bareEncoder =
     "x264enc name=encoder ! video/x-h264,profile=high ! h264parse ! "
     "video/x-h264,stream-format=avc,alignment=au ! fakesink sync=false";
 
-// The same behind a leaky two-frame queue: the encoder in a thread of its own,
-// fed by the camera's thread, which is the least armed capture can do without
-// ever waiting for the encoder.
-inline const char* const queuedBareEncoder =
-    "queue max-size-buffers=2 max-size-bytes=0 max-size-time=0 leaky=downstream ! "
-    "x264enc name=encoder ! video/x-h264,profile=high ! h264parse ! "
-    "video/x-h264,stream-format=avc,alignment=au ! fakesink sync=false";
+// A leaky two-frame queue for before that encoder: the encoder in a thread of
+// its own, fed by the camera's thread, which is the least armed capture can do
+// without ever waiting for the encoder.
+inline const char* const queueBeforeEncoder =
+    "queue max-size-buffers=2 max-size-bytes=0 max-size-time=0 leaky=downstream ! ";
 
 // CPU seconds the process spends running `pipeline`, whose encoder is named
 // "encoder", until its source ends. `started` runs once it is playing.
@@ -228,13 +226,15 @@ inline double bareEncodeCpuSeconds(int width, int height, int frames) {
     return encodeToEndCpuSeconds(pipeline.get(), [] {});
 }
 
-// The bare pipeline (or `encoderDescription`) on `camera`'s frames, measured
-// like the armed one: from frame `from` for `count` frames.
+// The bare pipeline (`queued`: with the queue above before its encoder) on
+// `camera`'s frames, measured like the armed one: from frame `from` for
+// `count` frames.
 inline SteadyCpu bareEncodeSteadyCpu(CountedTestCamera& camera, long long from, long long count,
-                                     const char* encoderDescription = bareEncoder) {
+                                     bool queued = false) {
     auto pipeline = GstHandle<GstElement>::sink(gst_pipeline_new("bare"));
     GstHandle<GstElement> source = camera.makeElement();
-    GstElement* encode = gst_parse_bin_from_description(encoderDescription, TRUE, nullptr);
+    const QByteArray description = QByteArray(queued ? queueBeforeEncoder : "") + bareEncoder;
+    GstElement* encode = gst_parse_bin_from_description(description.constData(), TRUE, nullptr);
     gst_bin_add_many(GST_BIN(pipeline.get()), source.get(), encode, nullptr);
     gst_element_link(source.get(), encode);
     auto encoder =

@@ -217,8 +217,8 @@ void benchArmedCpu(Defaults& defaults, const char* name, int width, int height) 
         CaptureBench::CountedTestCamera camera(width, height, from + count + 60);
         bare.push_back(CaptureBench::bareEncodeSteadyCpu(camera, from, count));
         CaptureBench::CountedTestCamera queuedCamera(width, height, from + count + 60);
-        const CaptureBench::SteadyCpu queued = CaptureBench::bareEncodeSteadyCpu(
-            queuedCamera, from, count, CaptureBench::queuedBareEncoder);
+        const CaptureBench::SteadyCpu queued =
+            CaptureBench::bareEncodeSteadyCpu(queuedCamera, from, count, /*queued=*/true);
         long long roundLost = 0;
         nelvo.push_back(nelvoSteadyCpu(defaults, width, height, from, count, roundLost));
         lost += roundLost;
