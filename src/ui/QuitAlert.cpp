@@ -16,7 +16,8 @@ QuitAlert::QuitAlert(QObject* parent) : QObject(parent) {
     quitNow_ = box_->addButton(tr("Quit Now"), QMessageBox::AcceptRole);
     //: Alert button: do not quit, go on watching
     QPushButton* keep = box_->addButton(tr("Keep Recording"), QMessageBox::RejectRole);
-    box_->setDefaultButton(keep);
+    // Enter quits; Escape keeps recording.
+    box_->setDefaultButton(quitNow_);
     box_->setEscapeButton(keep);
     connect(box_, &QMessageBox::finished, this, [this] {
         if (!dismissing_) {

@@ -33,7 +33,20 @@ private Q_SLOTS:
         QCOMPARE(box->buttons().size(), 2);
         QVERIFY(button(box, QStringLiteral("Quit Now")) != nullptr);
         QVERIFY(button(box, QStringLiteral("Keep Recording")) != nullptr);
-        QCOMPARE(box->defaultButton(), button(box, QStringLiteral("Keep Recording")));
+        // "Quit Now" comes first and is the default.
+        QCOMPARE(box->buttons().first(), button(box, QStringLiteral("Quit Now")));
+        QCOMPARE(box->defaultButton(), button(box, QStringLiteral("Quit Now")));
+    }
+
+    void enterQuits() {
+        QuitAlert alert;
+        QSignalSpy answered(&alert, &QuitAlert::answered);
+        alert.show();
+        QVERIFY(QTest::qWaitForWindowExposed(alert.messageBox()));
+        QTest::keyClick(alert.messageBox(), Qt::Key_Return);
+        QTRY_COMPARE(answered.size(), 1);
+        QCOMPARE(answered.at(0).at(0).toBool(), true);
+        QVERIFY(!alert.isShown());
     }
 
     void quitNowAnswersYes() {
