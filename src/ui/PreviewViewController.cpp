@@ -28,12 +28,18 @@ PreviewViewController::PreviewViewController(Defaults& defaults, QWidget* parent
 }
 
 void PreviewViewController::setCameras(const QStringList& names, const QStringList& uniqueIDs) {
+    std::array<std::optional<QString>, cameraCount> shownIDs;
+    int view = 0;
+    for (int pipeline = 0; pipeline < cameraCount; ++pipeline) {
+        const bool present = pipeline < uniqueIDs.size() && !uniqueIDs[pipeline].isEmpty();
+        viewOfPipeline_[pipeline] = present ? std::optional(view) : std::nullopt;
+        if (present) {
+            shownIDs[view++] = uniqueIDs[pipeline];
+        }
+    }
     for (int i = 0; i < cameraCount; ++i) {
-        const std::optional<QString> id = i < uniqueIDs.size() && !uniqueIDs[i].isEmpty()
-                                              ? std::optional(uniqueIDs[i])
-                                              : std::nullopt;
-        if (editors_[i]->cameraID() != id) {
-            editors_[i]->setCameraID(id);
+        if (editors_[i]->cameraID() != shownIDs[i]) {
+            editors_[i]->setCameraID(shownIDs[i]);
             views_[i]->clear();
         }
     }
@@ -51,11 +57,12 @@ void PreviewViewController::setAspectRatio(const std::optional<QSize>& aspectRat
 }
 
 void PreviewViewController::previewImage(int index, const PreviewFrame& frame) {
-    if (index < 0 || index >= cameraCount) {
+    if (index < 0 || index >= cameraCount || !viewOfPipeline_[index]) {
         return;
     }
-    views_[index]->setFrame(frame);
-    if (index == 0 && (!aspectRatio_ || *aspectRatio_ != frame.size())) {
+    const int view = *viewOfPipeline_[index];
+    views_[view]->setFrame(frame);
+    if (view == 0 && (!aspectRatio_ || *aspectRatio_ != frame.size())) {
         setAspectRatio(frame.size());
     }
 }

@@ -25,12 +25,14 @@ public:
     explicit PreviewViewController(Defaults& defaults, QWidget* parent = nullptr);
 
     // The cameras shown: their names, and the unique IDs in pipeline order
-    // (an empty ID: that pipeline has no camera).
+    // (an empty ID: that pipeline has no camera). Views follow cameras, not
+    // pipelines: the first camera present takes the first view, whichever
+    // pipeline it runs on.
     void setCameras(const QStringList& names, const QStringList& uniqueIDs);
     // The cameras' picture aspect (width, height).
     void setAspectRatio(const std::optional<QSize>& aspectRatio);
 
-    // CaptureManagerPreviewDelegate.
+    // CaptureManagerPreviewDelegate: `index` is the pipeline's.
     void previewImage(int index, const PreviewFrame& frame) override;
 
     const QStringList& cameraNames() const { return cameraNames_; }
@@ -51,6 +53,8 @@ private:
 
     std::array<PreviewView*, cameraCount> views_{};
     std::array<ZoneEditorView*, cameraCount> editors_{};
+    // The view that shows each pipeline's camera; none for a pipeline without one.
+    std::array<std::optional<int>, cameraCount> viewOfPipeline_{0, 1};
     QStringList cameraNames_;
     std::optional<QSize> aspectRatio_;
 };

@@ -92,6 +92,42 @@ private Q_SLOTS:
         QVERIFY(std::abs(ratio(controller.size()) - 16.0 / 9) < 0.02);
     }
 
+    // The first of two cameras unplugged, the second goes on on its own
+    // pipeline: its picture shows in the one view left, under its name, and
+    // its zones are the ones edited there.
+    void theCameraLeftShowsInTheFirstPicture() {
+        Defaults defaults(environment.settingsFilePath());
+        PreviewViewController controller(defaults);
+        controller.setCameras({QStringLiteral("Desk"), QStringLiteral("Door")},
+                              {QStringLiteral("desk-id"), QStringLiteral("door-id")});
+        controller.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&controller));
+        controller.previewImage(0, solidFrame(QSize(160, 90), 41, 240, 110));
+        controller.previewImage(1, solidFrame(QSize(160, 90), 145, 54, 34));
+
+        controller.setCameras({QStringLiteral("Door")}, {QString(), QStringLiteral("door-id")});
+        controller.previewImage(1, solidFrame(QSize(120, 90), 145, 54, 34));
+        QCOMPARE(controller.windowTitle(), QStringLiteral("Nelvo - Door"));
+        QVERIFY(controller.previewView()->isVisible());
+        QVERIFY(!controller.secondPreviewView()->isVisible());
+        QCOMPARE(controller.zoneEditor()->cameraID(), std::optional(QStringLiteral("door-id")));
+        QCOMPARE(controller.secondZoneEditor()->cameraID(), std::nullopt);
+        QCOMPARE(*controller.aspectRatio(), QSize(120, 90));
+        QTRY_COMPARE(controller.previewView()->pictureSize(), QSize(120, 90));
+        QTRY_VERIFY(!controller.zoneEditor()->pictureRect().isEmpty());
+        dragOn(controller.zoneEditor(), {0.1, 0.1}, {0.6, 0.6});
+        QCOMPARE(DetectionZones::storedZones(QStringLiteral("door-id"), defaults).size(), 1u);
+        QVERIFY(DetectionZones::storedZones(QStringLiteral("desk-id"), defaults).empty());
+
+        // The first camera back on its pipeline takes the first view again.
+        controller.setCameras({QStringLiteral("Desk"), QStringLiteral("Door")},
+                              {QStringLiteral("desk-id"), QStringLiteral("door-id")});
+        QCOMPARE(controller.zoneEditor()->cameraID(), std::optional(QStringLiteral("desk-id")));
+        QCOMPARE(controller.secondZoneEditor()->cameraID(),
+                 std::optional(QStringLiteral("door-id")));
+        QVERIFY(controller.secondPreviewView()->isVisible());
+    }
+
     void withoutCamerasTheTitleIsNelvo() {
         Defaults defaults(environment.settingsFilePath());
         PreviewViewController controller(defaults);
