@@ -33,14 +33,25 @@ PopoverWindow::PopoverWindow(QWidget* content, Placement placement,
     auto* layout = new QVBoxLayout(this);
     // The window always takes the content's preferred size.
     layout->setSizeConstraint(QLayout::SetFixedSize);
-    const int border = placement_ == Placement::underIcon ? 1 : 0;
-    layout->setContentsMargins(border, border, border, border);
     layout->setSpacing(0);
     layout->addWidget(content_);
     applyWindowFlags();
 }
 
+void PopoverWindow::setPlacement(Placement placement) {
+    if (placement == placement_) {
+        return;
+    }
+    if (isVisible()) {
+        close();
+    }
+    placement_ = placement;
+    applyWindowFlags();
+}
+
 void PopoverWindow::applyWindowFlags() {
+    const int border = placement_ == Placement::underIcon ? 1 : 0;
+    layout()->setContentsMargins(border, border, border, border);
     Qt::WindowFlags flags = Qt::Window;
     if (placement_ == Placement::underIcon) {
         // A popup holds the pointer, which is what closes it on a click
@@ -64,17 +75,22 @@ QPoint PopoverWindow::position(const QRect& iconGeometry, const QPoint& pointer,
 }
 
 void PopoverWindow::place(const QRect& iconGeometry) {
-    const bool known = iconGeometry.isValid() && !iconGeometry.isEmpty();
-    const QPoint pointer = QCursor::pos();
-    QScreen* screen = QGuiApplication::screenAt(known ? iconGeometry.center() : pointer);
+    iconGeometry_ = iconGeometry;
+    pointer_ = QCursor::pos();
+    adjustSize();
+    reposition();
+}
+
+void PopoverWindow::reposition() {
+    const bool known = iconGeometry_.isValid() && !iconGeometry_.isEmpty();
+    QScreen* screen = QGuiApplication::screenAt(known ? iconGeometry_.center() : pointer_);
     if (!screen) {
         screen = QGuiApplication::primaryScreen();
     }
     if (!screen) {
         return;
     }
-    adjustSize();
-    move(position(iconGeometry, pointer, size(), screen->availableGeometry()));
+    move(position(iconGeometry_, pointer_, size(), screen->availableGeometry()));
 }
 
 void PopoverWindow::showPopover(const QRect& iconGeometry) {
@@ -89,8 +105,7 @@ void PopoverWindow::showPopover(const QRect& iconGeometry) {
     show();
     raise();
     activateWindow();
-    shown_ = true;
-    Q_EMIT didShow();
+    setSeen(!isMinimized());
 }
 
 bool PopoverWindow::closePopover() {
@@ -133,6 +148,10 @@ void PopoverWindow::setPinned(bool pinned) {
 }
 
 void PopoverWindow::setHint(const QString& text) {
+    if (text.isEmpty()) {
+        delete hint_.data();
+        return;
+    }
     if (!hint_) {
         auto* label = new QLabel(this);
         label->setObjectName(QStringLiteral("trayHint"));
@@ -178,8 +197,34 @@ void PopoverWindow::mousePressEvent(QMouseEvent* event) {
 
 void PopoverWindow::closeEvent(QCloseEvent* event) {
     event->accept();
-    if (shown_) {
-        shown_ = false;
+    setSeen(false);
+}
+
+// A minimised window cannot be seen: it counts as closed until restored.
+void PopoverWindow::changeEvent(QEvent* event) {
+    QWidget::changeEvent(event);
+    if (event->type() == QEvent::WindowStateChange && isVisible()) {
+        setSeen(!isMinimized());
+    }
+}
+
+// The content grows and shrinks (a notice, a second camera): under the icon
+// the window keeps its place beside it, so it never covers the panel.
+void PopoverWindow::resizeEvent(QResizeEvent* event) {
+    QWidget::resizeEvent(event);
+    if (placement_ == Placement::underIcon && isVisible()) {
+        reposition();
+    }
+}
+
+void PopoverWindow::setSeen(bool seen) {
+    if (seen == seen_) {
+        return;
+    }
+    seen_ = seen;
+    if (seen) {
+        Q_EMIT didShow();
+    } else {
         Q_EMIT didClose();
     }
 }

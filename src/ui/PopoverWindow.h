@@ -24,6 +24,9 @@ public:
                   QWidget* parent = nullptr);
 
     Placement placement() const { return placement_; }
+    // Moves the window to another placement (a tray came or went); an open
+    // window is closed first, whatever its pin.
+    void setPlacement(Placement placement);
     bool isPinned() const { return pinned_; }
 
     // Shows the window by the icon's geometry (empty: at the pointer).
@@ -35,7 +38,8 @@ public:
     // The content was pinned or unpinned: a pinned popup no longer holds the
     // pointer, so other windows can be used while it stays.
     void setPinned(bool pinned);
-    // A line above the content (how to get a tray, for the standalone window).
+    // A line above the content (how to get a tray, for the standalone
+    // window); an empty text removes it.
     void setHint(const QString& text);
 
     // Where a window of `size` goes: centred under an icon in the upper half
@@ -45,6 +49,7 @@ public:
                            const QRect& screen);
 
 Q_SIGNALS:
+    // The window became seen, or stopped being seen: shown and not minimised.
     void didShow();
     void didClose();
 
@@ -52,15 +57,23 @@ protected:
     bool event(QEvent* event) override;
     void mousePressEvent(QMouseEvent* event) override;
     void closeEvent(QCloseEvent* event) override;
+    void changeEvent(QEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
 
 private:
     void applyWindowFlags();
     void place(const QRect& iconGeometry);
+    void reposition();
+    void setSeen(bool seen);
 
     QWidget* content_;
     Placement placement_;
     std::function<bool()> shouldClose_;
     bool pinned_ = false;
-    bool shown_ = false;
+    bool seen_ = false;
     QPointer<QWidget> hint_;
+    // Where the window was placed from (the icon, or the pointer where the
+    // icon's place is unknown), kept so that a change of size re-places it.
+    QRect iconGeometry_;
+    QPoint pointer_;
 };

@@ -1,6 +1,8 @@
 #include "PopoverWindow.h"
 
+#include <QGuiApplication>
 #include <QLabel>
+#include <QScreen>
 #include <QSignalSpy>
 #include <QTest>
 #include <QVBoxLayout>
@@ -175,6 +177,48 @@ private Q_SLOTS:
                                 .arg(window.height())
                                 .arg(content->height())
                                 .arg(hint->height())));
+    }
+
+    // Under an icon on a bottom panel the window grows upwards: content that
+    // grows after the window is shown (a notice arriving) never pushes it
+    // over the panel.
+    void growingAfterShowStaysAboveABottomPanel() {
+        auto* content = new Content;
+        PopoverWindow window(content, PopoverWindow::Placement::underIcon, [] { return true; });
+        const QRect screen = QGuiApplication::primaryScreen()->availableGeometry();
+        const QRect icon(screen.center().x(), screen.bottom() - 23, 24, 24);
+        window.showPopover(icon);
+        QVERIFY(QTest::qWaitForWindowExposed(&window));
+        const int bottom = icon.top() - 5;  // the gap above the icon
+        QCOMPARE(window.geometry().bottom(), bottom);
+
+        content->setFixedSize(300, 320);
+        QTRY_VERIFY(window.height() >= 320);
+        QCOMPARE(window.geometry().bottom(), bottom);
+        QVERIFY(std::abs(window.geometry().center().x() - icon.center().x()) <= 1);
+
+        content->setFixedSize(300, 150);
+        QTRY_VERIFY(window.height() < 200);
+        QCOMPARE(window.geometry().bottom(), bottom);
+    }
+
+    // A window minimised is a popover closed, and back on screen it is
+    // shown again: what runs only for an open popover follows.
+    void minimisingIsClosingAndRestoringIsShowing() {
+        PopoverWindow window(new Content, PopoverWindow::Placement::standalone,
+                             [] { return true; });
+        QSignalSpy shown(&window, &PopoverWindow::didShow);
+        QSignalSpy closed(&window, &PopoverWindow::didClose);
+        window.showPopover();
+        QVERIFY(QTest::qWaitForWindowExposed(&window));
+        QCOMPARE(shown.size(), 1);
+        window.showMinimized();
+        QTRY_COMPARE(closed.size(), 1);
+        window.showNormal();
+        QTRY_COMPARE(shown.size(), 2);
+        window.close();
+        QCOMPARE(closed.size(), 2);
+        QCOMPARE(shown.size(), 2);
     }
 };
 
