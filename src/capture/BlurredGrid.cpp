@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdlib>
 
 #if defined(__SSE2__)
 #include <emmintrin.h>
@@ -117,12 +116,4 @@ void BlurredGrid::blur(const std::uint8_t* luma, int stride) {
 
 void BlurredGrid::blurPortable(const std::uint8_t* luma, int stride) {
     blurGrid<blurredPortable>(luma, stride, *this);
-}
-
-void BlurredGrid::compare(const BlurredGrid& before, const BlurredGrid& now, int threshold,
-                          MotionImage& out) {
-    const std::int32_t scaled = threshold << MotionBlur::weightShift;
-    for (std::size_t i = 0; i < out.moved.size(); ++i) {
-        out.moved[i] = std::abs(now.values[i] - before.values[i]) > scaled ? 1 : 0;
-    }
 }

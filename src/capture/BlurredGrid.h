@@ -1,7 +1,6 @@
 #pragma once
 
 #include "MotionGrid.h"
-#include "MotionImage.h"
 
 #include <cstdint>
 #include <vector>
@@ -26,9 +25,4 @@ struct BlurredGrid : MotionGrid {
     void blur(const std::uint8_t* luma, int stride);
     // The same in plain C++, for processors without SSE2; same results.
     void blurPortable(const std::uint8_t* luma, int stride);
-
-    // A grid point moved when its blurred luma changed by more than
-    // `threshold` levels (of 255). Both grids and `out` are of one size.
-    static void compare(const BlurredGrid& before, const BlurredGrid& now, int threshold,
-                        MotionImage& out);
 };

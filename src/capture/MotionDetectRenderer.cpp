@@ -16,8 +16,6 @@ namespace {
 using MotionBlur::radius;
 using MotionBlur::taps;
 using MotionBlur::weights;
-constexpr int scaledThreshold = MotionDetectRenderer::movedThreshold << MotionBlur::weightShift;
-
 using Window = MotionBlur::Rows;
 
 // The full-frame mask is the same blur done separably over every pixel: first
@@ -25,7 +23,8 @@ using Window = MotionBlur::Rows;
 // grid makes them), then across. Exact integers throughout, so each pixel gets
 // the very sum the grid gets at its points.
 using ColumnSums = void (*)(const Window&, const Window&, int, std::int32_t*);
-using RowBlur = void (*)(const std::int32_t*, int, std::uint8_t*);
+using RowBlur = void (*)(const std::int32_t*, int, const std::int32_t*, const std::int32_t*,
+                         std::uint8_t*);
 
 void columnSumsPortable(const Window& previous, const Window& current, int width,
                         std::int32_t* out) {
@@ -38,14 +37,16 @@ void columnSumsPortable(const Window& previous, const Window& current, int width
     }
 }
 
-// `sums` holds `radius` readable values either side of the row.
-void rowBlurPortable(const std::int32_t* sums, int width, std::uint8_t* mask) {
+// `sums` holds `radius` readable values either side of the row; a pixel moved
+// when its blurred change is above `upper` or below `lower` (per pixel).
+void rowBlurPortable(const std::int32_t* sums, int width, const std::int32_t* upper,
+                     const std::int32_t* lower, std::uint8_t* mask) {
     for (int x = 0; x < width; ++x) {
         int sum = 0;
         for (int j = 0; j < taps; ++j) {
             sum += weights[j] * sums[x + j - radius];
         }
-        mask[x] = std::abs(sum) > scaledThreshold ? 1 : 0;
+        mask[x] = sum > upper[x] || sum < lower[x] ? 1 : 0;
     }
 }
 
@@ -110,36 +111,71 @@ __m128i blurredFour(const std::int32_t* sums) {
     return sum;
 }
 
-void rowBlurSse2(const std::int32_t* sums, int width, std::uint8_t* mask) {
-    const __m128i above = _mm_set1_epi32(scaledThreshold);
-    const __m128i below = _mm_set1_epi32(-scaledThreshold);
+void rowBlurSse2(const std::int32_t* sums, int width, const std::int32_t* upper,
+                 const std::int32_t* lower, std::uint8_t* mask) {
     const __m128i one = _mm_set1_epi8(1);
-    const auto moved = [&](const __m128i sum) {
+    const auto moved = [&](int x) {
+        const __m128i sum = blurredFour(sums + x);
+        const __m128i above = _mm_loadu_si128(reinterpret_cast<const __m128i*>(upper + x));
+        const __m128i below = _mm_loadu_si128(reinterpret_cast<const __m128i*>(lower + x));
         return _mm_or_si128(_mm_cmpgt_epi32(sum, above), _mm_cmplt_epi32(sum, below));
     };
     int x = 0;
     for (; x + 8 <= width; x += 8) {
-        const __m128i words =
-            _mm_packs_epi32(moved(blurredFour(sums + x)), moved(blurredFour(sums + x + 4)));
+        const __m128i words = _mm_packs_epi32(moved(x), moved(x + 4));
         const __m128i bytes = _mm_and_si128(_mm_packs_epi16(words, words), one);
         _mm_storel_epi64(reinterpret_cast<__m128i*>(mask + x), bytes);
     }
-    rowBlurPortable(sums + x, width - x, mask + x);
+    rowBlurPortable(sums + x, width - x, upper + x, lower + x, mask + x);
 }
 #endif
 
-// `scratch` holds width + 2 * radius values; its ends repeat the edge columns.
+// Each pixel is judged by the grid point nearest to it: fills one row's
+// bounds from grid row `row`. Without grid points, the fixed threshold.
+void fillRowBounds(const MotionNoise::Bounds& bounds, int row, int width, std::int32_t* upper,
+                   std::int32_t* lower) {
+    const MotionGrid& grid = bounds.grid;
+    if (grid.points() == 0) {
+        constexpr std::int32_t fixed = MotionNoise::fixedThreshold << MotionBlur::weightShift;
+        std::fill(upper, upper + width, fixed);
+        std::fill(lower, lower + width, -fixed);
+        return;
+    }
+    const int half = grid.step / 2;
+    for (int column = 0; column < grid.columns; ++column) {
+        const int start = std::clamp(column * grid.step - half, 0, width);
+        const int end = column + 1 == grid.columns
+                            ? width
+                            : std::clamp(column * grid.step - half + grid.step, 0, width);
+        const int point = row * grid.columns + column;
+        std::fill(upper + start, upper + end, bounds.upper[point]);
+        std::fill(lower + start, lower + end, bounds.lower[point]);
+    }
+}
+
+// `scratch` holds width + 2 * radius column sums (their ends repeat the edge
+// columns), then a row of upper and a row of lower bounds.
 template <ColumnSums columnSums, RowBlur rowBlur>
 void renderFrame(const std::uint8_t* previous, int previousStride, const std::uint8_t* current,
-                 int currentStride, int width, int height, std::int32_t* scratch,
-                 std::uint8_t* mask) {
+                 int currentStride, int width, int height, const MotionNoise::Bounds& bounds,
+                 std::int32_t* scratch, std::uint8_t* mask) {
     std::int32_t* sums = scratch + radius;
+    std::int32_t* upper = sums + width + radius;
+    std::int32_t* lower = upper + width;
+    const MotionGrid& grid = bounds.grid;
+    int boundsRow = -1;
     for (int y = 0; y < height; ++y) {
+        const int row =
+            grid.rows > 0 ? std::min((y + grid.step / 2) / grid.step, grid.rows - 1) : 0;
+        if (row != boundsRow) {
+            fillRowBounds(bounds, row, width, upper, lower);
+            boundsRow = row;
+        }
         columnSums(MotionBlur::rowsAround(previous, previousStride, y, height),
                    MotionBlur::rowsAround(current, currentStride, y, height), width, sums);
         std::fill(scratch, sums, sums[0]);
         std::fill(sums + width, sums + width + radius, sums[width - 1]);
-        rowBlur(sums, width, mask + static_cast<std::ptrdiff_t>(y) * width);
+        rowBlur(sums, width, upper, lower, mask + static_cast<std::ptrdiff_t>(y) * width);
     }
 }
 
@@ -167,10 +203,11 @@ bool MotionDetectRenderer::prepare(GstCaps* inputCaps, int retainedBufferCountHi
         maskPool_.push_back(
             std::make_shared<std::vector<std::uint8_t>>(static_cast<std::size_t>(width) * height));
     }
-    columnSums_.assign(static_cast<std::size_t>(width) + 2 * blurRadius, 0);
+    columnSums_.assign(fullFrameScratch(width), 0);
     for (BlurredGrid& grid : grids_) {
         grid.resize(width, height, skipPixels);
     }
+    noise_.resize(grids_[0], info.fps_d > 0 ? static_cast<double>(info.fps_n) / info.fps_d : 0);
     input_ = info;
     prepared_ = true;
     return true;
@@ -183,32 +220,43 @@ void MotionDetectRenderer::reset() {
     maskPool_.clear();
     columnSums_ = {};
     grids_ = {};
+    noise_.resize(MotionGrid{}, 0);
     forgetFrames();
 }
 
 void MotionDetectRenderer::forgetFrames() {
     newestGridSample_.reset();
+    noise_.startOver();
+}
+
+bool MotionDetectRenderer::fixedThresholdWanted() {
+    return qEnvironmentVariable("NELVO_FIXED_MOTION_THRESHOLD") == QLatin1String("1");
+}
+
+std::size_t MotionDetectRenderer::fullFrameScratch(int width) {
+    return static_cast<std::size_t>(width) * 3 + 2 * radius;
 }
 
 void MotionDetectRenderer::renderFullFrame(const std::uint8_t* previous, int previousStride,
                                            const std::uint8_t* current, int currentStride,
-                                           int width, int height, std::int32_t* scratch,
-                                           std::uint8_t* mask) {
+                                           int width, int height, const MotionNoise::Bounds& bounds,
+                                           std::int32_t* scratch, std::uint8_t* mask) {
 #if defined(__SSE2__)
     renderFrame<columnSumsSse2, rowBlurSse2>(previous, previousStride, current, currentStride,
-                                             width, height, scratch, mask);
+                                             width, height, bounds, scratch, mask);
 #else
-    renderFullFramePortable(previous, previousStride, current, currentStride, width, height,
+    renderFullFramePortable(previous, previousStride, current, currentStride, width, height, bounds,
                             scratch, mask);
 #endif
 }
 
 void MotionDetectRenderer::renderFullFramePortable(const std::uint8_t* previous, int previousStride,
                                                    const std::uint8_t* current, int currentStride,
-                                                   int width, int height, std::int32_t* scratch,
-                                                   std::uint8_t* mask) {
-    renderFrame<columnSumsPortable, rowBlurPortable>(previous, previousStride, current,
-                                                     currentStride, width, height, scratch, mask);
+                                                   int width, int height,
+                                                   const MotionNoise::Bounds& bounds,
+                                                   std::int32_t* scratch, std::uint8_t* mask) {
+    renderFrame<columnSumsPortable, rowBlurPortable>(
+        previous, previousStride, current, currentStride, width, height, bounds, scratch, mask);
 }
 
 bool MotionDetectRenderer::hasFreeMotionImage() const {
@@ -294,13 +342,13 @@ void MotionDetectRenderer::measureGrid(const MappedVideoFrame* previous,
         ++gridBlurs_;
     }
     if (sameFrame) {
-        BlurredGrid::compare(before, before, movedThreshold, out);
+        noise_.judgeSameFrame(out);
         return;
     }
     BlurredGrid& now = grids_[1 - newestGrid_];
     now.blur(current.plane(0), current.stride(0));
     ++gridBlurs_;
-    BlurredGrid::compare(before, now, movedThreshold, out);
+    noise_.judge(before, now, out);
     newestGrid_ = 1 - newestGrid_;
 }
 
@@ -309,10 +357,10 @@ void MotionDetectRenderer::renderFullFrameMask(const MappedVideoFrame& previous,
                                                std::uint8_t* mask) {
     ++fullFrameRenders_;
     const int width = current.width();
-    const std::size_t scratch = static_cast<std::size_t>(width) + 2 * radius;
+    const std::size_t scratch = fullFrameScratch(width);
     if (columnSums_.size() < scratch) {
         columnSums_.resize(scratch);  // only for frames of another size than prepared
     }
     renderFullFrame(previous.plane(0), previous.stride(0), current.plane(0), current.stride(0),
-                    width, current.height(), columnSums_.data(), mask);
+                    width, current.height(), noise_.bounds(), columnSums_.data(), mask);
 }

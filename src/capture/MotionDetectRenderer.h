@@ -5,6 +5,7 @@
 #include "MappedVideoFrame.h"
 #include "MotionBlur.h"
 #include "MotionImage.h"
+#include "MotionNoise.h"
 #include "PreviewFrame.h"
 
 #include <gst/video/video.h>
@@ -17,20 +18,17 @@
 
 // Compares two consecutive camera frames and marks what moved. Only the grid
 // the level is read from is computed: at each grid point the two frames' luma,
-// blurred with a Gaussian of sigma 1.5, are compared with a per-pixel
-// threshold. Each frame's grid is blurred once and kept for the comparison
-// with the next frame, so a frame is read once. The full-frame mask of moved
-// pixels is made only when a preview is wanted, and handed over with the
-// camera's frame.
+// blurred with a Gaussian of sigma 1.5, are compared, and `MotionNoise`
+// decides from the camera's own noise whether the change is movement. Each
+// frame's grid is blurred once and kept for the comparison with the next
+// frame, so a frame is read once. The full-frame mask of moved pixels is made
+// only when a preview is wanted, with the same decision, and handed over with
+// the camera's frame. NELVO_FIXED_MOTION_THRESHOLD=1 in the environment keeps
+// the fixed threshold of 15 levels, to compare against it.
 class MotionDetectRenderer {
 public:
     // Sampling step of the grid in both directions.
     static constexpr int skipPixels = 20;
-    // A pixel moved when its blurred luma changed by more than this many
-    // levels (of 255). After the blur, sensor noise of a few levels per pixel
-    // changes a point by about one level; a person or an object against its
-    // background changes it by tens.
-    static constexpr int movedThreshold = 15;
     static constexpr double sigma = 1.5;
     static constexpr int blurRadius = MotionBlur::radius;
 
@@ -50,27 +48,35 @@ public:
     // and the like); the pools keep `retainedBufferCountHint` images each.
     bool prepare(GstCaps* inputCaps, int retainedBufferCountHint);
     void reset();
-    // Lets go of the frame whose grid is kept (for when capture stops).
+    // Lets go of the frame whose grid is kept and starts learning the noise
+    // over (for when capture stops).
     void forgetFrames();
 
     // Frames must be of the prepared format. Prints what failed.
     Images render(GstSample* previous, GstSample* current, bool wantsPreview);
 
     // The same contract at every pixel, for the preview: one mask byte per
-    // pixel (1 = moved), rows of `width` bytes. Each pixel gets exactly the
-    // sum the grid gets at its points. Allocates only for frames of another
-    // size than prepared.
+    // pixel (1 = moved), rows of `width` bytes, decided as the last rendered
+    // pair was. Each pixel gets exactly the sum the grid gets at its points
+    // and is judged by the bounds of the grid point nearest to it. Allocates
+    // only for frames of another size than prepared.
     void renderFullFrameMask(const MappedVideoFrame& previous, const MappedVideoFrame& current,
                              std::uint8_t* mask);
-    // The full-frame mask from two luma planes; `scratch` holds width + 2 *
-    // blurRadius values. With SSE2 where the processor has it.
+    // The full-frame mask from two luma planes; `scratch` holds
+    // `fullFrameScratch(width)` values. With SSE2 where the processor has it.
     static void renderFullFrame(const std::uint8_t* previous, int previousStride,
                                 const std::uint8_t* current, int currentStride, int width,
-                                int height, std::int32_t* scratch, std::uint8_t* mask);
+                                int height, const MotionNoise::Bounds& bounds,
+                                std::int32_t* scratch, std::uint8_t* mask);
     // The same in plain C++; same results.
     static void renderFullFramePortable(const std::uint8_t* previous, int previousStride,
                                         const std::uint8_t* current, int currentStride, int width,
-                                        int height, std::int32_t* scratch, std::uint8_t* mask);
+                                        int height, const MotionNoise::Bounds& bounds,
+                                        std::int32_t* scratch, std::uint8_t* mask);
+    static std::size_t fullFrameScratch(int width);
+
+    // What the camera's noise taught the decision so far.
+    const MotionNoise& noise() const { return noise_; }
 
     // How many full-frame masks were made (the preview's cost).
     std::uint64_t fullFrameRenders() const { return fullFrameRenders_; }
@@ -79,6 +85,7 @@ public:
     std::uint64_t gridBlurs() const { return gridBlurs_; }
 
 private:
+    static bool fixedThresholdWanted();
     std::shared_ptr<MotionImage> takeMotionImage();
     std::shared_ptr<std::vector<std::uint8_t>> takeMask();
     QString poolDescription() const;
@@ -89,7 +96,7 @@ private:
     std::optional<GstVideoInfo> input_;
     std::vector<std::shared_ptr<MotionImage>> motionPool_;
     std::vector<std::shared_ptr<std::vector<std::uint8_t>>> maskPool_;
-    std::vector<std::int32_t> columnSums_;  // one row of the full-frame blur
+    std::vector<std::int32_t> columnSums_;  // the full-frame blur's scratch
     std::uint64_t fullFrameRenders_ = 0;
     std::uint64_t gridBlurs_ = 0;
     // The grids of the last two frames; the newest one is that of
@@ -97,4 +104,5 @@ private:
     std::array<BlurredGrid, 2> grids_;
     int newestGrid_ = 0;
     GstHandle<GstSample> newestGridSample_;
+    MotionNoise noise_{fixedThresholdWanted()};
 };

@@ -129,7 +129,7 @@ private Q_SLOTS:
     void theFullFrameMaskEqualsTheGridAndTheReference() {
         QFETCH(int, width);
         QFETCH(int, height);
-        const double threshold = MotionDetectRenderer::movedThreshold;
+        const double threshold = MotionNoise::fixedThreshold;
         for (unsigned seed = 1; seed <= 2; ++seed) {
             const auto beforeLuma = randomLuma(width, height, 10 * seed);
             const auto afterLuma = randomLuma(width, height, 10 * seed + 1);
@@ -154,10 +154,10 @@ private Q_SLOTS:
             std::vector<std::uint8_t> fast(pixels, 7);
             std::vector<std::uint8_t> portable(pixels, 7);
             renderer.renderFullFrameMask(a, b, fast.data());
-            std::vector<std::int32_t> scratch(width + 2 * MotionDetectRenderer::blurRadius);
-            MotionDetectRenderer::renderFullFramePortable(a.plane(0), a.stride(0), b.plane(0),
-                                                          b.stride(0), width, height,
-                                                          scratch.data(), portable.data());
+            std::vector<std::int32_t> scratch(MotionDetectRenderer::fullFrameScratch(width));
+            MotionDetectRenderer::renderFullFramePortable(
+                a.plane(0), a.stride(0), b.plane(0), b.stride(0), width, height,
+                renderer.noise().bounds(), scratch.data(), portable.data());
 
             QVERIFY(fast == portable);
             int moved = 0;
@@ -211,7 +211,7 @@ private Q_SLOTS:
         QFETCH(int, width);
         QFETCH(int, height);
         const double tolerance = 1.0;
-        const double threshold = MotionDetectRenderer::movedThreshold;
+        const double threshold = MotionNoise::fixedThreshold;
         int points = 0;
         int moved = 0;
         int nearThreshold = 0;
@@ -246,8 +246,9 @@ private Q_SLOTS:
             QVERIFY(fastAfter.values == portableAfter.values);
             MotionImage portable;
             portable.resize(width, height, MotionDetectRenderer::skipPixels);
-            BlurredGrid::compare(portableBefore, portableAfter,
-                                 MotionDetectRenderer::movedThreshold, portable);
+            MotionNoise fixed;  // a first pair is judged by the fixed threshold
+            fixed.resize(portableBefore, 30);
+            fixed.judge(portableBefore, portableAfter, portable);
 
             QCOMPARE(fast.columns, (width - 2) / 20 + 1);
             QCOMPARE(fast.rows, (height - 2) / 20 + 1);

@@ -1,0 +1,216 @@
+#include "MotionNoise.h"
+
+#include "MotionBlur.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+
+namespace {
+
+constexpr std::int32_t one = 1 << MotionBlur::weightShift;  // one luma level, scaled
+constexpr std::int32_t fixedScaled = MotionNoise::fixedThreshold * one;
+constexpr std::int32_t floorScaled = static_cast<std::int32_t>(MotionNoise::floorLevels * one);
+constexpr std::int32_t topScaled = 255 * one;
+// A point that has learned nothing yet is as sensitive as the fixed threshold.
+constexpr std::int32_t unlearnedNoise = (fixedScaled - floorScaled) / MotionNoise::noiseMultiple;
+constexpr int fullAverage = 1 << MotionNoise::averageShift;
+// The brightness change is modelled as a line in the luma; its halves must lie
+// this far apart for its slope to be trusted, and the slope stays within a
+// quarter (a gain change of 25 % between two frames).
+constexpr std::int32_t slopeSpread = 8 * one;
+constexpr int slopeShift = 16;
+
+constexpr int lumaBinShift = MotionBlur::weightShift - 2;
+constexpr int lumaBins = 256 << 2;
+constexpr int changeBinShift = MotionBlur::weightShift - 3;
+constexpr int changeBins = 2 * (256 << 3);
+
+int lumaBin(std::int32_t luma) {
+    return std::clamp(luma >> lumaBinShift, 0, lumaBins - 1);
+}
+std::int64_t lumaOfBin(int bin) {
+    return (std::int64_t{bin} << lumaBinShift) + (1 << (lumaBinShift - 1));
+}
+int changeBin(std::int32_t change) {
+    return std::clamp((change >> changeBinShift) + changeBins / 2, 0, changeBins - 1);
+}
+std::int64_t changeOfBin(int bin) {
+    return (std::int64_t{bin - changeBins / 2} << changeBinShift) + (1 << (changeBinShift - 1));
+}
+
+// The bin that holds the value of this rank (0 = the smallest).
+int binOfRank(const std::vector<int>& counts, int rank) {
+    int seen = 0;
+    for (std::size_t bin = 0; bin < counts.size(); ++bin) {
+        seen += counts[bin];
+        if (seen > rank) {
+            return static_cast<int>(bin);
+        }
+    }
+    return static_cast<int>(counts.size()) - 1;
+}
+
+}  // namespace
+
+void MotionNoise::resize(const MotionGrid& grid, double framesPerSecond) {
+    grid_ = grid;
+    const auto points = static_cast<std::size_t>(grid.points());
+    noise_.assign(points, 0);
+    samples_.assign(points, 0);
+    commonChange_.assign(points, 0);
+    upper_.assign(points, 0);
+    lower_.assign(points, 0);
+    rowNoise_.assign(points, 0);
+    lumaCounts_.assign(lumaBins, 0);
+    darkChangeCounts_.assign(changeBins, 0);
+    brightChangeCounts_.assign(changeBins, 0);
+    const double rate = framesPerSecond > 0 ? framesPerSecond : 30.0;
+    settleFrames_ =
+        std::max(minimumSettleFrames, static_cast<int>(std::lround(settleSeconds * rate)));
+    startOver();
+}
+
+void MotionNoise::startOver() {
+    std::fill(noise_.begin(), noise_.end(), unlearnedNoise);
+    std::fill(samples_.begin(), samples_.end(), 0);
+    framesLearned_ = 0;
+    setFixedBounds();
+}
+
+double MotionNoise::thresholdLevels(int point) const {
+    return (static_cast<double>(upper_[point]) - lower_[point]) / 2 / one;
+}
+
+void MotionNoise::judgeSameFrame(MotionImage& out) {
+    setFixedBounds();
+    std::fill(out.moved.begin(), out.moved.end(), 0);
+}
+
+void MotionNoise::judge(const BlurredGrid& before, const BlurredGrid& now, MotionImage& out) {
+    findCommonChange(before, now);
+    if (settled()) {
+        setLearnedBounds();
+    } else {
+        setFixedBounds();
+    }
+    for (std::size_t i = 0; i < out.moved.size(); ++i) {
+        const std::int32_t change = now.values[i] - before.values[i];
+        out.moved[i] = change > upper_[i] || change < lower_[i] ? 1 : 0;
+    }
+    learn(before, now, out);
+    if (framesLearned_ < settleFrames_) {
+        ++framesLearned_;
+    }
+}
+
+// The frame's common change at each point's brightness: a line through the
+// median change of the darker half of the points and that of the brighter
+// half, each at its median luma. Medians ignore whatever moves in a minority
+// of the points; the line follows both a lamp adding light everywhere and an
+// exposure step scaling it. Where the change would take the luma past black or
+// white, it stops there, as the sensor does. The medians are read from
+// histograms (luma in quarter levels, changes in eighths), which costs a
+// fraction of sorting.
+void MotionNoise::findCommonChange(const BlurredGrid& before, const BlurredGrid& now) {
+    const int n = grid_.points();
+    if (n == 0) {
+        return;
+    }
+    std::fill(lumaCounts_.begin(), lumaCounts_.end(), 0);
+    for (int i = 0; i < n; ++i) {
+        ++lumaCounts_[lumaBin(before.values[i])];
+    }
+    const int split = binOfRank(lumaCounts_, n / 2);
+    int darkCount = 0;
+    for (int bin = 0; bin < split; ++bin) {
+        darkCount += lumaCounts_[bin];
+    }
+    const int brightCount = n - darkCount;
+    std::fill(darkChangeCounts_.begin(), darkChangeCounts_.end(), 0);
+    std::fill(brightChangeCounts_.begin(), brightChangeCounts_.end(), 0);
+    for (int i = 0; i < n; ++i) {
+        auto& counts = lumaBin(before.values[i]) < split ? darkChangeCounts_ : brightChangeCounts_;
+        ++counts[changeBin(now.values[i] - before.values[i])];
+    }
+    const std::int64_t brightLuma = lumaOfBin(binOfRank(lumaCounts_, darkCount + brightCount / 2));
+    const std::int64_t brightChange = changeOfBin(binOfRank(brightChangeCounts_, brightCount / 2));
+    // A picture of one brightness has no darker half.
+    const std::int64_t darkLuma =
+        darkCount > 0 ? lumaOfBin(binOfRank(lumaCounts_, darkCount / 2)) : brightLuma;
+    const std::int64_t darkChange =
+        darkCount > 0 ? changeOfBin(binOfRank(darkChangeCounts_, darkCount / 2)) : brightChange;
+
+    const std::int64_t spread = brightLuma - darkLuma;
+    std::int64_t slope = 0;  // scaled by 2^slopeShift
+    std::int64_t base = (darkChange + brightChange) / 2;
+    std::int64_t baseLuma = 0;
+    if (spread >= slopeSpread) {
+        slope = ((brightChange - darkChange) << slopeShift) / spread;
+        slope = std::clamp<std::int64_t>(slope, -(1 << slopeShift) / 4, (1 << slopeShift) / 4);
+        base = darkChange;
+        baseLuma = darkLuma;
+    }
+    for (int i = 0; i < n; ++i) {
+        const std::int64_t luma = before.values[i];
+        const std::int64_t change = base + ((slope * (luma - baseLuma)) >> slopeShift);
+        commonChange_[i] =
+            static_cast<std::int32_t>(std::clamp<std::int64_t>(luma + change, 0, topScaled) - luma);
+    }
+}
+
+// Points that did not move teach their noise: a running mean of their
+// absolute change less the common one, plain over the first frames and
+// weighing the last `fullAverage` after that.
+void MotionNoise::learn(const BlurredGrid& before, const BlurredGrid& now,
+                        const MotionImage& moved) {
+    for (std::size_t i = 0; i < noise_.size(); ++i) {
+        if (moved.moved[i]) {
+            continue;
+        }
+        const std::int32_t deviation =
+            std::abs(now.values[i] - before.values[i] - commonChange_[i]);
+        const std::int32_t step = deviation - noise_[i];
+        if (samples_[i] < fullAverage) {
+            ++samples_[i];
+            noise_[i] += step / samples_[i];
+        } else {
+            noise_[i] += step >> MotionNoise::averageShift;
+        }
+    }
+}
+
+void MotionNoise::setFixedBounds() {
+    std::fill(upper_.begin(), upper_.end(), fixedScaled);
+    std::fill(lower_.begin(), lower_.end(), -fixedScaled);
+}
+
+// Each point's noise is the mean over the 3 x 3 grid points around it (edges
+// repeated): nine points' worth of frames make a steadier figure than one,
+// and noise varies slowly across a picture.
+void MotionNoise::setLearnedBounds() {
+    const int columns = grid_.columns;
+    const int rows = grid_.rows;
+    for (int row = 0; row < rows; ++row) {
+        const std::int32_t* noise = noise_.data() + row * columns;
+        std::int32_t* sums = rowNoise_.data() + row * columns;
+        for (int column = 0; column < columns; ++column) {
+            sums[column] = noise[std::max(column - 1, 0)] + noise[column] +
+                           noise[std::min(column + 1, columns - 1)];
+        }
+    }
+    for (int row = 0; row < rows; ++row) {
+        const std::int32_t* above = rowNoise_.data() + std::max(row - 1, 0) * columns;
+        const std::int32_t* here = rowNoise_.data() + row * columns;
+        const std::int32_t* below = rowNoise_.data() + std::min(row + 1, rows - 1) * columns;
+        for (int column = 0; column < columns; ++column) {
+            const int i = row * columns + column;
+            const std::int64_t mean =
+                (static_cast<std::int64_t>(above[column]) + here[column] + below[column]) / 9;
+            const auto threshold = static_cast<std::int32_t>(
+                std::min<std::int64_t>(fixedScaled, noiseMultiple * mean + floorScaled));
+            upper_[i] = commonChange_[i] + threshold;
+            lower_[i] = commonChange_[i] - threshold;
+        }
+    }
+}
