@@ -3,6 +3,7 @@
 #include "ArmedStateValue.h"
 #include "Defaults.h"
 #include "PopoverNotice.h"
+#include "RecordingFailureReport.h"
 #include "RecordingManager.h"
 #include "ScheduleSurvival.h"
 #include "SettingsKeys.h"
@@ -35,6 +36,9 @@ QVariantMap NelvoStatus::of(const RecordingManager& manager, const Sources& sour
     if (const std::optional<WhatHappened> last = manager.lastWhatHappened()) {
         status.insert(QStringLiteral("summary"),
                       WhatHappened::summaryText(*last, QTimeZone::systemTimeZone(), QLocale()));
+    }
+    if (const QVariantMap failure = RecordingFailureReport::fieldsOf(manager); !failure.isEmpty()) {
+        status.insert(QStringLiteral("recordingFailure"), failure);
     }
     return status;
 }

@@ -8,7 +8,8 @@
 class RecordingManager;
 
 // Nelvo's state as `nelvo status` shows it: the state and its text, the
-// notice the popover would show, and the last armed stretch's summary.
+// notice the popover would show, the last armed stretch's summary, the
+// recording failures.
 class NelvoStatus {
 public:
     // What the status needs from outside the recording manager; either may
@@ -18,7 +19,8 @@ public:
         std::function<LoginItem::State()> loginState;
     };
 
-    // Keys: "state" (int, -1 for none), "armed" (bool), "description"; and,
-    // when there are any, "notice" and "summary".
+    // Keys: "state" (int, -1 for none), "armed" (bool), "description"; when
+    // there are any, "notice", "summary" and "recordingFailure" (see
+    // RecordingFailureReport::fieldsOf).
     static QVariantMap of(const RecordingManager& manager, const Sources& sources);
 };

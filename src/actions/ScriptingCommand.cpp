@@ -1,14 +1,14 @@
 #include "ScriptingCommand.h"
 
-#include "ScriptingService.h"
+#include "ScriptingCall.h"
+#include "ScriptingReply.h"
 #include "ScriptingWatch.h"
-#include "ShortcutActions.h"
+#include "StatusText.h"
+#include "TestVerification.h"
 #include "Translations.h"
 
 #include <QCoreApplication>
 #include <QDBusConnection>
-#include <QDBusMessage>
-#include <QDBusMetaType>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QTextStream>
@@ -18,21 +18,20 @@ namespace ScriptingCommand {
 
 namespace {
 
-const QString service = QStringLiteral("io.nelvo.Nelvo");
-const QString path = QStringLiteral("/io/nelvo/Nelvo");
 const QStringList verbs{QStringLiteral("arm"),  QStringLiteral("disarm"), QStringLiteral("status"),
                         QStringLiteral("test"), QStringLiteral("focus"),  QStringLiteral("watch")};
 
 struct Request {
     QString verb;
     bool json = false;
+    bool verify = false;
     bool focusOn = false;
 };
 
 QString usage() {
-    return QCoreApplication::translate(
-        "ScriptingCommand",
-        "Usage: nelvo arm | disarm | test | focus on|off | status [--json] | watch [--json]");
+    return QCoreApplication::translate("ScriptingCommand",
+                                       "Usage: nelvo arm | disarm | test [--verify] | focus on|off "
+                                       "| status [--json] | watch [--json]");
 }
 
 // The request, or nothing when the arguments after the verb do not fit it.
@@ -49,11 +48,15 @@ std::optional<Request> parse(const QStringList& arguments) {
     }
     const bool jsonAllowed =
         request.verb == QStringLiteral("status") || request.verb == QStringLiteral("watch");
+    const bool verifyAllowed = request.verb == QStringLiteral("test");
     for (const QString& argument : rest) {
-        if (argument != QStringLiteral("--json") || !jsonAllowed) {
+        if (argument == QStringLiteral("--json") && jsonAllowed) {
+            request.json = true;
+        } else if (argument == QStringLiteral("--verify") && verifyAllowed) {
+            request.verify = true;
+        } else {
             return std::nullopt;
         }
-        request.json = true;
     }
     return request;
 }
@@ -62,65 +65,58 @@ void printLine(const QString& text) {
     QTextStream(stdout) << text << '\n';
 }
 
-// One call to the running Nelvo; nothing when no Nelvo (or one still starting) answered.
-std::optional<QList<QVariant>> call(const QDBusConnection& bus, const QString& method,
-                                    const QVariantList& arguments = {}) {
-    if (!bus.isConnected()) {
-        return std::nullopt;
-    }
-    QDBusMessage message =
-        QDBusMessage::createMethodCall(service, path, ScriptingService::interfaceName, method);
-    message.setArguments(arguments);
-    const QDBusMessage reply = bus.call(message, QDBus::Block, 10000);
-    if (reply.type() != QDBusMessage::ReplyMessage) {
-        return std::nullopt;
-    }
-    return reply.arguments();
-}
-
-int notRunningAnswer() {
-    printLine(ShortcutActions::notReadyText());
-    return notRunning;
+int unanswered(const ScriptingCall& call) {
+    printLine(call.failureText());
+    return call.exitStatus();
 }
 
 // The answer of a method that returns a dialog and whether it was done.
 int dialogAnswer(const QDBusConnection& bus, const QString& method) {
-    const std::optional<QList<QVariant>> reply = call(bus, method);
-    if (!reply || reply->size() < 2) {
-        return notRunningAnswer();
+    const ScriptingCall call = ScriptingCall::send(bus, ScriptingCall::methodCall(method));
+    if (!call.answered()) {
+        return unanswered(call);
     }
-    printLine(reply->at(0).toString());
-    return reply->at(1).toBool() ? done : refused;
+    printLine(call.arguments().value(0).toString());
+    return call.arguments().value(1).toBool() ? done : refused;
 }
 
 int status(const QDBusConnection& bus, bool json) {
-    const std::optional<QList<QVariant>> reply = call(bus, QStringLiteral("GetStatus"));
-    if (!reply || reply->isEmpty()) {
-        return notRunningAnswer();
+    const ScriptingCall call =
+        ScriptingCall::send(bus, ScriptingCall::methodCall(QStringLiteral("GetStatus")));
+    if (!call.answered()) {
+        return unanswered(call);
     }
-    const QVariantMap status = qdbus_cast<QVariantMap>(reply->at(0));
+    const QVariantMap status = ScriptingReply::plain(call.arguments().value(0)).toMap();
     if (json) {
         printLine(QString::fromUtf8(
             QJsonDocument(QJsonObject::fromVariantMap(status)).toJson(QJsonDocument::Compact)));
         return done;
     }
-    for (const QString& key :
-         {QStringLiteral("description"), QStringLiteral("notice"), QStringLiteral("summary")}) {
-        if (status.contains(key)) {
-            printLine(status.value(key).toString());
-        }
+    for (const QString& line : StatusText::lines(status)) {
+        printLine(line);
     }
     return done;
 }
 
 int watch(const QDBusConnection& bus, bool json) {
     ScriptingWatch watcher(bus, json);
-    if (!bus.isConnected() || !watcher.start()) {
-        return notRunningAnswer();
+    const ScriptingCall started = watcher.start();
+    if (!started.answered()) {
+        return unanswered(started);
     }
     QObject::connect(&watcher, &ScriptingWatch::ended, QCoreApplication::instance(),
                      [] { QCoreApplication::exit(done); });
     return QCoreApplication::exec();
+}
+
+int focus(const QDBusConnection& bus, bool on) {
+    const ScriptingCall call =
+        ScriptingCall::send(bus, ScriptingCall::methodCall(QStringLiteral("SetFocus"), {on}));
+    if (!call.answered()) {
+        return unanswered(call);
+    }
+    printLine(call.arguments().value(0).toString());
+    return done;
 }
 
 int perform(const Request& request) {
@@ -132,16 +128,11 @@ int perform(const Request& request) {
         return dialogAnswer(bus, QStringLiteral("Disarm"));
     }
     if (request.verb == QStringLiteral("test")) {
-        return dialogAnswer(bus, QStringLiteral("RecordTest"));
+        return request.verify ? TestVerification::run(bus)
+                              : dialogAnswer(bus, QStringLiteral("RecordTest"));
     }
     if (request.verb == QStringLiteral("focus")) {
-        const std::optional<QList<QVariant>> reply =
-            call(bus, QStringLiteral("SetFocus"), {request.focusOn});
-        if (!reply || reply->isEmpty()) {
-            return notRunningAnswer();
-        }
-        printLine(reply->at(0).toString());
-        return done;
+        return focus(bus, request.focusOn);
     }
     if (request.verb == QStringLiteral("status")) {
         return status(bus, request.json);

@@ -1,5 +1,6 @@
 #include "ScriptingService.h"
 
+#include "LevelMonitor.h"
 #include "Log.h"
 #include "RecordingManager.h"
 #include "ShortcutActions.h"
@@ -14,13 +15,25 @@ ScriptingService::ScriptingService(QDBusConnection bus, QString objectPath, QObj
 
 ScriptingService::~ScriptingService() = default;
 
-void ScriptingService::installManager(RecordingManager& manager, NelvoStatus::Sources sources) {
+void ScriptingService::installManager(RecordingManager& manager, Sources sources) {
     if (manager_) {
         return;
     }
     manager_ = &manager;
-    sources_ = std::move(sources);
+    sources_ = std::move(sources.status);
+    levels_ = sources.levels;
     actions_ = std::make_unique<ShortcutActions>(manager);
+    // Without a tray the log is where a failure shows; scripts hear it too.
+    failureReport_ = std::make_unique<RecordingFailureReport>(manager);
+    connect(failureReport_.get(), &RecordingFailureReport::told, this,
+            [this](const QVariantMap& fields, const QString& line) {
+                Log::line(line);
+                Q_EMIT RecordingFailureChanged(fields);
+            });
+    testReport_ =
+        std::make_unique<TestReport>(manager, sources.levels, std::move(sources.preRollOf));
+    connect(testReport_.get(), &TestReport::finished, this,
+            &ScriptingService::TestRecordingFinished);
     announced_ = armedStateValue();
     // The countdown's ticks, who armed and the schedule change the text
     // alone; state and text are the one property, announced when either changes.
@@ -30,6 +43,16 @@ void ScriptingService::installManager(RecordingManager& manager, NelvoStatus::So
         connect(&manager, changed, this, &ScriptingService::announceArmedState);
     }
     new Nelvo1Adaptor(this);
+    for (const QString& name : std::exchange(pendingActions_, {})) {
+        performAction(name);
+    }
+}
+
+void ScriptingService::fileFinished(const QString& path) {
+    if (testReport_) {
+        testReport_->fileFinished(path);
+    }
+    Q_EMIT RecordingFinished(path);
 }
 
 QString ScriptingService::Arm(bool& done) {
@@ -59,7 +82,11 @@ QString ScriptingService::SetFocus(bool armed) {
 }
 
 QVariantMap ScriptingService::GetStatus() {
-    return NelvoStatus::of(*manager_, sources_);
+    QVariantMap status = NelvoStatus::of(*manager_, sources_);
+    if (levels_) {
+        status.insert(levels_->lastMinute());
+    }
+    return status;
 }
 
 ArmedStateValue ScriptingService::armedStateValue() const {
@@ -75,8 +102,14 @@ bool ScriptingService::isActionName(const QString& name) {
 }
 
 bool ScriptingService::performAction(const QString& name) {
-    if (!manager_ || !isActionName(name)) {
+    if (!isActionName(name)) {
         return false;
+    }
+    if (!manager_) {
+        // A launcher's action is what started Nelvo: it is carried out once Nelvo is ready.
+        pendingActions_ << name;
+        Log::line(QStringLiteral("Desktop action %1: waiting until Nelvo is ready").arg(name));
+        return true;
     }
     bool done = false;
     const QString dialog = name == QStringLiteral("arm")      ? Arm(done)

@@ -2,14 +2,18 @@
 
 #include "ArmedStateValue.h"
 #include "NelvoStatus.h"
+#include "RecordingFailureReport.h"
+#include "TestReport.h"
 
 #include <QDBusConnection>
 #include <QObject>
 #include <QString>
+#include <QStringList>
 #include <QVariantMap>
 #include <memory>
 #include <optional>
 
+class LevelMonitor;
 class RecordingManager;
 class ShortcutActions;
 
@@ -29,8 +33,16 @@ public:
     ScriptingService(QDBusConnection bus, QString objectPath, QObject* parent = nullptr);
     ~ScriptingService() override;
 
+    // What the interface tells beside the recording manager's state; any part may be absent.
+    struct Sources {
+        NelvoStatus::Sources status;
+        // The levels measured lately, for the status and the test's report.
+        LevelMonitor* levels = nullptr;
+        TestReport::PreRollLookup preRollOf;
+    };
+
     // The manager is ready: the interface appears on the object.
-    void installManager(RecordingManager& manager, NelvoStatus::Sources sources = {});
+    void installManager(RecordingManager& manager, Sources sources);
     bool hasManager() const { return manager_ != nullptr; }
     // The actions on the installed manager; nullptr before.
     ShortcutActions* actions() const { return actions_.get(); }
@@ -44,15 +56,19 @@ public:
     QVariantMap GetStatus();
     ArmedStateValue armedStateValue() const;
 
-    // The desktop's actions "arm", "disarm" and "record-test"; false for any other.
+    // The desktop's actions "arm", "disarm" and "record-test"; false for any
+    // other. Asked before the manager is installed (the action started Nelvo
+    // through the bus), an action waits and is carried out once it is.
     bool performAction(const QString& name);
     static bool isActionName(const QString& name);
 
     // A recording's file is finished under `path`.
-    void fileFinished(const QString& path) { Q_EMIT RecordingFinished(path); }
+    void fileFinished(const QString& path);
 
 Q_SIGNALS:
     void RecordingFinished(const QString& path);
+    void RecordingFailureChanged(const QVariantMap& failure);
+    void TestRecordingFinished(const QVariantMap& report);
 
 private:
     void announceArmedState();
@@ -61,6 +77,10 @@ private:
     QString objectPath_;
     RecordingManager* manager_ = nullptr;
     std::unique_ptr<ShortcutActions> actions_;
+    std::unique_ptr<RecordingFailureReport> failureReport_;
+    std::unique_ptr<TestReport> testReport_;
     NelvoStatus::Sources sources_;
+    LevelMonitor* levels_ = nullptr;
     std::optional<ArmedStateValue> announced_;
+    QStringList pendingActions_;
 };

@@ -1,7 +1,11 @@
 #include "ScriptingWatch.h"
 
 #include "ArmedStateValue.h"
+#include "PlainText.h"
+#include "RecordingFailureReport.h"
+#include "ScriptingReply.h"
 #include "ScriptingService.h"
+#include "StatusText.h"
 
 #include <QDBusArgument>
 #include <QDBusMessage>
@@ -31,12 +35,15 @@ ScriptingWatch::ScriptingWatch(QDBusConnection bus, bool json, QObject* parent)
     ArmedStateValue::registerType();
 }
 
-bool ScriptingWatch::start() {
+ScriptingCall ScriptingWatch::start() {
     // Listening first, so no change between the reading and the listening is lost.
     bus_.connect(service, path, propertiesInterface, QStringLiteral("PropertiesChanged"), this,
                  SLOT(propertiesChanged(QString, QVariantMap, QStringList)));
     bus_.connect(service, path, ScriptingService::interfaceName,
                  QStringLiteral("RecordingFinished"), this, SLOT(recordingFinished(QString)));
+    bus_.connect(service, path, ScriptingService::interfaceName,
+                 QStringLiteral("RecordingFailureChanged"), this,
+                 SLOT(recordingFailureChanged(QDBusMessage)));
     auto* watcher =
         new QDBusServiceWatcher(service, bus_, QDBusServiceWatcher::WatchForUnregistration, this);
     connect(watcher, &QDBusServiceWatcher::serviceUnregistered, this, &ScriptingWatch::ended);
@@ -44,14 +51,26 @@ bool ScriptingWatch::start() {
     QDBusMessage get =
         QDBusMessage::createMethodCall(service, path, propertiesInterface, QStringLiteral("Get"));
     get << ScriptingService::interfaceName << QStringLiteral("ArmedState");
-    const QDBusMessage reply = bus_.call(get, QDBus::Block, 5000);
-    if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty()) {
-        return false;
+    const ScriptingCall call = ScriptingCall::send(bus_, get);
+    if (!call.answered() || call.arguments().isEmpty()) {
+        return call;
     }
     const ArmedStateValue state =
-        armedStateOf(reply.arguments().constFirst().value<QDBusVariant>().variant());
+        armedStateOf(call.arguments().constFirst().value<QDBusVariant>().variant());
     printState(state.raw, state.description);
-    return true;
+    // A failure that began before the watch is told as it starts.
+    const ScriptingCall status =
+        ScriptingCall::send(bus_, ScriptingCall::methodCall(QStringLiteral("GetStatus")));
+    if (status.answered()) {
+        const QVariantMap failure = ScriptingReply::plain(status.arguments().value(0))
+                                        .toMap()
+                                        .value(QStringLiteral("recordingFailure"))
+                                        .toMap();
+        if (!failure.isEmpty()) {
+            printFailure(failure);
+        }
+    }
+    return call;
 }
 
 void ScriptingWatch::propertiesChanged(const QString& interface, const QVariantMap& changed,
@@ -67,14 +86,30 @@ void ScriptingWatch::propertiesChanged(const QString& interface, const QVariantM
 void ScriptingWatch::recordingFinished(const QString& filePath) {
     print(
         {{QStringLiteral("event"), QStringLiteral("finished")}, {QStringLiteral("path"), filePath}},
-        QStringLiteral("Finished %1").arg(filePath));
+        QStringLiteral("Finished %1").arg(PlainText::escaped(filePath)));
+}
+
+void ScriptingWatch::recordingFailureChanged(const QDBusMessage& message) {
+    printFailure(ScriptingReply::plain(message.arguments().value(0)).toMap());
 }
 
 void ScriptingWatch::printState(int raw, const QString& description) {
     print({{QStringLiteral("event"), QStringLiteral("state")},
            {QStringLiteral("state"), raw},
            {QStringLiteral("description"), description}},
-          description);
+          PlainText::escaped(description));
+}
+
+// A failure, or (empty) the end of the failures.
+void ScriptingWatch::printFailure(const QVariantMap& failure) {
+    if (failure.isEmpty()) {
+        print({{QStringLiteral("event"), QStringLiteral("failureCleared")}},
+              RecordingFailureReport::clearedText());
+        return;
+    }
+    QVariantMap event = failure;
+    event.insert(QStringLiteral("event"), QStringLiteral("failure"));
+    print(event, PlainText::escaped(StatusText::failureLine(failure)));
 }
 
 void ScriptingWatch::print(const QVariantMap& event, const QString& plain) {

@@ -1,7 +1,5 @@
 #include "ApplicationService.h"
 
-#include "ShortcutActions.h"
-
 #include <QDBusConnectionInterface>
 #include <QDBusMessage>
 #include <QDBusReply>
@@ -67,10 +65,7 @@ void ApplicationService::ActivateAction(const QString& actionName, const QVarian
         Q_EMIT quitRequested();
         return;
     }
-    if (isActionName(actionName)) {
-        if (!performAction(actionName)) {
-            sendErrorReply(QDBusError::Failed, ShortcutActions::notReadyText());
-        }
+    if (performAction(actionName)) {
         return;
     }
     sendErrorReply(QDBusError::NotSupported,

@@ -4,7 +4,9 @@
 #include "CommandLine.h"
 #include "DoNotDisturbFocus.h"
 #include "GstHandle.h"
+#include "LevelMonitor.h"
 #include "Log.h"
+#include "LoggingRecorder.h"
 #include "ScriptingCommand.h"
 #include "SignalQuit.h"
 #include "TimeLapseCommand.h"
@@ -101,10 +103,12 @@ int main(int argc, char** argv) {
     QObject::connect(&signals, &SignalQuit::quitRequested, &delegate, &AppDelegate::terminate);
     delegate.launch();
     // Scripts and the desktop's actions reach Nelvo once its devices are known.
+    LevelMonitor levels(*delegate.captureManager(), delegate.recordingManager().defaults());
     std::unique_ptr<DoNotDisturbFocus> doNotDisturb;
     QObject::connect(delegate.captureManager(), &CaptureManager::devicesConfigured, &service, [&] {
         if (!service.hasManager()) {
-            service.installManager(delegate.recordingManager(), delegate.statusSources());
+            service.installManager(delegate.recordingManager(),
+                                   {delegate.statusSources(), &levels, LoggingRecorder::preRollOf});
             doNotDisturb = DoNotDisturbFocus::forDesktop(delegate.recordingManager().defaults(),
                                                          *service.actions());
         }

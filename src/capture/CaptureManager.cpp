@@ -73,6 +73,7 @@ CaptureManager::CaptureManager(Defaults& defaults, Clock& clock,
             if (activityDelegate_) {
                 activityDelegate_->soundLevel(meter);
             }
+            Q_EMIT soundLevelReported(meter);
         },
         [this] { trigger(); });
 }
@@ -564,6 +565,7 @@ void CaptureManager::motionMeasuredOnMain(int index, std::int64_t count, double 
     if (activityDelegate_) {
         activityDelegate_->motionLevel(index, level);
     }
+    Q_EMIT motionLevelReported(index, level);
 }
 
 // ---- Session errors ----------------------------------------------------------

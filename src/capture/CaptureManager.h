@@ -117,6 +117,9 @@ Q_SIGNALS:
     // After each reconfiguration has reached the main thread.
     void devicesConfigured();
     void capturingChanged();
+    // Each level as the activity delegate is told it, for other observers.
+    void motionLevelReported(int index, double level);
+    void soundLevelReported(double level);
 
 private:
     class PipelineEvents;
