@@ -268,6 +268,9 @@ void SettingsViewController::viewWillAppear() {
     rebuildDeviceMenus();
     captureManager_.listDevices();
     redrawFolderLine();
+    connect(&recordingManager_, &RecordingManager::recordingsChanged, this,
+            &SettingsViewController::redrawFolderLine, Qt::UniqueConnection);
+    recordingManager_.checkFolder();
     armAtLoginCheckbox_->setChecked(defaults_.boolValue(SettingsKeys::armAtLogin));
     doNotDisturbCheckbox_->setChecked(defaults_.boolValue(SettingsKeys::armWhileDoNotDisturb));
     loginState_ = loginItem_.state();
@@ -438,7 +441,7 @@ void SettingsViewController::didFailToFormat(const NumberField& range) {
 // ---- Recordings folder -----------------------------------------------------------------
 
 void SettingsViewController::redrawFolderLine() {
-    const FolderState state = RecordingsFolder::folderState(defaults_);
+    const FolderState state = recordingManager_.folderState();
     recordingsFolderField_->setText(RecordingsFolder::displayPath(state.folder()));
     recordingsFolderField_->setCursorPosition(0);
     recordingsFolderNote_->setText(RecordingsFolder::stateText(state));

@@ -203,8 +203,15 @@ private Q_SLOTS:
             make(f.clock.now().addSecs(-3600 * (i + 1)), 1000000LL * (i + 1));
         }
         make(f.clock.now().addSecs(600), 1000000);  // in the future: not counted
+        // The manager reads the folder on its own queue; the cost is known
+        // from its last reading.
+        f.manager->refreshRecordings();
+        QTRY_VERIFY(f.manager->recordingsListing().isCurrent());
         QVERIFY(!f.manager->recordingCost());
         make(f.clock.now().addSecs(-86400), 10000000);
+        QVERIFY(!f.manager->recordingCost());  // not read yet
+        f.manager->refreshRecordings();
+        QTRY_VERIFY(f.manager->recordingCost());
         const auto cost = f.manager->recordingCost();
         QVERIFY(cost);
         QCOMPARE(cost->count, 10);
