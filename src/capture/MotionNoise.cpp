@@ -13,7 +13,10 @@ constexpr std::int32_t fixedScaled = MotionNoise::fixedThreshold * one;
 constexpr std::int32_t floorScaled = static_cast<std::int32_t>(MotionNoise::floorLevels * one);
 constexpr std::int32_t topScaled = 255 * one;
 // A point that has learned nothing yet is as sensitive as the fixed threshold.
-constexpr std::int32_t unlearnedNoise = (fixedScaled - floorScaled) / MotionNoise::noiseMultiple;
+// The multiple of the noise, in sixteenths.
+constexpr std::int64_t multiple = static_cast<std::int64_t>(MotionNoise::noiseMultiple * 16);
+constexpr std::int32_t unlearnedNoise =
+    static_cast<std::int32_t>((fixedScaled - floorScaled) * 16 / multiple);
 constexpr int fullAverage = 1 << MotionNoise::averageShift;
 // The brightness change is modelled as a line in the luma; its halves must lie
 // this far apart for its slope to be trusted, and the slope stays within a
@@ -186,8 +189,9 @@ void MotionNoise::setFixedBounds() {
 }
 
 // Each point's noise is the mean over the 3 x 3 grid points around it (edges
-// repeated): nine points' worth of frames make a steadier figure than one,
-// and noise varies slowly across a picture.
+// repeated), or its own when that is higher: nine points' worth of frames make
+// a steadier figure than one, and noise varies slowly across a picture, but
+// not at its edges, where the blur repeats the edge pixels and averages fewer.
 void MotionNoise::setLearnedBounds() {
     const int columns = grid_.columns;
     const int rows = grid_.rows;
@@ -205,10 +209,11 @@ void MotionNoise::setLearnedBounds() {
         const std::int32_t* below = rowNoise_.data() + std::min(row + 1, rows - 1) * columns;
         for (int column = 0; column < columns; ++column) {
             const int i = row * columns + column;
-            const std::int64_t mean =
-                (static_cast<std::int64_t>(above[column]) + here[column] + below[column]) / 9;
+            const std::int64_t mean = std::max<std::int64_t>(
+                noise_[i],
+                (static_cast<std::int64_t>(above[column]) + here[column] + below[column]) / 9);
             const auto threshold = static_cast<std::int32_t>(
-                std::min<std::int64_t>(fixedScaled, noiseMultiple * mean + floorScaled));
+                std::min<std::int64_t>(fixedScaled, ((multiple * mean) >> 4) + floorScaled));
             upper_[i] = commonChange_[i] + threshold;
             lower_[i] = commonChange_[i] - threshold;
         }

@@ -20,8 +20,8 @@ class MotionNoise {
 public:
     // Levels of 255.
     static constexpr int fixedThreshold = 15;
-    static constexpr int noiseMultiple = 6;
-    static constexpr double floorLevels = 1.5;
+    static constexpr double noiseMultiple = 6;
+    static constexpr double floorLevels = 0.25;
     static constexpr double settleSeconds = 2.0;
     static constexpr int minimumSettleFrames = 20;
     // The running mean weighs the last 64 still frames (a power of two: a shift).
