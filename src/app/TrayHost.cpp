@@ -50,6 +50,12 @@ TrayHost::TrayHost(QDBusConnection bus, QObject* parent)
             [this] { setWatcherPresent(true); });
     connect(&watcher_, &QDBusServiceWatcher::serviceUnregistered, this,
             [this] { setWatcherPresent(false); });
+    if (!bus.isConnected()) {
+        // No session bus at all: no tray host can come.
+        QMetaObject::invokeMethod(
+            this, [this] { answered(false); }, Qt::QueuedConnection);
+        return;
+    }
     const QDBusMessage ask = QDBusMessage::createMethodCall(QStringLiteral("org.freedesktop.DBus"),
                                                             QStringLiteral("/org/freedesktop/DBus"),
                                                             QStringLiteral("org.freedesktop.DBus"),
