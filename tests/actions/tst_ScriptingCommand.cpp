@@ -188,6 +188,28 @@ private Q_SLOTS:
         QVERIFY(!bus.nameOwned());
     }
 
+    // A launcher's action is the user asking for Nelvo by name: the bus
+    // starts it, and the action is carried out once Nelvo is ready.
+    void aLauncherActionStartsNelvoAndIsCarriedOut() {
+        TestEnvironment environment;
+        ActivatingBus bus;
+        QVERIFY(bus.isRunning());
+        const QDBusMessage reply = bus.connection().call(
+            QDBusMessage::createMethodCall(service, path,
+                                           QStringLiteral("org.freedesktop.Application"),
+                                           QStringLiteral("ActivateAction"))
+                << QStringLiteral("arm") << QVariant::fromValue(QVariantList())
+                << QVariant::fromValue(QVariantMap()),
+            QDBus::Block, 30000);
+        QVERIFY2(reply.type() == QDBusMessage::ReplyMessage, qPrintable(reply.errorMessage()));
+        QVERIFY(bus.startedNelvo());
+        CommandRun status;
+        QTRY_VERIFY_WITH_TIMEOUT(
+            (status = nelvoCommand({"status"})).output.startsWith(QStringLiteral("Arming")) ||
+                status.output.startsWith(QStringLiteral("Armed")),
+            30000);
+    }
+
     void anErrorReplyIsNotMistakenForNoNelvo() {
         TestEnvironment environment;
         ActivatingBus bus;
