@@ -175,7 +175,7 @@ GstElement* createCameraElement(GstDevice* device, const gchar* name) {
     int height = 0;
     int rate = 0;
     if (std::sscanf(firstWord(content, 1).c_str(), "%dx%d@%d", &width, &height, &rate) == 3) {
-        description += " ! video/x-raw,format=I420,width=" + std::to_string(width) +
+        description += " ! capsfilter caps=video/x-raw,format=I420,width=" + std::to_string(width) +
                        ",height=" + std::to_string(height) + ",framerate=" + std::to_string(rate) +
                        "/1";
     }
