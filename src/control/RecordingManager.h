@@ -73,6 +73,8 @@ public:
 
     Defaults& defaults() const { return defaults_; }
     QDateTime now() const;
+    // The clock every decision by time reads, and its timers.
+    Clock& clock() const { return clock_; }
 
     // Observable state.
     std::optional<ArmState> armedState() const { return armedState_; }
