@@ -28,28 +28,36 @@ void RecordingsListing::refresh() {
 }
 
 // Answers come back as queued calls; a listing gone meanwhile drops them.
+// The queue compares each reading with the one it sent before, so an
+// unchanged folder costs the main thread nothing but the answer.
 void RecordingsListing::startReading() {
     reading_ = true;
     again_ = false;
     const QPointer<RecordingsListing> self(this);
-    queue_.async([self, folder = folder_] {
-        const QList<Recording> found = FileOutputManager::recordingsIn(folder);
+    queue_.async([this, self, folder = folder_] {
+        QList<Recording> found = FileOutputManager::recordingsIn(folder);
+        const bool same = folder == sentFolder_ && found == sent_;
+        sentFolder_ = folder;
+        sent_ = found;
         QMetaObject::invokeMethod(
             self.data(),
-            [self, folder, found] {
+            [self, folder, found = same ? QList<Recording>() : std::move(found), same] {
                 if (self) {
-                    self->listed(folder, found);
+                    self->listed(folder, found, same);
                 }
             },
             Qt::QueuedConnection);
     });
 }
 
-void RecordingsListing::listed(const QString& folder, const QList<Recording>& recordings) {
+void RecordingsListing::listed(const QString& folder, const QList<Recording>& recordings,
+                               bool unchanged) {
     reading_ = false;
     if (folder == folder_) {
-        const bool news = !listed_ || recordings != recordings_;
-        recordings_ = recordings;
+        const bool news = !listed_ || !unchanged;
+        if (!unchanged) {
+            recordings_ = recordings;
+        }
         listed_ = true;
         if (news) {
             Q_EMIT changed();

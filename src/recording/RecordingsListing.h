@@ -48,7 +48,7 @@ Q_SIGNALS:
 
 private:
     void startReading();
-    void listed(const QString& folder, const QList<Recording>& recordings);
+    void listed(const QString& folder, const QList<Recording>& recordings, bool unchanged);
     void tested(const QString& folder, bool writable);
 
     QString folder_;
@@ -58,5 +58,8 @@ private:
     bool again_ = false;
     QString testedFolder_;
     std::optional<bool> writable_;
+    // The queue's own: the last reading it sent.
+    QString sentFolder_;
+    QList<Recording> sent_;
     SerialQueue queue_{"RecordingsListing"};  // last: stops before the fields above go
 };
