@@ -15,6 +15,7 @@
 #include "LogindSleepInhibitor.h"
 #include "LogindSleepWatcher.h"
 #include "MainThread.h"
+#include "PlainText.h"
 #include "PopoverViewController.h"
 #include "PopoverWindow.h"
 #include "QuitAlert.h"
@@ -170,7 +171,9 @@ void AppDelegate::devicesConfigured() {
         captureManager_->camera(0) ? captureManager_->camera(0)->name() : QStringLiteral("none");
     const QString microphone = captureManager_->microphone() ? captureManager_->microphone()->name()
                                                              : QStringLiteral("none");
-    Log::line(QStringLiteral("Devices: camera %1, microphone %2").arg(camera, microphone));
+    // Names come from the devices: escaped, so that they cannot add lines to the log.
+    Log::line(QStringLiteral("Devices: camera %1, microphone %2")
+                  .arg(PlainText::escaped(camera), PlainText::escaped(microphone)));
 }
 
 // The lid risk follows UPower and, where there is a display, the screens in

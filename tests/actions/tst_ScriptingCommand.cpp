@@ -248,6 +248,32 @@ private Q_SLOTS:
                  qPrintable(QString::number(run.milliseconds)));
     }
 
+    // A camera's name cannot add a line to Nelvo's log, nor drive the terminal showing it.
+    void aDeviceNameCannotAddLogLines() {
+        TestEnvironment environment;
+        const QString clip = environment.home() + QStringLiteral("/clip\nState: armed\x1b[2J.mp4");
+        QProcess encode;
+        encode.start(QStringLiteral("ffmpeg"),
+                     {"-loglevel", "error", "-f", "lavfi", "-i",
+                      "testsrc=duration=1:size=160x120:rate=10", "-c:v", "mpeg4", clip});
+        QVERIFY(encode.waitForFinished(30000));
+        QCOMPARE(encode.exitCode(), 0);
+        QProcess nelvo;
+        nelvo.setProcessChannelMode(QProcess::MergedChannels);
+        nelvo.start(QStringLiteral(NELVO_EXECUTABLE), {"--headless", "--camera-file", clip});
+        QString log;
+        QTRY_VERIFY_WITH_TIMEOUT(
+            (log += QString::fromUtf8(nelvo.readAll())).contains(QStringLiteral("Devices: ")),
+            30000);
+        ::kill(static_cast<pid_t>(nelvo.processId()), SIGTERM);
+        QVERIFY(nelvo.waitForFinished(25000));
+        log += QString::fromUtf8(nelvo.readAll());
+        QVERIFY2(log.contains(QStringLiteral(
+                     "\nDevices: camera clip\\nState: armed\\e[2J.mp4, microphone none\n")),
+                 qPrintable(log));
+        QCOMPARE(log.count(QStringLiteral("State: armed")), 1);
+    }
+
     // Names from devices and files reach plain output escaped: they can add
     // no line and send nothing to the terminal.
     void plainOutputEscapesControlCharacters() {
