@@ -65,6 +65,7 @@ void MotionNoise::resize(const MotionGrid& grid, double framesPerSecond) {
     upper_.assign(points, 0);
     lower_.assign(points, 0);
     rowNoise_.assign(points, 0);
+    changed_.assign(points, 0);
     lumaCounts_.assign(lumaBins, 0);
     darkChangeCounts_.assign(changeBins, 0);
     brightChangeCounts_.assign(changeBins, 0);
@@ -94,6 +95,7 @@ void MotionNoise::judge(const BlurredGrid& before, const BlurredGrid& now, Motio
     findCommonChange(before, now);
     if (settled()) {
         setLearnedBounds();
+        lowerWhereNeighboursChanged(before, now);
     } else {
         setFixedBounds();
     }
@@ -216,6 +218,35 @@ void MotionNoise::setLearnedBounds() {
                 std::min<std::int64_t>(fixedScaled, ((multiple * mean) >> 4) + floorScaled));
             upper_[i] = commonChange_[i] + threshold;
             lower_[i] = commonChange_[i] - threshold;
+        }
+    }
+}
+
+// A point whose grid neighbour also changed by more than three quarters of
+// that neighbour's threshold needs only three quarters of its own: something
+// larger than one point is changing there. Sensor noise rarely takes two
+// points that far at once, a person or an object does.
+void MotionNoise::lowerWhereNeighboursChanged(const BlurredGrid& before, const BlurredGrid& now) {
+    const int columns = grid_.columns;
+    const int rows = grid_.rows;
+    const int points = grid_.points();
+    for (int i = 0; i < points; ++i) {
+        const std::int64_t threshold = upper_[i] - commonChange_[i];
+        const std::int64_t deviation =
+            std::abs(now.values[i] - before.values[i] - commonChange_[i]);
+        changed_[i] = deviation * 4 > threshold * 3 ? 1 : 0;
+    }
+    for (int row = 0; row < rows; ++row) {
+        for (int column = 0; column < columns; ++column) {
+            const int i = row * columns + column;
+            const bool supported =
+                (column > 0 && changed_[i - 1]) || (column + 1 < columns && changed_[i + 1]) ||
+                (row > 0 && changed_[i - columns]) || (row + 1 < rows && changed_[i + columns]);
+            if (supported) {
+                const std::int32_t threshold = (upper_[i] - commonChange_[i]) * 3 / 4;
+                upper_[i] = commonChange_[i] + threshold;
+                lower_[i] = commonChange_[i] - threshold;
+            }
         }
     }
 }
