@@ -6,6 +6,7 @@
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
 #include <QGuiApplication>
+#include <cstdlib>
 
 namespace {
 
@@ -31,14 +32,14 @@ bool xembedTrayPresent() {
         return false;
     }
     const xcb_atom_t selection = atom->atom;
-    free(atom);
+    std::free(atom);
     if (selection == XCB_ATOM_NONE) {
         return false;
     }
     xcb_get_selection_owner_reply_t* owner = xcb_get_selection_owner_reply(
         connection, xcb_get_selection_owner(connection, selection), nullptr);
     const bool owned = owner && owner->owner != XCB_WINDOW_NONE;
-    free(owner);
+    std::free(owner);
     return owned;
 }
 
