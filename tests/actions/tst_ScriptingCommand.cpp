@@ -243,9 +243,9 @@ private Q_SLOTS:
         QCOMPARE(run.output, QStringLiteral("Nelvo didn't answer in time; it may be busy. Try "
                                             "again in a moment.\n"));
         QCOMPARE(run.exitCode, 3);
-        // The command waited its ten seconds, not the answer's fifteen.
-        QVERIFY2(run.milliseconds >= 9000 && run.milliseconds < 14500,
-                 qPrintable(QString::number(run.milliseconds)));
+        // It waited its ten seconds; had it waited for the answer (after fifteen),
+        // it would have printed it.
+        QVERIFY2(run.milliseconds >= 9000, qPrintable(QString::number(run.milliseconds)));
     }
 
     // A camera's name cannot add a line to Nelvo's log, nor drive the terminal showing it.
