@@ -89,7 +89,7 @@ private Q_SLOTS:
         const QString camera = QStringLiteral("Disk Camera");
         QVERIFY(cameras.show(camera, QStringLiteral("still")));
         QVariantHash settings = quickRecordings();
-        settings.insert(SettingsKeys::timeoutValueInSeconds, 3);
+        settings.insert(SettingsKeys::timeoutValueInSeconds, 8);
         writeSettings(environment.settingsFilePath(), settings);
         {
             Defaults defaults(environment.settingsFilePath());
@@ -117,9 +117,14 @@ private Q_SLOTS:
         QVERIFY(cameras.show(camera, QStringLiteral("moving")));
         const QString cut = nelvo.waitForLine(QStringLiteral("Recording to "), 30000, 1);
         QVERIFY2(!cut.isEmpty(), qPrintable(nelvo.log()));
-        // The scene goes still first: the recording runs on for its timeout,
-        // and no further trigger asks for a recording the full disk must refuse.
+        // The scene goes still first, and the disk fills once every moving
+        // frame already taken has been measured (a loaded machine measures
+        // late): the recording runs on for its timeout, and no later trigger
+        // asks for a recording that the full disk would refuse.
         QVERIFY(cameras.show(camera, QStringLiteral("still")));
+        nelvo.waitForLine(QStringLiteral("\x01"), 4000);
+        QVERIFY2(nelvo.linesStartingWith(QStringLiteral("Finished ")).size() == 1,
+                 "the recording ended before the disk filled");
         QVERIFY(fill(mountPoint + QStringLiteral("/filler")));
         const QString failed =
             nelvo.waitForLine(QStringLiteral("Recording %1 ended with an error: ")
