@@ -37,6 +37,10 @@ RecordingManager::RecordingManager(Defaults& defaults, Clock& clock, QObject* pa
     // The one connection to the settings store's changes.
     connect(&defaults_, &Defaults::changed, this, &RecordingManager::settingsChanged);
     stretches_.onKept = [this] { Q_EMIT stretchGenerationChanged(); };
+    sizeLimit_.onDeleted = [this] {
+        listing_.refresh();
+        Q_EMIT deletedChanged();
+    };
     updateKeepAwake();
 }
 
@@ -518,9 +522,7 @@ void RecordingManager::duringRecordingCheck() {
         return;
     }
     enforceSizeLimit();
-    if (sizeLimit_.exceededBy(files_.currentFilePaths())) {
-        rollOver();
-    }
+    sizeLimit_.whenExceededBy(files_.currentFilePaths(), [this] { rollOver(); });
 }
 
 void RecordingManager::rollOver() {
@@ -536,10 +538,7 @@ void RecordingManager::rollOver() {
 }
 
 void RecordingManager::enforceSizeLimit() {
-    if (sizeLimit_.enforce(files_.filesBeingWritten(), now())) {
-        listing_.refresh();
-        Q_EMIT deletedChanged();
-    }
+    sizeLimit_.enforce(files_.filesBeingWritten(), now());
 }
 
 // A folder chosen anew in Settings is taken up at once, without comparing.

@@ -395,6 +395,8 @@ private Q_SLOTS:
         }
         ArmedStretch{f.clock.now().addSecs(-3600), f.clock.now().addSecs(-1)}.storeAsLast(
             f.defaults);
+        // A size limit, kept when a recording ends, well above what is there.
+        f.defaults.set(recordingsLimitGB, 100);
         FolderReads::watch(QFile::encodeName(f.folder()));
         QSignalSpy listed(f.manager.get(), &RecordingManager::recordingsChanged);
         f.manager->refreshRecordings();
@@ -411,6 +413,7 @@ private Q_SLOTS:
         Camera front(QStringLiteral("Front"));
         f.manager->startRecordings({front.target});
         front.recorder->drain();
+        f.clock.advance(30s);  // the size limit's check while recording
         f.manager->stopRecording();
         deliver(*front.recorder);
         // The new file is seen, read on the listing's queue.
