@@ -1,7 +1,7 @@
-// The GUI thread with a large recordings folder: 10,000 recordings in it,
-// Nelvo on the demo camera with its popover open is armed, records, has its
-// menu and its Settings opened and is disarmed, while a probe measures the
-// GUI thread's longest stall in each step. For comparison, how long one
+// The GUI thread with a large recordings folder: 10,000 recordings in it and
+// a size limit set, Nelvo on the demo camera with its popover open is armed,
+// records, has its menu and its Settings opened and is disarmed, while a
+// probe measures the GUI thread's longest stall in each step. For comparison, how long one
 // reading of that folder takes (the work the GUI thread no longer does).
 #include "AppDelegate.h"
 #include "ArmedStretch.h"
@@ -11,6 +11,7 @@
 #include "PopoverMenu.h"
 #include "PopoverViewController.h"
 #include "RecordingManager.h"
+#include "SettingsKeys.h"
 #include "TestEnvironment.h"
 #include "VirtualDisplay.h"
 
@@ -137,8 +138,10 @@ int main(int argc, char** argv) {
     AppDelegate delegate(options);
     delegate.launch();
     RecordingManager& manager = delegate.recordingManager();
-    // A stretch of the last day, so What Happened has thousands of files.
+    // A stretch of the last day, so What Happened has thousands of files, and
+    // a size limit above what the folder holds, so it is checked and kept.
     ArmedStretch{now.addSecs(-86400), now.addSecs(-60)}.storeAsLast(manager.defaults());
+    manager.defaults().set(SettingsKeys::recordingsLimitGB, 1000);
     BenchProbes::waitFor(3000);
 
     StallProbe probe;
