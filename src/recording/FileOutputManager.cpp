@@ -295,8 +295,14 @@ void FileOutputManager::ensureFolder() {
         prefix = prefix.isEmpty() ? part : joinedPath(prefix, part);
         const QByteArray path = QFile::encodeName(prefix);
         if (mkdir(path.constData(), 0700) == 0) {
-            // The process's umask may have narrowed the mode; a failure leaves it so.
-            chmod(path.constData(), 0700);
+            // The process's umask may have narrowed the mode; a failure leaves
+            // it so. Set on the folder just made, never through a link put in
+            // its place.
+            const int fd = open(path.constData(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+            if (fd >= 0) {
+                fchmod(fd, 0700);
+                close(fd);
+            }
             continue;
         }
         const int error = errno;
