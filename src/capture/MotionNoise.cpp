@@ -54,6 +54,18 @@ int binOfRank(const std::vector<int>& counts, int rank) {
     return static_cast<int>(counts.size()) - 1;
 }
 
+// The bin of the median of two histograms together (`total` values).
+int medianOfBoth(const std::vector<int>& first, const std::vector<int>& second, int total) {
+    int seen = 0;
+    for (std::size_t bin = 0; bin < first.size(); ++bin) {
+        seen += first[bin] + second[bin];
+        if (seen > total / 2) {
+            return static_cast<int>(bin);
+        }
+    }
+    return static_cast<int>(first.size()) - 1;
+}
+
 }  // namespace
 
 void MotionNoise::resize(const MotionGrid& grid, double framesPerSecond) {
@@ -140,21 +152,24 @@ void MotionNoise::findCommonChange(const BlurredGrid& before, const BlurredGrid&
     }
     const std::int64_t brightLuma = lumaOfBin(binOfRank(lumaCounts_, darkCount + brightCount / 2));
     const std::int64_t brightChange = changeOfBin(binOfRank(brightChangeCounts_, brightCount / 2));
-    // A picture of one brightness has no darker half.
-    const std::int64_t darkLuma =
-        darkCount > 0 ? lumaOfBin(binOfRank(lumaCounts_, darkCount / 2)) : brightLuma;
-    const std::int64_t darkChange =
-        darkCount > 0 ? changeOfBin(binOfRank(darkChangeCounts_, darkCount / 2)) : brightChange;
-
-    const std::int64_t spread = brightLuma - darkLuma;
     std::int64_t slope = 0;  // scaled by 2^slopeShift
-    std::int64_t base = (darkChange + brightChange) / 2;
+    std::int64_t base = 0;
     std::int64_t baseLuma = 0;
-    if (spread >= slopeSpread) {
-        slope = ((brightChange - darkChange) << slopeShift) / spread;
-        slope = std::clamp<std::int64_t>(slope, -(1 << slopeShift) / 4, (1 << slopeShift) / 4);
-        base = darkChange;
-        baseLuma = darkLuma;
+    // A picture mostly of one brightness has no darker half worth the name
+    // (a plain wall with a dark object on it): one median change for all.
+    if (darkCount < n / 4) {
+        base = changeOfBin(medianOfBoth(darkChangeCounts_, brightChangeCounts_, n));
+    } else {
+        const std::int64_t darkLuma = lumaOfBin(binOfRank(lumaCounts_, darkCount / 2));
+        const std::int64_t darkChange = changeOfBin(binOfRank(darkChangeCounts_, darkCount / 2));
+        const std::int64_t spread = brightLuma - darkLuma;
+        // Through the middle of the two, so that a slope held back turns about it.
+        base = (darkChange + brightChange) / 2;
+        baseLuma = (darkLuma + brightLuma) / 2;
+        if (spread >= slopeSpread) {
+            slope = ((brightChange - darkChange) << slopeShift) / spread;
+            slope = std::clamp<std::int64_t>(slope, -(1 << slopeShift) / 4, (1 << slopeShift) / 4);
+        }
     }
     for (int i = 0; i < n; ++i) {
         const std::int64_t luma = before.values[i];

@@ -222,6 +222,44 @@ private Q_SLOTS:
         QCOMPARE(moved(*images.motion), 9);
     }
 
+    // A plain wall has no darker half to learn a brightness change from: a
+    // dark object moving on it must not make the wall move, even from a
+    // source without noise (the most sensitive threshold there is).
+    void aDarkObjectOnAPlainWallMovesOnlyWhereItIs() {
+        std::mt19937 generator(8);
+        MotionDetectRenderer renderer;
+        const auto wall = [&](int boxLeft) {
+            return makeFrame(width, height, [boxLeft](int x, int y) {
+                return x >= boxLeft && x < boxLeft + 40 && y >= 100 && y < 140 ? 16 : 176;
+            });
+        };
+        auto previous = wall(200);
+        QVERIFY(renderer.prepare(gst_sample_get_caps(previous.get()), 3));
+        for (int i = 0; i < 1000 && !renderer.noise().settled(); ++i) {
+            auto current = wall(200);
+            renderer.render(previous.get(), current.get(), false);
+            previous = std::move(current);
+        }
+        QVERIFY(renderer.noise().settled());
+        for (const int boxLeft : {230, 260, 220}) {
+            auto current = wall(boxLeft);
+            const auto images = renderer.render(previous.get(), current.get(), false);
+            const MotionImage& grid = *images.motion;
+            int moved = 0;
+            for (int row = 0; row < grid.rows; ++row) {
+                for (int column = 0; column < grid.columns; ++column) {
+                    const bool nearBox =
+                        row * 20 >= 90 && row * 20 < 150 && column * 20 >= 190 && column * 20 < 310;
+                    QVERIFY2(nearBox || !grid.at(column, row),
+                             qPrintable(QStringLiteral("(%1, %2)").arg(column).arg(row)));
+                    moved += grid.at(column, row);
+                }
+            }
+            QVERIFY(moved > 0);
+            previous = std::move(current);
+        }
+    }
+
     // A new format is a new camera picture, and a restarted capture may see
     // another scene: both start learning afresh under the fixed threshold.
     void theStatisticsStartOverOnAFormatChangeAndARestart() {
