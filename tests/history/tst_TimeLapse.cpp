@@ -181,6 +181,35 @@ private Q_SLOTS:
         QVERIFY(!TimeLapse::hasSeveralCameras({unnamed}));
         QVERIFY(TimeLapse::hasSeveralCameras({a, unnamed, b}));
     }
+
+    // How long a movie can have run follows from the names alone: until the
+    // next recording of its camera, or the end of the stretch, plus the
+    // allowance; other cameras' recordings do not bound it.
+    void movieRunsAreBoundedByTheirNeighbours() {
+        const QString first = path("2024-05-01 22.15.00 - Front Door + Desk Mic.mov");
+        const QString firstStill = path("2024-05-01 22.15.00 - Front Door + Desk Mic.jpg");
+        const QString yard = path("2024-05-01 22.15.30 - Yard.mov");
+        const QString second = path("2024-05-01 22.20.00 - Front Door + Desk Mic - 3s missing.mov");
+        const QString unnamed = path("2024-05-01 22.16.00.mov");
+        const std::vector<Event> events{
+            {startOf("2024-05-01 22.15.00.mov"), {first, firstStill, yard}},
+            {startOf("2024-05-01 22.16.00.mov"), {unnamed}},
+            {startOf("2024-05-01 22.20.00.mov"), {second}}};
+        const QDateTime end = startOf("2024-05-01 22.30.00.mov");
+        const TimeLapse::Durations longest = TimeLapse::longestRuns(events, end);
+        QCOMPARE(longest.size(), 4);
+        QCOMPARE(longest.value(first), 300 + TimeLapse::runAllowance);
+        QCOMPARE(longest.value(second), 600 + TimeLapse::runAllowance);
+        QCOMPARE(longest.value(yard), 870 + TimeLapse::runAllowance);
+        QCOMPARE(longest.value(unnamed), 840 + TimeLapse::runAllowance);
+        QVERIFY(!longest.contains(firstStill));
+
+        // A header claiming weeks gives the pictures the bound allows, no more.
+        TimeLapse::Durations claimed{{first, 3e6}};
+        claimed[first] = std::min(claimed[first], longest.value(first));
+        const std::vector<Frame> frames = TimeLapse::frames({events[0]}, claimed);
+        QCOMPARE(offsetsOf(frames).size(), std::size_t((300 + TimeLapse::runAllowance) / 2));
+    }
 };
 
 QTEST_GUILESS_MAIN(tst_TimeLapse)
