@@ -4,7 +4,13 @@
 #include "LoginItem.h"
 #include "PopoverMenu.h"
 
-#include <QPointer>
+#include "MeterRowView.h"
+#include "NoticeLineView.h"
+#include "PopoverButtonsView.h"
+#include "StateLineView.h"
+#include "TriggerCostLineView.h"
+#include "TriggerMetersView.h"
+
 #include <QStringList>
 #include <QWidget>
 #include <functional>
@@ -13,20 +19,17 @@
 
 class CaptureManager;
 class PreviewWindowController;
-class ClickableLabel;
-class LevelIndicator;
 class QCheckBox;
-class QLabel;
 class QPushButton;
-class QSlider;
-class QToolButton;
 class RecordingManager;
 class SleepRiskMonitor;
 
-// Nelvo's main control surface, shown under the tray icon: the arm button
-// and the state line, a motion row per camera, the sound row, the notice,
-// the line under the state, the pin and the menu button. It receives levels
-// and device news as the capture manager's activity delegate. The window
+// Nelvo's main control surface, shown under the tray icon: the motion and
+// sound checkboxes over a meter per camera and one for the microphone, the
+// state line, the notice line, the line under the state, the arm button, and
+// the bar with the preview, pin and menu buttons. Each part is a small view;
+// this decides what they show and carries out the user's moves. It receives
+// levels and device news as the capture manager's activity delegate. The window
 // that holds it (a popup under the icon, or an ordinary window) belongs to
 // the application; it only tells this widget when it shows and closes.
 class PopoverViewController : public QWidget, public CaptureManagerActivityDelegate {
@@ -86,26 +89,28 @@ Q_SIGNALS:
 public:
     // The controls, for the window that holds the popover and for tests.
     QPushButton* armedButton() const { return armedButton_; }
-    QLabel* armedTextField() const { return armedTextField_; }
-    QLabel* noticeLabel() const { return noticeLabel_; }
-    ClickableLabel* triggerCostLabel() const { return triggerCostLabel_; }
-    bool triggerCostShown() const { return triggerCostShown_; }
+    QLabel* armedTextField() const { return stateLine_; }
+    QLabel* noticeLabel() const { return noticeLine_; }
+    ClickableLabel* triggerCostLabel() const { return costLine_; }
+    bool triggerCostShown() const { return costLine_->lineShown(); }
     const QStringList& whatHappenedFiles() const { return whatHappenedFiles_; }
-    QSlider* thresholdSlider() const { return thresholdSlider_; }
-    QSlider* secondThresholdSlider() const { return secondThresholdSlider_; }
-    QSlider* audioThresholdSlider() const { return audioThresholdSlider_; }
-    QCheckBox* motionTriggerCheckbox() const { return motionTriggerCheckbox_; }
-    QCheckBox* audioTriggerCheckbox() const { return audioTriggerCheckbox_; }
-    LevelIndicator* motionLevelIndicator() const { return motionLevelIndicator_; }
-    LevelIndicator* secondMotionLevelIndicator() const { return secondMotionLevelIndicator_; }
-    LevelIndicator* soundLevelIndicator() const { return soundLevelIndicator_; }
-    QLabel* motionDeviceLabel() const { return motionDeviceLabel_; }
-    QLabel* secondMotionDeviceLabel() const { return secondMotionDeviceLabel_; }
-    QLabel* soundDeviceLabel() const { return soundDeviceLabel_; }
-    QToolButton* pinButton() const { return pinButton_; }
-    QToolButton* menuButton() const { return menuButton_; }
-    QPushButton* previewButton() const { return previewButton_; }
-    bool secondRowShown() const { return secondRowShown_; }
+    QSlider* thresholdSlider() const { return meters_->cameraRow(0)->slider(); }
+    QSlider* secondThresholdSlider() const { return meters_->cameraRow(1)->slider(); }
+    QSlider* audioThresholdSlider() const { return meters_->soundRow()->slider(); }
+    QCheckBox* motionTriggerCheckbox() const { return meters_->motionTriggerCheckbox(); }
+    QCheckBox* audioTriggerCheckbox() const { return meters_->audioTriggerCheckbox(); }
+    LevelIndicator* motionLevelIndicator() const { return meters_->cameraRow(0)->levelIndicator(); }
+    LevelIndicator* secondMotionLevelIndicator() const {
+        return meters_->cameraRow(1)->levelIndicator();
+    }
+    LevelIndicator* soundLevelIndicator() const { return meters_->soundRow()->levelIndicator(); }
+    QLabel* motionDeviceLabel() const { return meters_->cameraRow(0)->deviceLabel(); }
+    QLabel* secondMotionDeviceLabel() const { return meters_->cameraRow(1)->deviceLabel(); }
+    QLabel* soundDeviceLabel() const { return meters_->soundRow()->deviceLabel(); }
+    QToolButton* pinButton() const { return buttons_->pinButton(); }
+    QToolButton* menuButton() const { return buttons_->menuButton(); }
+    QPushButton* previewButton() const { return buttons_->previewButton(); }
+    bool secondRowShown() const { return meters_->secondRowShown(); }
     LoginItem::State loginState() const { return loginState_; }
 
     // The fixed width of the content.
@@ -113,19 +118,12 @@ public:
 
 private:
     void buildControls();
-    QWidget* buildMotionColumn();
-    QWidget* buildSoundColumn();
-    QWidget* buildButtonBar();
     void observe();
     PopoverMenu::Operations menuOperations(PopoverMenu::Operations given);
     PopoverMenu::State menuState() const;
 
     // Actions.
     void arm();
-    void thresholdSliderValueChanged(int index, int value);
-    void audioThresholdSliderValueChanged(int value);
-    void motionTriggerToggled(bool on);
-    void audioTriggerToggled(bool on);
     void toggleFloatMode(bool on);
     void showPopoverMenu();
     void showWhatHappened();
@@ -139,10 +137,7 @@ private:
     void refreshTriggerCost();
     void chooseNotice();
     void readLoginState();
-    void setSecondRowShown(bool shown);
-    void setThresholdFromSettings(int index);
     void relayout(bool rowsChanged = false);
-    double cameraThreshold(int index) const;
 
     RecordingManager& recordingManager_;
     CaptureManager& captureManager_;
@@ -152,33 +147,17 @@ private:
     std::unique_ptr<PreviewWindowController> previewWindowController_;  // made on first use
     PopoverMenu* popoverMenu_ = nullptr;
 
+    TriggerMetersView* meters_ = nullptr;
+    StateLineView* stateLine_ = nullptr;
+    NoticeLineView* noticeLine_ = nullptr;
+    TriggerCostLineView* costLine_ = nullptr;
     QPushButton* armedButton_ = nullptr;
-    QLabel* armedTextField_ = nullptr;
-    QLabel* noticeLabel_ = nullptr;
-    ClickableLabel* triggerCostLabel_ = nullptr;
-    QSlider* thresholdSlider_ = nullptr;
-    QSlider* secondThresholdSlider_ = nullptr;
-    QSlider* audioThresholdSlider_ = nullptr;
-    QCheckBox* motionTriggerCheckbox_ = nullptr;
-    QCheckBox* audioTriggerCheckbox_ = nullptr;
-    LevelIndicator* motionLevelIndicator_ = nullptr;
-    LevelIndicator* secondMotionLevelIndicator_ = nullptr;
-    LevelIndicator* soundLevelIndicator_ = nullptr;
-    QLabel* motionDeviceLabel_ = nullptr;
-    QLabel* secondMotionDeviceLabel_ = nullptr;
-    QLabel* soundDeviceLabel_ = nullptr;
-    QWidget* secondRow_ = nullptr;
-    QPushButton* previewButton_ = nullptr;
-    QToolButton* pinButton_ = nullptr;
-    QToolButton* menuButton_ = nullptr;
+    PopoverButtonsView* buttons_ = nullptr;
 
-    bool secondRowShown_ = false;
-    bool triggerCostShown_ = false;
     QStringList whatHappenedFiles_;
     // Why the last time-lapse asked for from the menu was not written; shown
     // until the popover closes.
     std::optional<QString> timeLapseNotWritten_;
     LoginItem::State loginState_ = LoginItem::State::on;
-    std::optional<QString> secondCameraName_;
     QSize preferredSize_;
 };
