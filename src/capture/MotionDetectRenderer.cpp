@@ -130,15 +130,23 @@ void rowBlurSse2(const std::int32_t* sums, int width, const std::int32_t* upper,
 }
 #endif
 
+constexpr std::int32_t fixedBound = MotionNoise::fixedThreshold << MotionBlur::weightShift;
+
+void fillFixedBounds(int start, int end, std::int32_t* upper, std::int32_t* lower) {
+    std::fill(upper + start, upper + end, fixedBound);
+    std::fill(lower + start, lower + end, -fixedBound);
+}
+
 // Each pixel is judged by the grid point nearest to it: fills one row's
-// bounds from grid row `row`. Without grid points, the fixed threshold.
+// bounds from grid row `row`. Pixels past the last grid point and within the
+// blur's reach of the frame's edge see the edge repeated, so more noise than
+// any point learned: the fixed threshold judges them, as it does everything
+// without grid points.
 void fillRowBounds(const MotionNoise::Bounds& bounds, int row, int width, std::int32_t* upper,
                    std::int32_t* lower) {
     const MotionGrid& grid = bounds.grid;
-    if (grid.points() == 0) {
-        constexpr std::int32_t fixed = MotionNoise::fixedThreshold << MotionBlur::weightShift;
-        std::fill(upper, upper + width, fixed);
-        std::fill(lower, lower + width, -fixed);
+    if (grid.points() == 0 || row < 0) {
+        fillFixedBounds(0, width, upper, lower);
         return;
     }
     const int half = grid.step / 2;
@@ -151,6 +159,9 @@ void fillRowBounds(const MotionNoise::Bounds& bounds, int row, int width, std::i
         std::fill(upper + start, upper + end, bounds.upper[point]);
         std::fill(lower + start, lower + end, bounds.lower[point]);
     }
+    const int lastPoint = (grid.columns - 1) * grid.step;
+    fillFixedBounds(std::clamp(std::max(lastPoint + 1, width - radius), 0, width), width, upper,
+                    lower);
 }
 
 // `scratch` holds width + 2 * radius column sums (their ends repeat the edge
@@ -163,10 +174,13 @@ void renderFrame(const std::uint8_t* previous, int previousStride, const std::ui
     std::int32_t* upper = sums + width + radius;
     std::int32_t* lower = upper + width;
     const MotionGrid& grid = bounds.grid;
-    int boundsRow = -1;
+    const int lastRowY = (grid.rows - 1) * grid.step;
+    int boundsRow = -2;
     for (int y = 0; y < height; ++y) {
-        const int row =
-            grid.rows > 0 ? std::min((y + grid.step / 2) / grid.step, grid.rows - 1) : 0;
+        const bool pastTheGrid = y > lastRowY && y >= height - radius;
+        const int row = pastTheGrid     ? -1
+                        : grid.rows > 0 ? std::min((y + grid.step / 2) / grid.step, grid.rows - 1)
+                                        : 0;
         if (row != boundsRow) {
             fillRowBounds(bounds, row, width, upper, lower);
             boundsRow = row;
