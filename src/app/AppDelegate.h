@@ -3,6 +3,7 @@
 #include "CaptureManager.h"
 #include "Defaults.h"
 #include "NelvoStatus.h"
+#include "NetworkCameraLink.h"
 #include "PopoverMenu.h"
 #include "RecordingControllerAdapter.h"
 #include "RecordingManager.h"
@@ -39,6 +40,11 @@ public:
         // The demo camera's picture size.
         QSize demoSize{640, 360};
         QString cameraFile;
+        // A network camera: its address (without credentials), where its
+        // credentials were read from, and the credentials themselves.
+        QString cameraUrl;
+        QString credentialsFile;
+        NetworkCredentials networkCredentials;
         // The tray icon and its popover; without, Nelvo runs headless.
         bool withWindows = false;
     };
