@@ -15,6 +15,9 @@ GstHandle<GstElement> make(const char* factory) {
     return GstHandle<GstElement>::sink(gst_element_factory_make(factory, nullptr));
 }
 
+// Lost packets this close in time belong to one frame.
+constexpr GstClockTimeDiff sameFrameWithin = 5 * GST_MSECOND;
+
 std::int64_t nowMs() {
     return std::chrono::duration_cast<std::chrono::milliseconds>(
                std::chrono::steady_clock::now().time_since_epoch())
@@ -137,6 +140,11 @@ bool NetworkCameraLink::buildRtsp() {
     g_signal_connect(source.get(), "select-stream", G_CALLBACK(&NetworkCameraLink::onSelectStream),
                      this);
     g_signal_connect(source.get(), "pad-added", G_CALLBACK(&NetworkCameraLink::onPadAdded), this);
+    // The jitter buffer then tells of every packet that never came.
+    g_signal_connect(source.get(), "new-manager", G_CALLBACK(+[](GstElement*, GstElement* manager) {
+                         g_object_set(manager, "do-lost", TRUE, nullptr);
+                     }),
+                     nullptr);
     gst_bin_add(GST_BIN(pipeline_.get()), source.get());
     return true;
 }
@@ -219,12 +227,22 @@ void NetworkCameraLink::onPadAdded(GstElement*, GstPad* pad, gpointer self) {
 GstPadProbeReturn NetworkCameraLink::onDepayloaderEvent(GstPad*, GstPadProbeInfo* info,
                                                         gpointer self) {
     GstEvent* event = GST_PAD_PROBE_INFO_EVENT(info);
-    if (GST_EVENT_TYPE(event) == GST_EVENT_CUSTOM_DOWNSTREAM &&
-        gst_event_has_name(event, "GstRTPPacketLost")) {
-        auto* link = static_cast<NetworkCameraLink*>(self);
-        if (link->handlers_.packetLost && !link->stopping_) {
-            link->handlers_.packetLost();
-        }
+    if (GST_EVENT_TYPE(event) != GST_EVENT_CUSTOM_DOWNSTREAM ||
+        !gst_event_has_name(event, "GstRTPPacketLost")) {
+        return GST_PAD_PROBE_OK;
+    }
+    // The packets of one frame share its time: a frame is lost once,
+    // however many of its packets went missing.
+    auto* link = static_cast<NetworkCameraLink*>(self);
+    GstClockTime time = GST_CLOCK_TIME_NONE;
+    gst_structure_get_clock_time(gst_event_get_structure(event), "timestamp", &time);
+    const bool sameFrame = GST_CLOCK_TIME_IS_VALID(time) &&
+                           GST_CLOCK_TIME_IS_VALID(link->lastLostFrame_) &&
+                           GST_CLOCK_DIFF(link->lastLostFrame_, time) < sameFrameWithin &&
+                           GST_CLOCK_DIFF(time, link->lastLostFrame_) < sameFrameWithin;
+    link->lastLostFrame_ = time;
+    if (!sameFrame && link->handlers_.packetLost && !link->stopping_) {
+        link->handlers_.packetLost();
     }
     return GST_PAD_PROBE_OK;
 }

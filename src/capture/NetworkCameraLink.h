@@ -36,7 +36,7 @@ public:
     struct Handlers {
         // Each sample, its times in the stream's running time.
         std::function<void(GstSample* sample)> sample;
-        // A packet of a frame never arrived.
+        // A frame lost packets on the way.
         std::function<void()> packetLost;
         // A new connection is about to deliver (its clock starts anew).
         std::function<void()> connected;
@@ -91,6 +91,8 @@ private:
     std::atomic<bool> delivering_{false};
     std::atomic<std::int64_t> lastSampleMs_{0};
     std::atomic<bool> stopping_{false};
+    // The time of the last frame a packet went missing from (the stream's thread).
+    GstClockTime lastLostFrame_ = GST_CLOCK_TIME_NONE;
 
     SerialQueue queue_{"NetworkCamera"};
 };

@@ -128,6 +128,28 @@ private Q_SLOTS:
         QCOMPARE(sink.lossCount(CaptureLoss::captureDropped), 0);
     }
 
+    // Packets lost on the way are frames lost to the recording.
+    void lostPacketsAreLostFrames() {
+        QProcess server;
+        server.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        server.start(QStringLiteral(NELVO_RTSP_SERVER),
+                     {"--protocols", "udp", "--loss", "5", "--size", "640x360"});
+        QVERIFY(server.waitForStarted() && server.waitForReadyRead(20000));
+        const int port = QString::fromUtf8(server.readLine()).trimmed().section(u' ', 2).toInt();
+        QVERIFY(port > 0);
+        auto p = pipeline(camera(QStringLiteral("rtsp://127.0.0.1:%1/cam").arg(port)));
+        QVERIFY(p->configure());
+        p->startRunning();
+        const double rate = measuredPerSecond(5);
+        QVERIFY2(rate >= 10.0, qPrintable(QString::number(rate)));
+        p->stopRunning();
+        server.kill();
+        server.waitForFinished();
+        const int lost = sink.lossCount(CaptureLoss::captureDropped);
+        qInfo("%d frames received, %d with packets lost", sink.videoCount(), lost);
+        QVERIFY(lost > 0);
+    }
+
     // An MJPEG camera's pictures are encoded to H.264 like a local camera's.
     void anMjpegCameraIsEncodedLikeALocalCamera() {
         MjpegServer server(15, "door", "Kq2pass");

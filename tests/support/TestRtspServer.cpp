@@ -6,6 +6,7 @@
 //   nelvo-test-rtsp-server [--port N] [--path /cam] [--protocols tcp|udp|both]
 //       [--auth none|basic|digest --credentials-file FILE] [--size WxH]
 //       [--fps N] [--key-int N] [--codec h264|h265] [--bitrate KBIT]
+//       [--loss PERCENT]
 //
 // Prints "listening on PORT" once clients can connect. The picture stands
 // still; SIGUSR1 makes it move for three seconds.
@@ -34,7 +35,10 @@ struct Options {
     int keyInterval = 45;
     std::string codec = "h264";
     int bitrate = 2000;
+    int lossPercent = 0;  // of the video's RTP packets, dropped at random
 };
+
+int lossPercent = 0;
 
 bool readCredentials(const std::string& path, std::string& user, std::string& password) {
     std::ifstream file(path);
@@ -51,8 +55,32 @@ bool readCredentials(const std::string& path, std::string& user, std::string& pa
 
 GstElement* scene = nullptr;  // the picture's source, once a client asked for it
 
+// Drops the share of packets asked for, as a lossy network would.
+GstPadProbeReturn dropSome(GstPad*, GstPadProbeInfo* info, gpointer) {
+    if (GST_PAD_PROBE_INFO_TYPE(info) & GST_PAD_PROBE_TYPE_BUFFER) {
+        return g_random_int_range(0, 100) < lossPercent ? GST_PAD_PROBE_DROP : GST_PAD_PROBE_OK;
+    }
+    GstBufferList* list = gst_buffer_list_make_writable(GST_PAD_PROBE_INFO_BUFFER_LIST(info));
+    for (guint i = gst_buffer_list_length(list); i-- > 0;) {
+        if (g_random_int_range(0, 100) < lossPercent) {
+            gst_buffer_list_remove(list, i, 1);
+        }
+    }
+    GST_PAD_PROBE_INFO_DATA(info) = list;
+    return GST_PAD_PROBE_OK;
+}
+
 void onMediaConfigure(GstRTSPMediaFactory*, GstRTSPMedia* media, gpointer) {
     GstElement* element = gst_rtsp_media_get_element(media);
+    if (lossPercent > 0) {
+        GstElement* payloader = gst_bin_get_by_name(GST_BIN(element), "pay0");
+        GstPad* pad = gst_element_get_static_pad(payloader, "src");
+        gst_pad_add_probe(
+            pad, GstPadProbeType(GST_PAD_PROBE_TYPE_BUFFER | GST_PAD_PROBE_TYPE_BUFFER_LIST),
+            &dropSome, nullptr, nullptr);
+        gst_object_unref(pad);
+        gst_object_unref(payloader);
+    }
     if (scene) {
         gst_object_unref(scene);
     }
@@ -124,12 +152,15 @@ int main(int argc, char** argv) {
             o.codec = value;
         } else if (key == "--bitrate") {
             o.bitrate = std::atoi(value.c_str());
+        } else if (key == "--loss") {
+            o.lossPercent = std::atoi(value.c_str());
         } else {
             std::fprintf(stderr, "unknown option %s\n", key.c_str());
             return 2;
         }
     }
 
+    lossPercent = o.lossPercent;
     GstRTSPServer* server = gst_rtsp_server_new();
     gst_rtsp_server_set_address(server, "127.0.0.1");
     gst_rtsp_server_set_service(server, std::to_string(o.port).c_str());
