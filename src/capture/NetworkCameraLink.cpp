@@ -76,6 +76,11 @@ QString NetworkCameraLink::notFoundText() {
     return tr("The camera has no stream at that address.");
 }
 
+QString NetworkCameraLink::noPicturesText() {
+    //: A network camera accepted the connection but sent nothing
+    return tr("The camera sent no pictures.");
+}
+
 QString NetworkCameraLink::unsupportedText() {
     //: A network camera sends video Nelvo cannot record; keep the format names
     return tr("The stream is not H.264, H.265 or MJPEG.");
@@ -134,7 +139,7 @@ bool NetworkCameraLink::buildRtsp() {
     const QByteArray location = url_.address().toUtf8();
     // Microseconds. A camera gone quiet is noticed by the watch for silence.
     g_object_set(source.get(), "location", location.constData(), "latency", 200u, "timeout",
-                 guint64(5'000'000), "tcp-timeout", guint64(10'000'000), "teardown-timeout",
+                 guint64(5'000'000), "tcp-timeout", guint64(15'000'000), "teardown-timeout",
                  guint64(100'000'000), nullptr);
     setCredentials(source.get(), credentials_);
     g_signal_connect(source.get(), "select-stream", G_CALLBACK(&NetworkCameraLink::onSelectStream),
@@ -327,7 +332,7 @@ QString NetworkCameraLink::reasonOf(GstMessage* error, bool unsupportedSeen, boo
             case GST_RESOURCE_ERROR_READ:
             case GST_RESOURCE_ERROR_WRITE:
                 //: A network camera that was sending stopped answering
-                return tr("The camera stopped answering.");
+                return delivered ? tr("The camera stopped answering.") : noPicturesText();
             default:
                 break;
         }
@@ -348,8 +353,7 @@ void NetworkCameraLink::watch(std::uint64_t generation) {
         failed(generation, delivering_.load()
                                //: A network camera sent pictures, then nothing for a while
                                ? tr("The camera stopped sending pictures.")
-                               //: A network camera accepted the connection but sent nothing
-                               : tr("The camera sent no pictures."));
+                               : noPicturesText());
         return;
     }
     queue_.asyncAfter(std::chrono::seconds(1), [this, generation] { watch(generation); });

@@ -57,6 +57,7 @@ public:
     static QString refusedText();
     static QString nothingAnsweredText();
     static QString notFoundText();
+    static QString noPicturesText();
     static QString unsupportedText();
 
 private:

@@ -13,6 +13,8 @@
 #include <gst/video/video.h>
 #include <QElapsedTimer>
 #include <QProcess>
+#include <QTcpServer>
+#include <QTcpSocket>
 #include <QTest>
 
 namespace {
@@ -170,6 +172,33 @@ private Q_SLOTS:
         QVERIFY(gst_video_info_from_caps(&info, gst_sample_get_caps(sink.newest.get())));
         QCOMPARE(info.width, 640);
         QCOMPARE(info.height, 360);
+    }
+
+    // A server that accepts the connection and then says nothing is a
+    // camera that sent no pictures, tried again later.
+    void aServerThatSaysNothingIsACameraWithoutPictures() {
+        QTcpServer silent;
+        QVERIFY(silent.listen(QHostAddress::LocalHost));
+        QList<QTcpSocket*> accepted;
+        connect(&silent, &QTcpServer::newConnection, this, [&] {
+            while (QTcpSocket* socket = silent.nextPendingConnection()) {
+                accepted.append(socket);
+            }
+        });
+        StdoutCapture log;
+        auto p =
+            pipeline(camera(QStringLiteral("rtsp://127.0.0.1:%1/cam").arg(silent.serverPort())));
+        QVERIFY(p->configure());
+        p->startRunning();
+        QTRY_VERIFY_WITH_TIMEOUT(log.text().contains(QStringLiteral("Trying again")), 30000);
+        p->stopRunning();
+        const QString text = log.take();
+        QVERIFY2(text.contains(QStringLiteral("127.0.0.1:%1: The camera sent no pictures. Trying "
+                                              "again in 1 s.")
+                                   .arg(silent.serverPort())),
+                 qPrintable(text));
+        QVERIFY(!accepted.isEmpty());
+        QCOMPARE(delegate->errors.load(), 0);
     }
 
     // A wrong password is said in plain words, and never shown.
