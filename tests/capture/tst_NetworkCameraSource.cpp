@@ -130,6 +130,38 @@ private Q_SLOTS:
         QCOMPARE(sink.lossCount(CaptureLoss::captureDropped), 0);
     }
 
+    // H.265 goes to the recorder as it came too.
+    void anRtspCamerasOwnH265GoesToTheRecorder() {
+        QProcess server;
+        server.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        server.start(QStringLiteral(NELVO_RTSP_SERVER),
+                     {"--codec", "h265", "--size", "640x360", "--fps", "15"});
+        QVERIFY(server.waitForStarted() && server.waitForReadyRead(20000));
+        const int port = QString::fromUtf8(server.readLine()).trimmed().section(u' ', 2).toInt();
+        QVERIFY(port > 0);
+        auto p = pipeline(camera(QStringLiteral("rtsp://127.0.0.1:%1/cam").arg(port)));
+        QVERIFY(p->configure());
+        p->startRunning();
+        QVERIFY(measuredPerSecond(3) >= 5.0);
+        p->stopRunning();
+        server.kill();
+        server.waitForFinished();
+        QCOMPARE(p->compressionSessionsCreated(), 0);
+        QVERIFY(sink.videoCount() >= 15);
+        int keyframes = 0;
+        for (const GstHandle<GstSample>& sample : std::as_const(sink.video)) {
+            QCOMPARE(mediaType(sample), QStringLiteral("video/x-h265"));
+            const GstStructure* format =
+                gst_caps_get_structure(gst_sample_get_caps(sample.get()), 0);
+            QCOMPARE(gst_structure_get_string(format, "stream-format"), "hvc1");
+            keyframes += GST_BUFFER_FLAG_IS_SET(gst_sample_get_buffer(sample.get()),
+                                                GST_BUFFER_FLAG_DELTA_UNIT)
+                             ? 0
+                             : 1;
+        }
+        QVERIFY(keyframes >= 1);
+    }
+
     // Packets lost on the way are frames lost to the recording.
     void lostPacketsAreLostFrames() {
         QProcess server;
