@@ -6,7 +6,7 @@
 //   nelvo-test-rtsp-server [--port N] [--path /cam] [--protocols tcp|udp|both]
 //       [--auth none|basic|digest --credentials-file FILE] [--size WxH]
 //       [--fps N] [--key-int N] [--codec h264|h265] [--bitrate KBIT]
-//       [--loss PERCENT]
+//       [--loss PERCENT] [--scene colors|snow]
 //
 // Prints "listening on PORT" once clients can connect. The picture stands
 // still; SIGUSR1 makes it move for three seconds.
@@ -36,6 +36,8 @@ struct Options {
     std::string codec = "h264";
     int bitrate = 2000;
     int lossPercent = 0;  // of the video's RTP packets, dropped at random
+    // The still picture; snow keeps the encoder at its full bit rate.
+    std::string scene = "colors";
 };
 
 int lossPercent = 0;
@@ -152,6 +154,8 @@ int main(int argc, char** argv) {
             o.codec = value;
         } else if (key == "--bitrate") {
             o.bitrate = std::atoi(value.c_str());
+        } else if (key == "--scene") {
+            o.scene = value;
         } else if (key == "--loss") {
             o.lossPercent = std::atoi(value.c_str());
         } else {
