@@ -117,6 +117,7 @@ void NetworkCameraLink::connect() {
     const std::uint64_t generation = generation_.load();
     const bool built = url_.kind() == NetworkCameraUrl::Kind::rtsp ? buildRtsp() : buildMjpeg();
     if (!built) {
+        //: GStreamer's network elements are not installed
         failed(generation, tr("The elements that read network cameras are missing."));
         return;
     }
@@ -137,7 +138,8 @@ bool NetworkCameraLink::buildRtsp() {
         return false;
     }
     const QByteArray location = url_.address().toUtf8();
-    // Microseconds. A camera gone quiet is noticed by the watch for silence.
+    // The timeouts in microseconds, the teardown's in nanoseconds. A camera
+    // gone quiet is noticed sooner by the watch for silence.
     g_object_set(source.get(), "location", location.constData(), "latency", 200u, "timeout",
                  guint64(5'000'000), "tcp-timeout", guint64(15'000'000), "teardown-timeout",
                  guint64(100'000'000), nullptr);
