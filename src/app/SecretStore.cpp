@@ -38,20 +38,4 @@ std::optional<NetworkCredentials> lookup(const QString& cameraID) {
                               stored.value(u"password").toString()};
 }
 
-bool store(const QString& cameraID, const QString& label, const NetworkCredentials& credentials) {
-    const QByteArray secret =
-        QJsonDocument(QJsonObject{{QStringLiteral("user"), credentials.user},
-                                  {QStringLiteral("password"), credentials.password}})
-            .toJson(QJsonDocument::Compact);
-    GError* error = nullptr;
-    const QByteArray id = cameraID.toUtf8();
-    const gboolean stored = secret_password_store_sync(
-        schema(), SECRET_COLLECTION_DEFAULT, label.toUtf8().constData(), secret.constData(),
-        nullptr, &error, "camera", id.constData(), nullptr);
-    if (error) {
-        g_error_free(error);
-    }
-    return stored;
-}
-
 }  // namespace SecretStore
