@@ -1,6 +1,9 @@
 # Nelvo's developer commands. See README.md.
 BUILD_DIR ?= build
 ASAN_DIR ?= build-asan
+FUZZ_DIR ?= build-fuzz
+FUZZ_SECONDS ?= 60
+SOAK_MINUTES ?= 60
 JOBS ?= $(shell nproc)
 CMAKE_FLAGS ?= -DCMAKE_BUILD_TYPE=RelWithDebInfo
 # Leaks are detected. GLib hands out small blocks (GStreamer's messages,
@@ -14,7 +17,7 @@ ASAN_ENV = G_SLICE=always-malloc G_DEBUG=gc-friendly \
 	LSAN_OPTIONS=suppressions=$(CURDIR)/tests/lsan-suppressions.txt:print_suppressions=0 \
 	UBSAN_OPTIONS=print_stacktrace=1
 
-.PHONY: deps configure build run test bench asan package format clean
+.PHONY: deps configure build run test bench asan fuzz soak package format clean
 
 deps:
 	@scripts/install-deps
@@ -43,8 +46,21 @@ asan: deps
 	@cmake --build $(ASAN_DIR) -j $(JOBS)
 	@cd $(ASAN_DIR) && $(ASAN_ENV) ctest -j $(JOBS) --output-on-failure --timeout 900
 
+# Every parser of outside input under libFuzzer, FUZZ_SECONDS each (clang).
+fuzz: deps
+	@CC=clang CXX=clang++ cmake -S . -B $(FUZZ_DIR) -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+		-DNELVO_FUZZ=ON >/dev/null
+	@cmake --build $(FUZZ_DIR) -j $(JOBS) --target nelvo_fuzzers
+	@scripts/run-fuzzers $(FUZZ_DIR) $(FUZZ_SECONDS)
+
+# The headless demo armed for SOAK_MINUTES with triggers throughout, sampled
+# every minute into a CSV and a plot.
+soak: build
+	@scripts/install-deps --soak
+	@scripts/soak $(BUILD_DIR) $(SOAK_MINUTES)
+
 format:
 	@find src tests bench \( -name '*.cpp' -o -name '*.h' \) -print0 | xargs -0 -r clang-format -i
 
 clean:
-	@rm -rf $(BUILD_DIR) $(ASAN_DIR)
+	@rm -rf $(BUILD_DIR) $(ASAN_DIR) $(FUZZ_DIR)

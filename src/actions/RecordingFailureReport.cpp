@@ -1,11 +1,10 @@
 #include "RecordingFailureReport.h"
 
+#include "Clock.h"
 #include "RecordingManager.h"
 
 RecordingFailureReport::RecordingFailureReport(RecordingManager& manager, QObject* parent)
-    : QObject(parent), manager_(manager) {
-    later_.setSingleShot(true);
-    connect(&later_, &QTimer::timeout, this, &RecordingFailureReport::tell);
+    : QObject(parent), manager_(manager), later_(manager.clock().makeTimer([this] { tell(); })) {
     connect(&manager, &RecordingManager::recordingFailureChanged, this,
             &RecordingFailureReport::changed);
     toldFailure_ = manager.recordingFailure();
@@ -51,8 +50,8 @@ void RecordingFailureReport::changed() {
     const bool onlyRepeats = failure && failure == toldFailure_;
     const QDateTime now = manager_.now();
     if (onlyRepeats && toldAt_.isValid() && toldAt_.secsTo(now) < repeatSeconds) {
-        if (!later_.isActive()) {
-            later_.start(std::chrono::seconds(repeatSeconds - toldAt_.secsTo(now)));
+        if (!later_->isActive()) {
+            later_->start(std::chrono::seconds(repeatSeconds - toldAt_.secsTo(now)));
         }
         return;
     }
@@ -60,7 +59,7 @@ void RecordingFailureReport::changed() {
 }
 
 void RecordingFailureReport::tell() {
-    later_.stop();
+    later_->stop();
     const std::optional<RecordingFailure> failure = manager_.recordingFailure();
     const qint64 count = manager_.recordingFailureCount();
     if (failure == toldFailure_ && count == toldCount_) {

@@ -2,10 +2,12 @@
 
 #include "RecordingFailure.h"
 
+#include "Timer.h"
+
 #include <QDateTime>
 #include <QObject>
-#include <QTimer>
 #include <QVariantMap>
+#include <memory>
 #include <optional>
 
 class RecordingManager;
@@ -42,5 +44,5 @@ private:
     std::optional<RecordingFailure> toldFailure_;
     qint64 toldCount_ = 0;
     QDateTime toldAt_;
-    QTimer later_;
+    std::unique_ptr<Timer> later_;  // tells a repeating failure once its minute is over
 };

@@ -16,20 +16,24 @@
 #include "LogindSleepWatcher.h"
 #include "MainThread.h"
 #include "NetworkCameraSource.h"
+#include "PlainText.h"
 #include "PopoverViewController.h"
 #include "PopoverWindow.h"
 #include "QuitAlert.h"
 #include "SettingsKeys.h"
+#include "SettingsViewController.h"
 #include "SettingsWindowController.h"
 #include "ShortcutActions.h"
 #include "SleepRiskMonitor.h"
 #include "StatusItem.h"
+#include "TrayHost.h"
 #include "UPowerClient.h"
 
 #include <QCoreApplication>
 #include <QGuiApplication>
 #include <QPointer>
 #include <QScreen>
+#include <QThreadPool>
 #include <QTimer>
 
 namespace {
@@ -69,6 +73,7 @@ void AppDelegate::closeWindows() {
     popover_.reset();
     popoverController_ = nullptr;
     statusItem_.reset();
+    trayHost_.reset();
 }
 
 std::unique_ptr<CaptureDevices> AppDelegate::makeDevices() const {
@@ -118,6 +123,9 @@ void AppDelegate::launch() {
     captureManager_ =
         std::make_unique<CaptureManager>(defaults_, clock_, controller_, makeDevices());
     recordingManager_.onTestRecordingWanted = [this] { captureManager_->recordTest(); };
+    recordingManager_.onTestRecordingFinished = [this](const QString& filePath) {
+        testRecordingFinished(filePath);
+    };
     controller_.onFileFinished = [self = QPointer<AppDelegate>(this)](const QString& path) {
         MainThread::post([self, path] {
             if (self) {
@@ -170,7 +178,9 @@ void AppDelegate::devicesConfigured() {
         captureManager_->camera(0) ? captureManager_->camera(0)->name() : QStringLiteral("none");
     const QString microphone = captureManager_->microphone() ? captureManager_->microphone()->name()
                                                              : QStringLiteral("none");
-    Log::line(QStringLiteral("Devices: camera %1, microphone %2").arg(camera, microphone));
+    // Names come from the devices: escaped, so that they cannot add lines to the log.
+    Log::line(QStringLiteral("Devices: camera %1, microphone %2")
+                  .arg(PlainText::escaped(camera), PlainText::escaped(microphone)));
 }
 
 // The lid risk follows UPower and, where there is a display, the screens in
@@ -273,19 +283,10 @@ void AppDelegate::armedAtLaunch(ArmingCause cause) {
                          tr("It will start watching in a few seconds. Open Nelvo to stop it."));
 }
 
-// The tray icon, then the popover's content and its window, in the order the
-// icon needs them: the icon is drawn for the state before anything else is
-// made, and capture reports to the popover from its first device on.
+// The popover's content and its window, then the tray icon or, while the
+// desktop has no tray, the window standing in for it. Capture reports to the
+// popover from its first device on.
 void AppDelegate::launchWindows() {
-    const bool tray = StatusItem::trayAvailable();
-    if (tray) {
-        statusItem_ = std::make_unique<StatusItem>(recordingManager_);
-        connect(&recordingManager_, &RecordingManager::armedStateDescriptionChanged,
-                statusItem_.get(), &StatusItem::update, Qt::QueuedConnection);
-        connect(&recordingManager_, &RecordingManager::recordingFailureChanged, statusItem_.get(),
-                &StatusItem::update, Qt::QueuedConnection);
-    }
-
     PopoverViewController::Services services;
     services.sleepRisk = sleepRisk_.get();
     const QString program =
@@ -294,19 +295,15 @@ void AppDelegate::launchWindows() {
         XdgAutostartLoginItemService service(program, {});
         return LoginItem(service).state();
     };
+    services.loginItemNotifier = &loginItemNotifier_;
     services.revealFiles = [](const QStringList& files) { FileManager::showItems(files); };
     services.menu = menuOperations();
     popoverController_ = new PopoverViewController(recordingManager_, *captureManager_, services);
 
-    const bool placesItself =
-        !QGuiApplication::platformName().startsWith(QStringLiteral("wayland"));
-    const PopoverWindow::Placement placement = !tray ? PopoverWindow::Placement::standalone
-                                               : placesItself
-                                                   ? PopoverWindow::Placement::underIcon
-                                                   : PopoverWindow::Placement::byCompositor;
     PopoverViewController* controller = popoverController_;
-    popover_ = std::make_unique<PopoverWindow>(
-        controller, placement, [controller] { return controller->popoverShouldClose(); });
+    popover_ =
+        std::make_unique<PopoverWindow>(controller, PopoverWindow::Placement::standalone,
+                                        [controller] { return controller->popoverShouldClose(); });
     connect(popover_.get(), &PopoverWindow::didShow, controller,
             &PopoverViewController::popoverDidShow);
     connect(popover_.get(), &PopoverWindow::didClose, controller,
@@ -318,15 +315,42 @@ void AppDelegate::launchWindows() {
         controller->togglePreviewWindow();
     }
 
+    // The panel's tray host may come after Nelvo at login, and may restart.
+    trayHost_ = std::make_unique<TrayHost>();
+    connect(trayHost_.get(), &TrayHost::availableChanged, this, &AppDelegate::useTray);
+}
+
+void AppDelegate::useTray(bool tray) {
     if (tray) {
-        statusItem_->setMenu(controller->popoverMenu());
+        if (statusItem_) {
+            return;
+        }
+        statusItem_ = std::make_unique<StatusItem>(recordingManager_);
+        connect(&recordingManager_, &RecordingManager::armedStateDescriptionChanged,
+                statusItem_.get(), &StatusItem::update, Qt::QueuedConnection);
+        connect(&recordingManager_, &RecordingManager::recordingFailureChanged, statusItem_.get(),
+                &StatusItem::update, Qt::QueuedConnection);
+        statusItem_->setMenu(popoverController_->popoverMenu());
         connect(statusItem_.get(), &StatusItem::clicked, this,
                 [this] { popover_->toggle(statusItem_->geometry()); });
+        const bool placesItself =
+            !QGuiApplication::platformName().startsWith(QStringLiteral("wayland"));
+        popover_->setPlacement(placesItself ? PopoverWindow::Placement::underIcon
+                                            : PopoverWindow::Placement::byCompositor);
+        popover_->setHint({});
+        Log::line(QStringLiteral("Nelvo is in the panel's tray"));
         return;
     }
     // Nothing would show Nelvo at all: its window opens instead.
+    const bool hadTray = statusItem_ != nullptr;
+    statusItem_.reset();
+    popover_->setPlacement(PopoverWindow::Placement::standalone);
     const QString hint = StatusItem::missingTrayHint(qEnvironmentVariable("XDG_CURRENT_DESKTOP"));
-    Log::line(hint);
+    if (!hadTray) {
+        Log::line(hint);
+    } else {
+        Log::line(QStringLiteral("The panel's tray went away; Nelvo opens in its window"));
+    }
     popover_->setHint(hint);
     popover_->showPopover();
 }
@@ -339,10 +363,32 @@ PopoverMenu::Operations AppDelegate::menuOperations() {
     return operations;
 }
 
+// The newest movie selected, or the folder itself when it holds none. The
+// folder is looked through (and made when missing) off the GUI thread: it
+// may be large, or on a disk that has to wake up.
 void AppDelegate::showRecordings() {
     const QString folder = recordingManager_.fileOutputManager().nelvoPath();
-    recordingManager_.fileOutputManager().ensureFolder();
-    FileManager::showFolder(folder);
+    QThreadPool::globalInstance()->start([folder] {
+        const FileOutputManager files(folder);
+        const std::optional<QString> newest = files.newestRecording();
+        MainThread::post([folder, newest] {
+            if (newest) {
+                FileManager::showItems({*newest});
+            } else {
+                FileManager::showFolder(folder);
+            }
+        });
+    });
+}
+
+// A test recording shows where its movie went: the file under its final
+// name, which says so when it lost frames.
+void AppDelegate::testRecordingFinished(const QString& filePath) {
+    const QString finished = FileOutputManager::finishedPath(filePath);
+    Log::line(QStringLiteral("Test recording written to %1").arg(finished));
+    if (options_.withWindows) {
+        FileManager::showItems({finished});
+    }
 }
 
 void AppDelegate::showPreferences() {
@@ -352,6 +398,7 @@ void AppDelegate::showPreferences() {
             XdgAutostartLoginItemService::argumentsThatMatter(QCoreApplication::arguments()));
         settingsWindow_ = std::make_unique<SettingsWindowController>(
             recordingManager_, *captureManager_, *loginItemService_);
+        settingsWindow_->viewController().setLoginItemNotifier(loginItemNotifier_);
     }
     settingsWindow_->showWindow();
 }

@@ -2,6 +2,7 @@
 
 #include "CaptureManager.h"
 #include "Defaults.h"
+#include "LoginItem.h"
 #include "NelvoStatus.h"
 #include "NetworkCameraLink.h"
 #include "PopoverMenu.h"
@@ -22,6 +23,7 @@ class PopoverWindow;
 class QuitAlert;
 class SettingsWindowController;
 class StatusItem;
+class TrayHost;
 class XdgAutostartLoginItemService;
 class LogindSleepInhibitor;
 class LogindSleepWatcher;
@@ -67,6 +69,7 @@ public:
     PopoverWindow* popoverWindow() const { return popover_.get(); }
     PopoverViewController* popoverController() const { return popoverController_; }
     QuitAlert* quitAlert() const { return quitAlert_.get(); }
+    SettingsWindowController* settingsWindow() const { return settingsWindow_.get(); }
     RecordingManager& recordingManager() { return recordingManager_; }
     CaptureManager* captureManager() const { return captureManager_.get(); }
     // What scripts' status reads beside the recording manager.
@@ -87,11 +90,13 @@ private:
     void stateChanged();
     void finishTermination();
     void launchWindows();
+    void useTray(bool tray);
     void closeWindows();
     PopoverMenu::Operations menuOperations();
     void armedAtLaunch(ArmingCause cause);
     void showRecordings();
     void showPreferences();
+    void testRecordingFinished(const QString& filePath);
     void quitAlertAnswered(bool quitNow);
     void recordingsFinishedForQuit();
 
@@ -107,11 +112,14 @@ private:
     std::unique_ptr<UPowerClient> power_;
     std::unique_ptr<SleepRiskMonitor> sleepRisk_;
     std::unique_ptr<CaptureManager> captureManager_;
-    std::unique_ptr<StatusItem> statusItem_;
+    std::unique_ptr<TrayHost> trayHost_;
+    std::unique_ptr<StatusItem> statusItem_;  // while the desktop has a tray
     std::unique_ptr<PopoverWindow> popover_;
     PopoverViewController* popoverController_ = nullptr;  // the popover window's content
     std::unique_ptr<QuitAlert> quitAlert_;
     std::unique_ptr<XdgAutostartLoginItemService> loginItemService_;
+    // Settings tells of the user's changes to the login item; the popover listens.
+    LoginItemNotifier loginItemNotifier_;
     std::unique_ptr<SettingsWindowController> settingsWindow_;  // made on first use
     QElapsedTimer finishDeadline_;
     bool quitWithoutWaiting_ = false;

@@ -70,7 +70,7 @@ QString CommandLine::usage() {
     return tr(
         "Usage: nelvo [--headless] [--demo] [--arm] [--camera-file PATH] [--camera-url URL "
         "[--credentials-file PATH]] [--help] [--version] | nelvo "
-        "arm|disarm|test|status|watch|focus on|off|timelapse");
+        "arm|disarm|test [--verify]|status|watch|focus on|off|timelapse");
 }
 
 QString CommandLine::commandsText() {
@@ -80,9 +80,12 @@ QString CommandLine::commandsText() {
         "  nelvo arm            Arm, after a 5-second countdown.\n"
         "  nelvo disarm         Disarm.\n"
         "  nelvo test           Record a short test movie.\n"
-        "  nelvo status         Say the state, the notice and the last armed stretch.\n"
-        "  nelvo watch          Print each change of state and each finished file.\n"
+        "  nelvo test --verify  Record a test, read its movies back and judge them.\n"
+        "  nelvo status         Say the state, the notice, the last armed stretch,\n"
+        "                       the levels of the last minute and recording failures.\n"
+        "  nelvo watch          Print each change of state, each finished file and\n"
+        "                       each change of the recording failures.\n"
         "  nelvo focus on|off   Arm while a focus is on, as the schedule does.\n"
         "  nelvo timelapse      Make a time-lapse of the last armed stretch.\n"
-        "status and watch take --json for scripts.");
+        "status and watch take --json for scripts. These commands never start Nelvo.");
 }

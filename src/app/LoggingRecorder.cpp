@@ -3,6 +3,7 @@
 #include "FileOutputManager.h"
 #include "Log.h"
 #include "MainThread.h"
+#include "PlainText.h"
 
 #include <QHash>
 
@@ -33,7 +34,7 @@ QDateTime LoggingRecorder::startDate() {
 }
 
 void LoggingRecorder::start(const QString& filePath, Completion onFinish) {
-    Log::line(QStringLiteral("Recording to %1").arg(filePath));
+    Log::line(QStringLiteral("Recording to %1").arg(PlainText::escaped(filePath)));
     if (preRoll_) {
         remember(filePath, *preRoll_);
     }
@@ -41,7 +42,7 @@ void LoggingRecorder::start(const QString& filePath, Completion onFinish) {
 }
 
 void LoggingRecorder::roll(const QString& filePath, Completion onFinish) {
-    Log::line(QStringLiteral("Continuing in %1").arg(filePath));
+    Log::line(QStringLiteral("Continuing in %1").arg(PlainText::escaped(filePath)));
     recorder_->roll(filePath, logged(std::move(onFinish)));
 }
 
@@ -56,7 +57,7 @@ MovieRecorder::Completion LoggingRecorder::logged(Completion onFinish) const {
         if (!error) {
             // Named as the file now is, after any rename for lost frames.
             const QString finished = FileOutputManager::finishedPath(filePath);
-            Log::line(QStringLiteral("Finished %1").arg(finished));
+            Log::line(QStringLiteral("Finished %1").arg(PlainText::escaped(finished)));
             if (finished != filePath) {
                 MainThread::post([filePath, finished] {
                     if (const std::optional<double> preRoll = preRollOf(filePath)) {

@@ -16,10 +16,6 @@ StatusItem::StatusItem(RecordingManager& recordingManager, QObject* parent)
     tray_.show();
 }
 
-bool StatusItem::trayAvailable() {
-    return QSystemTrayIcon::isSystemTrayAvailable();
-}
-
 void StatusItem::update() {
     const bool failed = recordingManager_.recordingFailure().has_value();
     const ArmState state = recordingManager_.armedState().value_or(ArmState::unarmed);

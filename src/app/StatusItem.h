@@ -22,8 +22,6 @@ public:
     // The menu a right-click opens.
     void setMenu(QMenu* menu);
 
-    // Whether the desktop offers a tray to put the icon into.
-    static bool trayAvailable();
     // What to do on a desktop (XDG_CURRENT_DESKTOP) that shows no tray.
     static QString missingTrayHint(const QString& currentDesktop);
 

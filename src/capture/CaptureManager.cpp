@@ -66,6 +66,7 @@ CaptureManager::CaptureManager(Defaults& defaults, Clock& clock,
         pipelines_[i] = std::make_unique<CameraPipeline>(defaults, *sinks_[i], nullptr, nullptr);
         pipelines_[i]->setDelegate(pipelineEvents_);
         lastLevel_[i] = 0;
+        peakSinceLast_[i] = 0;
     }
     meter_ = std::make_unique<SoundMeter>(
         defaults, [this] { return pipelines_[0]->audioLevel(); },
@@ -512,13 +513,16 @@ void CaptureManager::motionMeasured(int index, double level, bool triggered) {
     }
     measuredSinceLast_[index].fetch_add(1);
     lastLevel_[index] = level;
+    double peak = peakSinceLast_[index].load();
+    while (level > peak && !peakSinceLast_[index].compare_exchange_weak(peak, level)) {
+    }
     if (!measurementPosted_[index].exchange(true)) {
         QMetaObject::invokeMethod(
             this,
             [this, index] {
                 measurementPosted_[index] = false;
                 motionMeasuredOnMain(index, measuredSinceLast_[index].exchange(0),
-                                     lastLevel_[index]);
+                                     lastLevel_[index], peakSinceLast_[index].exchange(0));
             },
             Qt::QueuedConnection);
     }
@@ -551,7 +555,8 @@ void CaptureManager::previewImageOnMain(int index) {
     }
 }
 
-void CaptureManager::motionMeasuredOnMain(int index, std::int64_t count, double level) {
+void CaptureManager::motionMeasuredOnMain(int index, std::int64_t count, double level,
+                                          double peak) {
     if (count == 0) {
         return;
     }
@@ -565,7 +570,7 @@ void CaptureManager::motionMeasuredOnMain(int index, std::int64_t count, double 
     if (activityDelegate_) {
         activityDelegate_->motionLevel(index, level);
     }
-    Q_EMIT motionLevelReported(index, level);
+    Q_EMIT motionLevelReported(index, peak);
 }
 
 // ---- Session errors ----------------------------------------------------------

@@ -117,7 +117,8 @@ Q_SIGNALS:
     // After each reconfiguration has reached the main thread.
     void devicesConfigured();
     void capturingChanged();
-    // Each level as the activity delegate is told it, for other observers.
+    // The levels for other observers than the activity delegate: for motion,
+    // the highest measured since the last report; for sound, the meter's value.
     void motionLevelReported(int index, double level);
     void soundLevelReported(double level);
 
@@ -154,7 +155,7 @@ private:
     void triggerNow();
     void startRecording();
     void scheduleStop();
-    void motionMeasuredOnMain(int index, std::int64_t count, double level);
+    void motionMeasuredOnMain(int index, std::int64_t count, double level, double peak);
     void previewImageOnMain(int index);
     void stopMeter();
     void scheduleRestart(int index);
@@ -207,6 +208,8 @@ private:
     // costs no allocation: the main thread takes what piled up since its last turn.
     std::array<std::atomic<std::int64_t>, pipelineCount> measuredSinceLast_{};
     std::array<std::atomic<double>, pipelineCount> lastLevel_{};
+    // The highest of them, for observers of the levels that keep peaks.
+    std::array<std::atomic<double>, pipelineCount> peakSinceLast_{};
     std::array<std::atomic<bool>, pipelineCount> measurementPosted_{};
     std::atomic<bool> triggerPosted_{false};
     // The newest preview frame of each pipeline: a newer one replaces one the

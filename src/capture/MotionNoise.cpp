@@ -13,7 +13,10 @@ constexpr std::int32_t fixedScaled = MotionNoise::fixedThreshold * one;
 constexpr std::int32_t floorScaled = static_cast<std::int32_t>(MotionNoise::floorLevels * one);
 constexpr std::int32_t topScaled = 255 * one;
 // A point that has learned nothing yet is as sensitive as the fixed threshold.
-constexpr std::int32_t unlearnedNoise = (fixedScaled - floorScaled) / MotionNoise::noiseMultiple;
+// The multiple of the noise, in sixteenths.
+constexpr std::int64_t multiple = static_cast<std::int64_t>(MotionNoise::noiseMultiple * 16);
+constexpr std::int32_t unlearnedNoise =
+    static_cast<std::int32_t>((fixedScaled - floorScaled) * 16 / multiple);
 constexpr int fullAverage = 1 << MotionNoise::averageShift;
 // The brightness change is modelled as a line in the luma; its halves must lie
 // this far apart for its slope to be trusted, and the slope stays within a
@@ -51,6 +54,18 @@ int binOfRank(const std::vector<int>& counts, int rank) {
     return static_cast<int>(counts.size()) - 1;
 }
 
+// The bin of the median of two histograms together (`total` values).
+int medianOfBoth(const std::vector<int>& first, const std::vector<int>& second, int total) {
+    int seen = 0;
+    for (std::size_t bin = 0; bin < first.size(); ++bin) {
+        seen += first[bin] + second[bin];
+        if (seen > total / 2) {
+            return static_cast<int>(bin);
+        }
+    }
+    return static_cast<int>(first.size()) - 1;
+}
+
 }  // namespace
 
 void MotionNoise::resize(const MotionGrid& grid, double framesPerSecond) {
@@ -62,6 +77,7 @@ void MotionNoise::resize(const MotionGrid& grid, double framesPerSecond) {
     upper_.assign(points, 0);
     lower_.assign(points, 0);
     rowNoise_.assign(points, 0);
+    changed_.assign(points, 0);
     lumaCounts_.assign(lumaBins, 0);
     darkChangeCounts_.assign(changeBins, 0);
     brightChangeCounts_.assign(changeBins, 0);
@@ -91,6 +107,7 @@ void MotionNoise::judge(const BlurredGrid& before, const BlurredGrid& now, Motio
     findCommonChange(before, now);
     if (settled()) {
         setLearnedBounds();
+        lowerWhereNeighboursChanged(before, now);
     } else {
         setFixedBounds();
     }
@@ -135,21 +152,24 @@ void MotionNoise::findCommonChange(const BlurredGrid& before, const BlurredGrid&
     }
     const std::int64_t brightLuma = lumaOfBin(binOfRank(lumaCounts_, darkCount + brightCount / 2));
     const std::int64_t brightChange = changeOfBin(binOfRank(brightChangeCounts_, brightCount / 2));
-    // A picture of one brightness has no darker half.
-    const std::int64_t darkLuma =
-        darkCount > 0 ? lumaOfBin(binOfRank(lumaCounts_, darkCount / 2)) : brightLuma;
-    const std::int64_t darkChange =
-        darkCount > 0 ? changeOfBin(binOfRank(darkChangeCounts_, darkCount / 2)) : brightChange;
-
-    const std::int64_t spread = brightLuma - darkLuma;
     std::int64_t slope = 0;  // scaled by 2^slopeShift
-    std::int64_t base = (darkChange + brightChange) / 2;
+    std::int64_t base = 0;
     std::int64_t baseLuma = 0;
-    if (spread >= slopeSpread) {
-        slope = ((brightChange - darkChange) << slopeShift) / spread;
-        slope = std::clamp<std::int64_t>(slope, -(1 << slopeShift) / 4, (1 << slopeShift) / 4);
-        base = darkChange;
-        baseLuma = darkLuma;
+    // A picture mostly of one brightness has no darker half worth the name
+    // (a plain wall with a dark object on it): one median change for all.
+    if (darkCount < n / 4) {
+        base = changeOfBin(medianOfBoth(darkChangeCounts_, brightChangeCounts_, n));
+    } else {
+        const std::int64_t darkLuma = lumaOfBin(binOfRank(lumaCounts_, darkCount / 2));
+        const std::int64_t darkChange = changeOfBin(binOfRank(darkChangeCounts_, darkCount / 2));
+        const std::int64_t spread = brightLuma - darkLuma;
+        // Through the middle of the two, so that a slope held back turns about it.
+        base = (darkChange + brightChange) / 2;
+        baseLuma = (darkLuma + brightLuma) / 2;
+        if (spread >= slopeSpread) {
+            slope = ((brightChange - darkChange) << slopeShift) / spread;
+            slope = std::clamp<std::int64_t>(slope, -(1 << slopeShift) / 4, (1 << slopeShift) / 4);
+        }
     }
     for (int i = 0; i < n; ++i) {
         const std::int64_t luma = before.values[i];
@@ -186,8 +206,9 @@ void MotionNoise::setFixedBounds() {
 }
 
 // Each point's noise is the mean over the 3 x 3 grid points around it (edges
-// repeated): nine points' worth of frames make a steadier figure than one,
-// and noise varies slowly across a picture.
+// repeated), or its own when that is higher: nine points' worth of frames make
+// a steadier figure than one, and noise varies slowly across a picture, but
+// not at its edges, where the blur repeats the edge pixels and averages fewer.
 void MotionNoise::setLearnedBounds() {
     const int columns = grid_.columns;
     const int rows = grid_.rows;
@@ -205,12 +226,42 @@ void MotionNoise::setLearnedBounds() {
         const std::int32_t* below = rowNoise_.data() + std::min(row + 1, rows - 1) * columns;
         for (int column = 0; column < columns; ++column) {
             const int i = row * columns + column;
-            const std::int64_t mean =
-                (static_cast<std::int64_t>(above[column]) + here[column] + below[column]) / 9;
+            const std::int64_t mean = std::max<std::int64_t>(
+                noise_[i],
+                (static_cast<std::int64_t>(above[column]) + here[column] + below[column]) / 9);
             const auto threshold = static_cast<std::int32_t>(
-                std::min<std::int64_t>(fixedScaled, noiseMultiple * mean + floorScaled));
+                std::min<std::int64_t>(fixedScaled, ((multiple * mean) >> 4) + floorScaled));
             upper_[i] = commonChange_[i] + threshold;
             lower_[i] = commonChange_[i] - threshold;
+        }
+    }
+}
+
+// A point whose grid neighbour also changed by more than three quarters of
+// that neighbour's threshold needs only three quarters of its own: something
+// larger than one point is changing there. Sensor noise rarely takes two
+// points that far at once, a person or an object does.
+void MotionNoise::lowerWhereNeighboursChanged(const BlurredGrid& before, const BlurredGrid& now) {
+    const int columns = grid_.columns;
+    const int rows = grid_.rows;
+    const int points = grid_.points();
+    for (int i = 0; i < points; ++i) {
+        const std::int64_t threshold = upper_[i] - commonChange_[i];
+        const std::int64_t deviation =
+            std::abs(now.values[i] - before.values[i] - commonChange_[i]);
+        changed_[i] = deviation * 4 > threshold * 3 ? 1 : 0;
+    }
+    for (int row = 0; row < rows; ++row) {
+        for (int column = 0; column < columns; ++column) {
+            const int i = row * columns + column;
+            const bool supported =
+                (column > 0 && changed_[i - 1]) || (column + 1 < columns && changed_[i + 1]) ||
+                (row > 0 && changed_[i - columns]) || (row + 1 < rows && changed_[i + columns]);
+            if (supported) {
+                const std::int32_t threshold = (upper_[i] - commonChange_[i]) * 3 / 4;
+                upper_[i] = commonChange_[i] + threshold;
+                lower_[i] = commonChange_[i] - threshold;
+            }
         }
     }
 }

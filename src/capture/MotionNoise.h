@@ -13,15 +13,16 @@
 // absolute change; points that moved do not teach it). A point moved when its
 // change, less the change the whole frame made at its brightness (a lamp, the
 // camera's exposure), is more than `noiseMultiple` times that noise plus
-// `floorLevels`, and never needs more than `fixedThreshold`, so no camera is
-// less sensitive than with the fixed threshold. Until about two seconds of
-// frames have been seen, the fixed threshold alone decides. One owner thread.
+// `floorLevels` (three quarters of that where a neighbouring grid point also
+// changed by more than three quarters of its own), and never needs more than `fixedThreshold`, so
+// no camera is less sensitive than with the fixed threshold. Until about two seconds of frames have
+// been seen, the fixed threshold alone decides. One owner thread.
 class MotionNoise {
 public:
     // Levels of 255.
     static constexpr int fixedThreshold = 15;
-    static constexpr int noiseMultiple = 6;
-    static constexpr double floorLevels = 1.5;
+    static constexpr double noiseMultiple = 6;
+    static constexpr double floorLevels = 0.25;
     static constexpr double settleSeconds = 2.0;
     static constexpr int minimumSettleFrames = 20;
     // The running mean weighs the last 64 still frames (a power of two: a shift).
@@ -61,6 +62,7 @@ private:
     void learn(const BlurredGrid& before, const BlurredGrid& now, const MotionImage& moved);
     void setFixedBounds();
     void setLearnedBounds();
+    void lowerWhereNeighboursChanged(const BlurredGrid& before, const BlurredGrid& now);
 
     const bool fixedOnly_;
     MotionGrid grid_;
@@ -71,6 +73,7 @@ private:
     std::vector<std::int32_t> commonChange_;  // per point, of the pair being judged
     std::vector<std::int32_t> upper_;         // per point
     std::vector<std::int32_t> lower_;         // per point
+    std::vector<std::uint8_t> changed_;       // scratch: per point
     std::vector<std::int32_t> rowNoise_;      // scratch: noise summed across 3 columns
     // Scratch: histograms of the points' luma and of the changes of the
     // darker and the brighter half.

@@ -32,9 +32,15 @@ RecordingManager::RecordingManager(Defaults& defaults, Clock& clock, QObject* pa
       folderChoice_(defaults.data(SettingsKeys::recordingsFolderBookmark).value_or(QByteArray())),
       duringRecordingTimer_(clock.makeTimer([this] { duringRecordingCheck(); })) {
     freeSpace = [this] { return fileOutputManager_->availableCapacity(); };
+    listing_.setFolder(fileOutputManager_->nelvoPath());
+    connect(&listing_, &RecordingsListing::changed, this, &RecordingManager::recordingsChanged);
     // The one connection to the settings store's changes.
     connect(&defaults_, &Defaults::changed, this, &RecordingManager::settingsChanged);
     stretches_.onKept = [this] { Q_EMIT stretchGenerationChanged(); };
+    sizeLimit_.onDeleted = [this] {
+        listing_.refresh();
+        Q_EMIT deletedChanged();
+    };
     updateKeepAwake();
 }
 
@@ -219,6 +225,7 @@ void RecordingManager::setArmedState(std::optional<ArmState> state) {
     updateKeepAwake();
     updateDuringRecordingTimer();
     updateStretch(old, state);
+    listing_.refresh();
 }
 
 void RecordingManager::disarm(bool keepNotices) {
@@ -369,14 +376,22 @@ void RecordingManager::startRecordings(const std::vector<RecordingTarget>& targe
         endTest();
         return;
     }
-    // A folder chosen in Settings, or a fallback, takes effect with the next recording.
-    fileOutputManager_->adoptFolder(RecordingsFolder::resolve(defaults_).folder);
+    // A folder chosen in Settings, or a fallback, takes effect with the next
+    // recording; the default folder is Nelvo's own and is made again when it
+    // went away (a chosen folder that went away falls back to it).
+    const QString folder = RecordingsFolder::resolve(defaults_).folder;
+    fileOutputManager_->adoptFolder(folder);
+    if (folder == RecordingsFolder::defaultFolder()) {
+        fileOutputManager_->ensureFolder();
+    }
+    listing_.setFolder(fileOutputManager_->nelvoPath());
     if (const auto free = freeSpace(); free && *free < freeSpaceThreshold) {
         recordFailure(RecordingFailure::diskFull);
         endTest();
         return;
     }
     setArmedState(ArmState::recording);
+    stretches_.noteRecording();
     files_.begin(targets);
     if (isRecordingTest_) {
         testDeadline_->stop();
@@ -435,13 +450,9 @@ void RecordingManager::fileFinished(const QString& filePath, const std::optional
     // A roll its recorder could not continue opened no file: it is only forgotten.
     const bool opened = !MovieRecorder::isRollDropped(error);
     if (opened) {
+        // Files are private to their owner from the moment they are created.
         if (error) {
-            Log::line(QStringLiteral("Recording %1 ended with an error: %2")
-                          .arg(QFileInfo(filePath).fileName(), error->description));
-        } else if (QFileInfo::exists(filePath)) {
-            // A file renamed for the frames it lost was made private by its
-            // recorder under the new name; the opened path is gone.
-            fileOutputManager_->setOwnerOnlyPermissions(filePath);
+            failureLog_.fileFailed(QFileInfo(filePath).fileName(), *error, now());
         }
         if (files_.failureStep(error, now())) {
             Q_EMIT recordingFailureChanged();
@@ -459,6 +470,7 @@ void RecordingManager::fileFinished(const QString& filePath, const std::optional
             endTest();
         }
     }
+    listing_.refresh();
     const RecordingSet::Finish finish = files_.finished(filePath);
     const bool recordingEnded = armedState_ == ArmState::recording && finish.currentEmptied;
     if (recordingEnded) {
@@ -510,9 +522,7 @@ void RecordingManager::duringRecordingCheck() {
         return;
     }
     enforceSizeLimit();
-    if (sizeLimit_.exceededBy(files_.currentFilePaths())) {
-        rollOver();
-    }
+    sizeLimit_.whenExceededBy(files_.currentFilePaths(), [this] { rollOver(); });
 }
 
 void RecordingManager::rollOver() {
@@ -528,9 +538,7 @@ void RecordingManager::rollOver() {
 }
 
 void RecordingManager::enforceSizeLimit() {
-    if (sizeLimit_.enforce(files_.filesBeingWritten(), now())) {
-        Q_EMIT deletedChanged();
-    }
+    sizeLimit_.enforce(files_.filesBeingWritten(), now());
 }
 
 // A folder chosen anew in Settings is taken up at once, without comparing.
@@ -542,6 +550,17 @@ void RecordingManager::reloadFolderWhenChosenAnew() {
     }
     folderChoice_ = choice;
     fileOutputManager_->setFolder(RecordingsFolder::resolve(defaults_).folder);
+    listing_.setFolder(fileOutputManager_->nelvoPath());
+}
+
+FolderState RecordingManager::folderState() {
+    const RecordingsFolder::Resolved resolved = RecordingsFolder::resolve(defaults_);
+    return RecordingsFolder::stateOf(resolved, RecordingsFolder::chosenFolder(defaults_),
+                                     listing_.writable(resolved.folder).value_or(true));
+}
+
+void RecordingManager::checkFolder() {
+    listing_.checkWritable(RecordingsFolder::resolve(defaults_).folder);
 }
 
 std::optional<DiskBudget::RecordingCost> RecordingManager::recordingCost() const {
@@ -549,7 +568,7 @@ std::optional<DiskBudget::RecordingCost> RecordingManager::recordingCost() const
         SettingsKeys::clampedPreRollSeconds(defaults_.real(SettingsKeys::preRollSeconds));
     const double timeout = static_cast<double>(
         std::clamp<qint64>(defaults_.integer(SettingsKeys::timeoutValueInSeconds), 0, 600));
-    return DiskBudget::recordingCost(fileOutputManager_->recordings(), now(), preRoll, timeout);
+    return DiskBudget::recordingCost(listing_.recordings(), now(), preRoll, timeout);
 }
 
 // Schedule, crash recovery, keep-awake and armed-stretch steps.
@@ -663,10 +682,25 @@ void RecordingManager::bumpScheduleGeneration() {
     Q_EMIT armedStateDescriptionChanged();
 }
 
+std::optional<ArmedStretch> RecordingManager::lastStretch() const {
+    return ArmedStretch::last(defaults_);
+}
+
+// The stretch's events are gathered afresh from the folder, on the
+// time-lapse's own queue.
 bool RecordingManager::makeTimeLapse() {
-    const std::optional<WhatHappened> what = lastWhatHappened();
-    return what && timeLapse_.start({what->stretch, what->events, fileOutputManager_->nelvoPath(),
-                                     QTimeZone::systemTimeZone(), QLocale::system()});
+    const std::optional<ArmedStretch> stretch = lastStretch();
+    if (!stretch) {
+        return false;
+    }
+    const QString folder = fileOutputManager_->nelvoPath();
+    const double preRoll =
+        SettingsKeys::clampedPreRollSeconds(defaults_.real(SettingsKeys::preRollSeconds));
+    return timeLapse_.start({*stretch, {}, folder, QTimeZone::systemTimeZone(), QLocale::system()},
+                            [folder, stretch = *stretch, preRoll] {
+                                return WhatHappened::eventsOf(
+                                    FileOutputManager::recordingsIn(folder), stretch, preRoll);
+                            });
 }
 
 void RecordingManager::setSleepInhibitor(SleepInhibitor* inhibitor) {
@@ -696,6 +730,7 @@ void RecordingManager::didWake() {
 }
 
 void RecordingManager::cleanQuit() {
+    timeLapse_.cancel();
     ArmedRecord::remove(defaults_);
     if (armedState_.value_or(ArmState::unarmed) != ArmState::unarmed) {
         stretches_.end(now(), false);

@@ -5,11 +5,14 @@
 #include "Clock.h"
 #include "DiskBudget.h"
 #include "Error.h"
+#include "FailureLog.h"
+#include "FolderState.h"
 #include "KeepAwakeReason.h"
 #include "MinuteTimer.h"
 #include "RecordingFailure.h"
 #include "RecordingSet.h"
 #include "RecordingTarget.h"
+#include "RecordingsListing.h"
 #include "Schedule.h"
 #include "ScheduleRunner.h"
 #include "SizeLimit.h"
@@ -70,6 +73,8 @@ public:
 
     Defaults& defaults() const { return defaults_; }
     QDateTime now() const;
+    // The clock every decision by time reads, and its timers.
+    Clock& clock() const { return clock_; }
 
     // Observable state.
     std::optional<ArmState> armedState() const { return armedState_; }
@@ -142,8 +147,22 @@ public:
     QDateTime deletedAt() const { return sizeLimit_.deletedAt(); }
     int pendingTestFiles() const { return pendingTestFiles_; }
 
-    // How much one recording takes, from the recordings of the last day.
+    // How much one recording takes, from the recordings of the last day as
+    // the folder was last listed.
     std::optional<DiskBudget::RecordingCost> recordingCost() const;
+
+    // The recordings folder is read on a queue of its own, never on the main
+    // thread: what depends on it (the cost of a recording, What Happened, the
+    // folder's state) comes from the last reading, and `recordingsChanged`
+    // follows each newer one. The manager asks for a new reading whenever the
+    // armed state changes, a file finishes or files are deleted.
+    void refreshRecordings() { listing_.refresh(); }
+    const RecordingsListing& recordingsListing() const { return listing_; }
+    // The folder's state for Settings, with the result of the last write
+    // test there (a folder not yet tested counts as writable).
+    FolderState folderState();
+    // Tests anew whether the folder in use can be written.
+    void checkFolder();
 
     // Hooks installed by the application.
     // Called with the cause each time Nelvo starts arming by itself.
@@ -164,6 +183,7 @@ Q_SIGNALS:
     void isRecordingTestChanged();
     void recordingFailureChanged();
     void deletedChanged();
+    void recordingsChanged();
 
 private:
     void setArmedState(std::optional<ArmState> state);
@@ -210,6 +230,8 @@ private:
     // Recording control.
     std::unique_ptr<FileOutputManager> fileOutputManager_;
     QByteArray folderChoice_;  // the stored folder choice the file service was set up with
+    RecordingsListing listing_;
+    FailureLog failureLog_;
     RecordingSet files_;
     SizeLimit sizeLimit_{defaults_, *fileOutputManager_};
     bool stoppingForSpace_ = false;
@@ -230,7 +252,7 @@ private:
     void clearGaps();
 
     ScheduleRunner schedule_{defaults_};
-    StretchKeeper stretches_{defaults_, *fileOutputManager_};
+    StretchKeeper stretches_{defaults_, listing_};
     // The schedule and the heartbeat, on the wall clock's minutes.
     MinuteTimer minuteTimer_{clock_, [this](const QDateTime& at) { evaluateSchedule(at); }};
     bool recoveredAtLaunch_ = false;
@@ -271,7 +293,9 @@ public:
     std::optional<QDateTime> quitUnexpectedlyUntil() const { return quitUnexpectedlyUntil_; }
 
     qint64 stretchGeneration() const { return stretches_.generation(); }
-    // The last kept stretch with its events gathered afresh from the folder.
+    // The last kept stretch, without its events.
+    std::optional<ArmedStretch> lastStretch() const;
+    // The last kept stretch with its events as the folder was last listed.
     std::optional<WhatHappened> lastWhatHappened() const { return stretches_.last(); }
 
     // The last stretch's time-lapse, made into the recordings folder; false

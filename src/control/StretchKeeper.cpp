@@ -1,10 +1,11 @@
 #include "StretchKeeper.h"
 
 #include "Defaults.h"
-#include "FileOutputManager.h"
+#include "RecordingsListing.h"
 #include "SettingsKeys.h"
 
 #include <limits>
+#include <utility>
 
 bool StretchKeeper::end(const QDateTime& end, bool suppress) {
     const std::optional<QDateTime> since = ArmedStretch::since(defaults_);
@@ -12,8 +13,13 @@ bool StretchKeeper::end(const QDateTime& end, bool suppress) {
         return false;
     }
     defaults_.remove(SettingsKeys::armedStretchSince);
+    const bool recorded = std::exchange(recorded_, false);
     if (!suppress) {
-        keep({*since, end});
+        if (recorded) {
+            store({*since, end});
+        } else {
+            keep({*since, end});
+        }
     }
     return true;
 }
@@ -24,6 +30,10 @@ void StretchKeeper::keep(const ArmedStretch& stretch) {
     if (stretch.from.msecsTo(stretch.to) < shortestKeptMs && eventsOf(stretch).empty()) {
         return;
     }
+    store(stretch);
+}
+
+void StretchKeeper::store(const ArmedStretch& stretch) {
     stretch.storeAsLast(defaults_);
     if (generation_ == std::numeric_limits<qint64>::max()) {
         qFatal("The stretch generation overflowed");
@@ -45,5 +55,5 @@ std::optional<WhatHappened> StretchKeeper::last() const {
 std::vector<Event> StretchKeeper::eventsOf(const ArmedStretch& stretch) const {
     const double preRoll =
         SettingsKeys::clampedPreRollSeconds(defaults_.real(SettingsKeys::preRollSeconds));
-    return WhatHappened::eventsOf(files_.recordings(), stretch, preRoll);
+    return WhatHappened::eventsOf(listing_.recordings(), stretch, preRoll);
 }

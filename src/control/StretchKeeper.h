@@ -8,22 +8,25 @@
 #include <optional>
 
 class Defaults;
-class FileOutputManager;
+class RecordingsListing;
 
 // Closes armed stretches and keeps the last one worth keeping, with its
-// events gathered from the recordings folder each time they are asked for.
-// Main thread only.
+// events gathered from the last listing of the recordings folder each time
+// they are asked for (the folder itself is never read here). Main thread only.
 class StretchKeeper {
 public:
-    StretchKeeper(Defaults& defaults, const FileOutputManager& files)
-        : defaults_(defaults), files_(files) {}
+    StretchKeeper(Defaults& defaults, const RecordingsListing& listing)
+        : defaults_(defaults), listing_(listing) {}
 
+    // A recording started in the stretch in progress: it is kept whatever
+    // the listing has seen of it yet.
+    void noteRecording() { recorded_ = true; }
     // Closes the stretch in progress at `end`, keeping it unless suppressed;
     // false when no stretch was in progress.
     bool end(const QDateTime& end, bool suppress);
     // Stores the stretch as the last one unless it is short and empty.
     void keep(const ArmedStretch& stretch);
-    // The last kept stretch with its events as the folder holds them now.
+    // The last kept stretch with its events as the folder was last seen.
     std::optional<WhatHappened> last() const;
 
     // Counts the stretches kept; `onKept` follows each.
@@ -32,8 +35,10 @@ public:
 
 private:
     std::vector<Event> eventsOf(const ArmedStretch& stretch) const;
+    void store(const ArmedStretch& stretch);
 
     Defaults& defaults_;
-    const FileOutputManager& files_;
+    const RecordingsListing& listing_;
+    bool recorded_ = false;
     qint64 generation_ = 0;
 };

@@ -6,22 +6,31 @@
 
 TimeLapseJob::TimeLapseJob(QObject* parent) : QObject(parent), reveal(&revealInFileManager) {}
 
-TimeLapseJob::~TimeLapseJob() = default;
+TimeLapseJob::~TimeLapseJob() {
+    cancel();
+}
 
-bool TimeLapseJob::start(TimeLapseRenderer::Request request) {
+bool TimeLapseJob::start(TimeLapseRenderer::Request request,
+                         std::function<std::vector<Event>()> gatherEvents) {
     if (running_) {
         return false;
     }
     running_ = true;
+    cancel_ = false;
     fraction_ = 0;
     lastFailure_.reset();
     Q_EMIT isMakingTimeLapseChanged();
     Q_EMIT fractionDoneChanged();
     // Results come back as queued calls; a job gone meanwhile drops them.
     const QPointer<TimeLapseJob> self(this);
-    queue_.async([self, request = std::move(request)] {
-        const TimeLapseRenderer::Outcome outcome =
-            TimeLapseRenderer::render(request, [self](double fraction) {
+    queue_.async([self, request = std::move(request), gatherEvents = std::move(gatherEvents),
+                  cancel = &cancel_]() mutable {
+        if (gatherEvents) {
+            request.events = gatherEvents();
+        }
+        const TimeLapseRenderer::Outcome outcome = TimeLapseRenderer::render(
+            request,
+            [self](double fraction) {
                 QMetaObject::invokeMethod(
                     self.data(),
                     [self, fraction] {
@@ -30,7 +39,8 @@ bool TimeLapseJob::start(TimeLapseRenderer::Request request) {
                         }
                     },
                     Qt::QueuedConnection);
-            });
+            },
+            cancel);
         QMetaObject::invokeMethod(
             self.data(),
             [self, outcome] {
@@ -63,7 +73,7 @@ void TimeLapseJob::ended(const TimeLapseRenderer::Outcome& outcome) {
     setTimeLapseFailed(outcome.failure &&
                        outcome.failure->kind == TimeLapse::Failure::Kind::nothingReadable);
     Q_EMIT isMakingTimeLapseChanged();
-    if (!outcome.failure) {
+    if (!outcome.failure && !outcome.cancelled) {
         if (reveal) {
             reveal(outcome.path);
         }

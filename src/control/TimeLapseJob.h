@@ -12,7 +12,9 @@
 // reports on the main thread, where all of its state lives. While it runs,
 // `isMakingTimeLapse` is set and the fraction done moves; a second start is
 // refused. A finished movie is revealed in the file manager; a stretch with
-// nothing readable sets `timeLapseFailed` until the popover clears it.
+// nothing readable sets `timeLapseFailed` until the popover clears it. A
+// render can be cancelled, and going away cancels it, so quitting never
+// waits for one.
 class TimeLapseJob : public QObject {
     Q_OBJECT
 
@@ -22,8 +24,14 @@ public:
     explicit TimeLapseJob(QObject* parent = nullptr);
     ~TimeLapseJob() override;
 
-    // False (and nothing started) while a time-lapse is being made.
-    bool start(TimeLapseRenderer::Request request);
+    // False (and nothing started) while a time-lapse is being made. Events
+    // gathered by `gatherEvents` (on the job's queue, where it may read the
+    // folder) replace the request's.
+    bool start(TimeLapseRenderer::Request request,
+               std::function<std::vector<Event>()> gatherEvents = {});
+    // Stops the render in progress between two pictures; it leaves no file
+    // and reports no failure.
+    void cancel() { cancel_ = true; }
 
     bool isMakingTimeLapse() const { return running_; }
     double fractionDone() const { return fraction_; }
@@ -50,5 +58,6 @@ private:
     double fraction_ = 0;
     bool failed_ = false;
     std::optional<TimeLapse::Failure> lastFailure_;
+    TimeLapseRenderer::Cancel cancel_{false};
     SerialQueue queue_{"TimeLapse"};  // last: stops before the fields above go
 };

@@ -10,10 +10,10 @@ namespace {
 constexpr GstClockTime stateTimeout = 10 * GST_SECOND;
 constexpr GstClockTime pictureTimeout = 5 * GST_SECOND;
 
-GstHandle<GstElement> launched(const char* description, const QString& moviePath) {
+GstHandle<GstElement> launched(const QByteArray& description, const QString& moviePath) {
     Gst::ensureInitialised();
     GError* error = nullptr;
-    GstElement* parsed = gst_parse_launch(description, &error);
+    GstElement* parsed = gst_parse_launch(description.constData(), &error);
     if (error) {
         g_error_free(error);
         if (parsed) {
@@ -77,11 +77,16 @@ QImage imageOf(GstSample* sample) {
 MoviePictureReader::MoviePictureReader(const QString& moviePath) {
     // One decoding thread: a seek wants one picture, and threaded decoding
     // would decode frames past it before handing it over.
+    // The size is checked on the parsed stream, before the decoder allocates
+    // anything for it.
+    const QByteArray largest = QByteArray::number(largestSide);
     pipeline_ = launched(
         "filesrc name=src ! qtdemux name=demux demux.video_0 ! h264parse"
-        " ! avdec_h264 max-threads=1 ! videoconvert n-threads=2"
-        " ! video/x-raw,format=BGRx ! appsink name=out sync=false"
-        " max-buffers=1 enable-last-sample=false",
+        " ! video/x-h264,width=(int)[1," +
+            largest + "],height=(int)[1," + largest +
+            "] ! avdec_h264 max-threads=1 ! videoconvert n-threads=2"
+            " ! video/x-raw,format=BGRx ! appsink name=out sync=false"
+            " max-buffers=1 enable-last-sample=false",
         moviePath);
     if (!pipeline_) {
         return;

@@ -18,13 +18,17 @@
 class MoviePictureReader {
 public:
     static constexpr double keyframeTolerance = 0.02;  // seconds, under a frame at 30 fps
+    // The widest and tallest picture read: a movie claiming more is not
+    // decoded at all, so a crafted header cannot make gigabyte buffers.
+    static constexpr int largestSide = 4096;
 
     explicit MoviePictureReader(const QString& moviePath);
     ~MoviePictureReader();
     MoviePictureReader(const MoviePictureReader&) = delete;
     MoviePictureReader& operator=(const MoviePictureReader&) = delete;
 
-    // Whether the movie could be opened and its video decoded.
+    // Whether the movie could be opened and its video decoded (no larger
+    // than largestSide either way).
     bool isOpen() const { return open_; }
     // The picture shown at `offset` seconds; a null image when there is none.
     QImage pictureAt(double offset);

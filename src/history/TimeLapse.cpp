@@ -72,7 +72,7 @@ void gather(const Event& event, const Durations& durations, std::vector<Frame>& 
         if (duration == durations.constEnd() || !(*duration > 0)) {
             continue;
         }
-        for (int i = 0; i * pictureSpacing < *duration; ++i) {
+        for (qint64 i = 0; i * pictureSpacing < *duration; ++i) {
             const double offset = i * pictureSpacing;
             out.push_back({Source::movie(movie, offset),
                            start->addMSecs(static_cast<qint64>(offset * 1000)), camera});
@@ -81,6 +81,37 @@ void gather(const Event& event, const Durations& durations, std::vector<Frame>& 
 }
 
 }  // namespace
+
+Durations longestRuns(const std::vector<Event>& events, const QDateTime& stretchEnd) {
+    struct Movie {
+        QDateTime start;
+        QString path;
+    };
+    QHash<QString, std::vector<Movie>> byCamera;  // movies without a camera share one
+    for (const Event& event : events) {
+        for (const QString& file : event.files) {
+            const QString name = lastComponent(file);
+            if (extension(file).toLower() != QStringLiteral("mov")) {
+                continue;
+            }
+            if (const std::optional<QDateTime> start = FileOutputManager::startDate(name)) {
+                byCamera[cameraName(name).value_or(QString())].push_back({*start, file});
+            }
+        }
+    }
+    Durations longest;
+    for (std::vector<Movie>& movies : byCamera) {
+        std::sort(movies.begin(), movies.end(), [](const Movie& a, const Movie& b) {
+            return a.start < b.start || (a.start == b.start && a.path < b.path);
+        });
+        for (std::size_t i = 0; i < movies.size(); ++i) {
+            const QDateTime& end = i + 1 < movies.size() ? movies[i + 1].start : stretchEnd;
+            const double span = std::max<qint64>(0, movies[i].start.msecsTo(end)) / 1000.0;
+            longest.insert(movies[i].path, span + runAllowance);
+        }
+    }
+    return longest;
+}
 
 std::vector<Frame> frames(const std::vector<Event>& events, const Durations& durations) {
     std::vector<Frame> result;

@@ -59,6 +59,18 @@ struct Failure {
 // Movie path (as it appears in the events) to its duration in seconds.
 using Durations = QHash<QString, double>;
 
+// How long a recording can have gone on past the next recording of its
+// camera (which may share the pre-roll with it) or past the end of its
+// stretch (finishing, or a stretch closed at the last sign of life before a
+// crash).
+constexpr double runAllowance = 120.0;
+
+// The longest each movie of the events can have run, from the file names
+// alone: until the next recording of the same camera began, or until the
+// stretch ended, each plus runAllowance. A movie's header is not trusted
+// beyond that.
+Durations longestRuns(const std::vector<Event>& events, const QDateTime& stretchEnd);
+
 // The frames of a stretch's events in playing order: by time, and at equal
 // times in the order they were gathered (a movie's still before its first
 // picture, movies sorted by path within an event).

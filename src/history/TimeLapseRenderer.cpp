@@ -1,6 +1,5 @@
 #include "TimeLapseRenderer.h"
 
-#include "FileOutputManager.h"
 #include "MoviePictureReader.h"
 #include "TimeLapseWriter.h"
 
@@ -62,6 +61,11 @@ public:
         const Source& source = frames_[index].source;
         if (source.kind == Source::Kind::still) {
             QImageReader reader(source.url);
+            const QSize size = reader.size();
+            const int largest = MoviePictureReader::largestSide;
+            if (size.width() > largest || size.height() > largest) {
+                reader.setScaledSize(size.scaled(largest, largest, Qt::KeepAspectRatio));
+            }
             return reader.read();
         }
         std::unique_ptr<MoviePictureReader>& reader = readers_[source.url];
@@ -86,14 +90,9 @@ QSize canvasFor(const QSize& picture) {
     return {picture.width() + picture.width() % 2, picture.height() + picture.height() % 2};
 }
 
-// Gives the work file the output name; why not, when it cannot.
+// Gives the work file the output name, in place of whatever had it (a link
+// there is replaced, never followed); why not, when it cannot.
 std::optional<QString> moveIntoPlace(const QString& workPath, const QString& outputPath) {
-    QFile existing(outputPath);
-    if (QFileInfo(outputPath).exists() || QFileInfo(outputPath).isSymLink()) {
-        if (!existing.remove()) {
-            return existing.errorString();
-        }
-    }
     if (std::rename(QFile::encodeName(workPath).constData(),
                     QFile::encodeName(outputPath).constData()) != 0) {
         return qt_error_string(errno);
@@ -216,17 +215,23 @@ void drawFrame(const QImage* picture, const QString& text, QPainter& painter, in
     painter.drawText(QPointF(1.5 * pad, canvasHeight - (pad - minY)), text);
 }
 
-Outcome render(const Request& request, const Progress& progress) {
+Outcome render(const Request& request, const Progress& progress, const Cancel* cancel) {
     auto report = [&progress](double fraction) {
         if (progress) {
             progress(fraction);
         }
     };
+    auto cancelled = [cancel] { return cancel && cancel->load(); };
+    const Outcome stopped{{}, std::nullopt, true};
     const QStringList movies = moviesOf(request.events);
+    const TimeLapse::Durations longest = TimeLapse::longestRuns(request.events, request.stretch.to);
     TimeLapse::Durations durations;
     for (qsizetype i = 0; i < movies.size(); ++i) {
+        if (cancelled()) {
+            return stopped;
+        }
         if (const std::optional<double> seconds = MoviePictureReader::duration(movies[i])) {
-            durations.insert(movies[i], *seconds);
+            durations.insert(movies[i], std::min(*seconds, longest.value(movies[i], 0)));
         }
         report(durationShare * double(i + 1) / double(movies.size()));
     }
@@ -238,13 +243,19 @@ Outcome render(const Request& request, const Progress& progress) {
     bool opened = false;
     const QString workPath = QDir(request.folder).filePath(workFileName());
     for (std::size_t i = 0; i < frames.size(); ++i) {
+        if (cancelled()) {
+            if (opened) {
+                writer.stop();
+                QFile::remove(workPath);
+            }
+            return stopped;
+        }
         const QImage picture = pictures.read(i);
         report(durationShare + (1 - durationShare) * double(i + 1) / double(frames.size()));
         if (picture.isNull()) {
             continue;
         }
         if (!opened) {
-            QFile::remove(workPath);
             if (!writer.open(workPath, canvasFor(picture.size()))) {
                 QFile::remove(workPath);
                 return {{},
@@ -281,7 +292,6 @@ Outcome render(const Request& request, const Progress& progress) {
         QFile::remove(workPath);
         return {{}, Failure::couldNotWrite(*error)};
     }
-    FileOutputManager::setOwnerOnlyPermissions(outputPath);
     return {outputPath, std::nullopt};
 }
 

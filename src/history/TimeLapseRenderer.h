@@ -10,6 +10,7 @@
 #include <QRect>
 #include <QString>
 #include <QTimeZone>
+#include <atomic>
 #include <functional>
 #include <optional>
 #include <vector>
@@ -34,12 +35,21 @@ struct Request {
 struct Outcome {
     QString path;
     std::optional<TimeLapse::Failure> failure;
+    bool cancelled = false;  // stopped on request; nothing was left behind
 };
 
 // Told the fraction done (0 to 1) as the work goes on, on the rendering thread.
 using Progress = std::function<void(double fraction)>;
 
-Outcome render(const Request& request, const Progress& progress = {});
+// Another thread sets it to stop a render between two pictures.
+using Cancel = std::atomic<bool>;
+
+// Movies are read no longer than their names and their neighbours allow
+// (TimeLapse::longestRuns) and pictures no larger than
+// MoviePictureReader::largestSide a side (stills larger than that are scaled
+// down as they are read), whatever the files' headers claim.
+Outcome render(const Request& request, const Progress& progress = {},
+               const Cancel* cancel = nullptr);
 
 // "What happened 2024-05-01 22.15 to 01.40.mov" and its variants.
 QString outputName(const ArmedStretch& stretch, const QTimeZone& zone);

@@ -1,7 +1,10 @@
 #include "TimeLapseWriter.h"
 
+#include "PrivateFile.h"
+
 #include <gst/app/gstappsrc.h>
 #include <gst/video/video.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <thread>
@@ -31,11 +34,19 @@ QString errorText(GstMessage* message) {
 }  // namespace
 
 TimeLapseWriter::~TimeLapseWriter() {
+    stop();
+    if (pool_) {
+        gst_buffer_pool_set_active(pool_.get(), FALSE);
+    }
+}
+
+void TimeLapseWriter::stop() {
     if (pipeline_) {
         gst_element_set_state(pipeline_.get(), GST_STATE_NULL);
     }
-    if (pool_) {
-        gst_buffer_pool_set_active(pool_.get(), FALSE);
+    if (fd_ >= 0) {
+        ::close(fd_);
+        fd_ = -1;
     }
 }
 
@@ -43,21 +54,23 @@ bool TimeLapseWriter::open(const QString& filePath, QSize canvas) {
     if (start(filePath, canvas)) {
         return true;
     }
-    if (pipeline_) {
-        gst_element_set_state(pipeline_.get(), GST_STATE_NULL);
-    }
+    stop();
     return false;
 }
 
 bool TimeLapseWriter::start(const QString& filePath, QSize canvas) {
     Gst::ensureInitialised();
     canvas_ = canvas;
+    fd_ = PrivateFile::create(filePath);
+    if (fd_ < 0) {
+        return false;
+    }
     GError* error = nullptr;
     GstElement* parsed = gst_parse_launch(
         "appsrc name=in format=time is-live=false ! videoconvert n-threads=2 ! "
         "video/x-raw,format=I420"
         " ! x264enc speed-preset=superfast bframes=0 pass=qual quantizer=21"
-        " ! video/x-h264,stream-format=avc,alignment=au ! qtmux ! filesink name=out",
+        " ! video/x-h264,stream-format=avc,alignment=au ! qtmux ! fdsink name=out",
         &error);
     if (error) {
         g_error_free(error);
@@ -68,7 +81,7 @@ bool TimeLapseWriter::start(const QString& filePath, QSize canvas) {
     }
     pipeline_ = GstHandle<GstElement>::adopt(GST_ELEMENT(gst_object_ref_sink(parsed)));
     GstElement* sink = gst_bin_get_by_name(GST_BIN(pipeline_.get()), "out");
-    g_object_set(sink, "location", filePath.toLocal8Bit().constData(), nullptr);
+    g_object_set(sink, "fd", fd_, nullptr);
     gst_object_unref(sink);
     source_ = gst_bin_get_by_name(GST_BIN(pipeline_.get()), "in");
     gst_object_unref(source_);  // the pipeline keeps it alive
@@ -88,8 +101,6 @@ bool TimeLapseWriter::start(const QString& filePath, QSize canvas) {
         !gst_buffer_pool_set_active(pool_.get(), TRUE)) {
         return false;
     }
-    // The file is created on the way to playing; failing to create it fails
-    // the state change.
     return gst_element_set_state(pipeline_.get(), GST_STATE_PLAYING) != GST_STATE_CHANGE_FAILURE &&
            !pendingError();
 }
@@ -163,6 +174,6 @@ std::optional<QString> TimeLapseWriter::finish() {
     } else if (GST_MESSAGE_TYPE(message.get()) == GST_MESSAGE_ERROR) {
         failure = errorText(message.get());
     }
-    gst_element_set_state(pipeline_.get(), GST_STATE_NULL);
+    stop();
     return failure;
 }

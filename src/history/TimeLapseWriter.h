@@ -21,8 +21,8 @@ public:
     TimeLapseWriter(const TimeLapseWriter&) = delete;
     TimeLapseWriter& operator=(const TimeLapseWriter&) = delete;
 
-    // Opens the movie file and starts the encoder; false when the file cannot
-    // be created or the pipeline cannot start.
+    // Creates the movie file (new, private to its owner) and starts the
+    // encoder; false when the file cannot be created or the pipeline cannot start.
     bool open(const QString& filePath, QSize canvas);
     // Draws the next canvas into a buffer of the writer's pool and appends
     // it; false once the writer has failed.
@@ -30,6 +30,8 @@ public:
     // Ends the movie at n/4 seconds and waits until the file is complete; the
     // writer's error text when it did not complete (empty when it gave none).
     std::optional<QString> finish();
+    // Stops at once and closes the file as far as it was written.
+    void stop();
 
     int appended() const { return appended_; }
 
@@ -38,6 +40,7 @@ private:
     bool waitUntilReady();
     std::optional<QString> pendingError();
 
+    int fd_ = -1;  // the movie file, written by the pipeline
     GstHandle<GstElement> pipeline_;
     GstElement* source_ = nullptr;  // owned by the pipeline
     GstHandle<GstBufferPool> pool_;

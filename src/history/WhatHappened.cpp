@@ -16,11 +16,14 @@ std::vector<Event> WhatHappened::eventsOf(const QList<Recording>& recordings,
     // Recordings that began during the pre-roll before arming finished still
     // belong to the stretch.
     const qint64 preRollMs = preRollSeconds > 0 ? static_cast<qint64>(preRollSeconds * 1000) : 0;
-    const QDateTime windowStart = stretch.from.addMSecs(-preRollMs);
+    // Compared as moments: a local time would be converted at every comparison.
+    const qint64 windowStart = stretch.from.toMSecsSinceEpoch() - preRollMs;
+    const qint64 windowEnd = stretch.to.toMSecsSinceEpoch();
 
     std::vector<const Recording*> inStretch;
     for (const Recording& recording : recordings) {
-        if (recording.started >= windowStart && recording.started <= stretch.to) {
+        const qint64 started = recording.started.toMSecsSinceEpoch();
+        if (started >= windowStart && started <= windowEnd) {
             inStretch.push_back(&recording);
         }
     }

@@ -3,6 +3,7 @@
 #include "Log.h"
 
 #include <sys/stat.h>
+#include <algorithm>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -252,13 +253,28 @@ void Defaults::reloadFromFile() {
     }
 }
 
+namespace {
+
+// Printable characters only, as in every key Nelvo writes (a device's name
+// may be in any script); undecodable bytes and control characters are not.
+bool isPlainKey(const QString& key) {
+    const QList<uint> characters = key.toUcs4();
+    return !characters.isEmpty() &&
+           std::all_of(characters.begin(), characters.end(), [](uint c) {
+               return QChar::isPrint(char32_t(c)) && c != QChar::ReplacementCharacter;
+           });
+}
+
+}  // namespace
+
 QVariantHash Defaults::readFile() {
     // The file is parsed on first use, and a parse problem shows only in the
     // status of the sync that follows.
     settings_->allKeys();
     settings_->sync();
     QVariantHash values;
-    if (settings_->status() != QSettings::NoError) {
+    const bool damaged = settings_->status() != QSettings::NoError;
+    if (damaged) {
         // Keep the user's file as it was before anything is written over it.
         const QString keep = filePath_ + QStringLiteral(".unreadable");
         if (QFile::exists(filePath_) && !QFile::exists(keep)) {
@@ -266,8 +282,22 @@ QVariantHash Defaults::readFile() {
         }
         reportProblemOnce(QStringLiteral("could not be read; a copy is kept as %1").arg(keep));
     }
+    QVariantHash readable;
     for (const QString& key : settings_->allKeys()) {
-        values.insert(keyFromFileKey(key), settings_->value(key));
+        // Names no setting has are debris of the damage: written back, they
+        // would make the file unreadable at every start.
+        if (!damaged || isPlainKey(key)) {
+            readable.insert(key, settings_->value(key));
+            values.insert(keyFromFileKey(key), readable.value(key));
+        }
+    }
+    if (damaged) {
+        // What could be read is written back as a sound file of its own.
+        settings_->clear();
+        for (auto it = readable.begin(); it != readable.end(); ++it) {
+            settings_->setValue(it.key(), it.value());
+        }
+        settings_->sync();
     }
     return values;
 }

@@ -129,10 +129,13 @@ QList<Recording> filesToDelete(const QList<Recording>& recordings, std::optional
 
 std::optional<RecordingCost> recordingCost(const QList<Recording>& recordings, const QDateTime& now,
                                            double preRollSeconds, double timeoutSeconds) {
-    const QDateTime dayAgo = now.addSecs(-secondsPerDay);
+    // Compared as moments: a local time would be converted at every comparison.
+    const qint64 last = now.toMSecsSinceEpoch();
+    const qint64 dayAgo = last - secondsPerDay * 1000;
     std::vector<double> lengths;
     for (const Recording& recording : recordings) {
-        if (recording.started <= now && recording.started >= dayAgo) {
+        const qint64 started = recording.started.toMSecsSinceEpoch();
+        if (started <= last && started >= dayAgo) {
             lengths.push_back(static_cast<double>(recording.bytes) * 8 / estimatedBitsPerSecond);
         }
     }

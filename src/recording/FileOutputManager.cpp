@@ -70,11 +70,25 @@ QString formattedStart(const QDateTime& start) {
                              time.hour(), time.minute(), time.second());
 }
 
+// Characters that would break a line or steer a terminal wherever the name
+// is printed (logs, scripts reading the folder).
+bool isControl(QChar c) {
+    return c.category() == QChar::Other_Control || c.category() == QChar::Separator_Line ||
+           c.category() == QChar::Separator_Paragraph;
+}
+
 // A device name made safe for a file name: path separators (and the NUL that
-// Linux forbids in names) become "-", surrounding whitespace goes.
+// Linux forbids in names) become "-", surrounding whitespace goes, and the
+// control characters left inside become "-" too.
 QString cleanedDeviceName(QString name) {
     name.replace(u'/', u'-').replace(u':', u'-').replace(QChar(u'\0'), u'-');
-    return name.trimmed();
+    name = name.trimmed();
+    for (QChar& c : name) {
+        if (isControl(c)) {
+            c = u'-';
+        }
+    }
+    return name;
 }
 
 // Cuts whole grapheme clusters from the end until the UTF-8 form fits.
@@ -281,8 +295,14 @@ void FileOutputManager::ensureFolder() {
         prefix = prefix.isEmpty() ? part : joinedPath(prefix, part);
         const QByteArray path = QFile::encodeName(prefix);
         if (mkdir(path.constData(), 0700) == 0) {
-            // The process's umask may have narrowed the mode; a failure leaves it so.
-            chmod(path.constData(), 0700);
+            // The process's umask may have narrowed the mode; a failure leaves
+            // it so. Set on the folder just made, never through a link put in
+            // its place.
+            const int fd = open(path.constData(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+            if (fd >= 0) {
+                fchmod(fd, 0700);
+                close(fd);
+            }
             continue;
         }
         const int error = errno;
@@ -394,10 +414,10 @@ QString FileOutputManager::frameLossPath(const QString& filePath, qint64 seconds
            filePath.sliced(stemEnd);
 }
 
-QList<Recording> FileOutputManager::recordings() const {
+QList<Recording> FileOutputManager::recordingsIn(const QString& folder) {
     QList<Recording> found;
     LocalTimes localTimes;
-    DirectoryListing listing(nelvoPath_);
+    DirectoryListing listing(folder);
     if (!listing.isOpen()) {
         return found;
     }
@@ -421,7 +441,7 @@ QList<Recording> FileOutputManager::recordings() const {
             !S_ISREG(info.st_mode)) {
             continue;  // vanished meanwhile, unreadable, or not a regular file
         }
-        found.append(Recording{joinedPath(nelvoPath_, *name), std::move(*started),
+        found.append(Recording{joinedPath(folder, *name), std::move(*started),
                                static_cast<qint64>(info.st_size)});
     }
     return found;
@@ -470,17 +490,6 @@ std::optional<qint64> FileOutputManager::availableCapacity() const {
         return std::numeric_limits<qint64>::max();
     }
     return static_cast<qint64>(bytes);
-}
-
-std::optional<Error> FileOutputManager::setOwnerOnlyPermissions(const QString& filePath) {
-    if (chmod(QFile::encodeName(filePath).constData(), 0600) == 0) {
-        return std::nullopt;
-    }
-    const Error error =
-        FileError::fromErrno(errno, QStringLiteral("Could not make %1 private to its owner")
-                                        .arg(filePath.sliced(filePath.lastIndexOf(u'/') + 1)));
-    Log::line(error.description);
-    return error;
 }
 
 std::optional<Error> FileOutputManager::removeFile(const QString& filePath) {

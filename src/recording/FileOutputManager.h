@@ -70,16 +70,15 @@ public:
 
     // Every regular, non-hidden file in the folder whose name parses, in
     // listing order; empty when the folder cannot be listed.
-    QList<Recording> recordings() const;
+    QList<Recording> recordings() const { return recordingsIn(nelvoPath_); }
+    // The same for any folder, from any thread.
+    static QList<Recording> recordingsIn(const QString& folder);
     // The ".mov" entry with the latest creation time, or nothing.
     std::optional<QString> newestRecording() const;
     // Free bytes on the folder's volume for an unprivileged writer, or
     // nothing when unknown.
     std::optional<qint64> availableCapacity() const;
 
-    // Owner read and write only (0600), for finished movies, stills and
-    // time-lapses. A failure is printed and returned; the file keeps its mode.
-    static std::optional<Error> setOwnerOnlyPermissions(const QString& filePath);
     // Deletes a file for good (not to the trash).
     static std::optional<Error> removeFile(const QString& filePath);
 

@@ -3,8 +3,8 @@
 #include "Error.h"
 #include "FileOutputManager.h"
 #include "Log.h"
+#include "PrivateFile.h"
 
-#include <fcntl.h>
 #include <QFile>
 #include <QFileInfo>
 #include <QStringList>
@@ -67,10 +67,7 @@ namespace {
 
 // Never replaces a file that already has the new name.
 std::optional<Error> moveWithoutReplacing(const QString& from, const QString& to) {
-    const QByteArray source = QFile::encodeName(from);
-    const QByteArray target = QFile::encodeName(to);
-    if (::renameat2(AT_FDCWD, source.constData(), AT_FDCWD, target.constData(), RENAME_NOREPLACE) ==
-        0) {
+    if (PrivateFile::moveIntoPlace(from, to)) {
         return std::nullopt;
     }
     return Error::posix(errno);

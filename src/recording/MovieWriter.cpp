@@ -1,13 +1,12 @@
 #include "MovieWriter.h"
 
 #include "Log.h"
+#include "PrivateFile.h"
 #include "SerialQueue.h"
 
-#include <fcntl.h>
 #include <gst/app/gstappsrc.h>
 #include <gst/audio/audio.h>
 #include <unistd.h>
-#include <QFile>
 #include <cerrno>
 
 namespace {
@@ -58,8 +57,7 @@ MovieWriter::~MovieWriter() {
 std::shared_ptr<MovieWriter> MovieWriter::create(const QString& filePath, SerialQueue& owner,
                                                  Error* failure) {
     Gst::ensureInitialised();
-    const int fd = ::open(QFile::encodeName(filePath).constData(),
-                          O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+    const int fd = PrivateFile::create(filePath);
     if (fd < 0) {
         *failure =
             creationError(QStringLiteral("Could not create the movie file"), Error::posix(errno));

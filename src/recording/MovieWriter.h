@@ -29,8 +29,9 @@ public:
     static constexpr long long creationFailedCode = -11800;
     static constexpr long long noDataCode = MovieRecorder::noDataCode;
 
-    // Opens (creates or truncates) the movie file. On failure the error has
-    // code creationFailedCode and the errno as its cause.
+    // Creates the movie file, new and private to its owner. On failure
+    // (anything already at the path among them) the error has code
+    // creationFailedCode and the errno as its cause.
     static std::shared_ptr<MovieWriter> create(const QString& filePath, SerialQueue& owner,
                                                Error* failure);
     // Makes the tracks and starts the pipeline: a track for each caps given;

@@ -392,13 +392,9 @@ void PreRollRecorder::finishing() {
         writer->finish([this, writer, filePath, onFinish, tally = tally_, gaps = gaps_,
                         interval = frameInterval_](std::optional<Error> error) {
             std::erase(finishingWriters_, writer);
-            const std::optional<QString> renamed =
-                FrameLoss::reportAndRename(filePath, tally, gaps, interval);
-            // Under the name it ends with; the completion still names the
-            // path the file was opened under.
-            if (!error) {
-                FileOutputManager::setOwnerOnlyPermissions(renamed.value_or(filePath));
-            }
+            // The completion names the path the file was opened under,
+            // whatever it was renamed to.
+            FrameLoss::reportAndRename(filePath, tally, gaps, interval);
             if (onFinish) {
                 onFinish(filePath, std::move(error));
             }

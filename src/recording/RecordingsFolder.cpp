@@ -110,7 +110,8 @@ std::optional<Error> writeTest(const QString& folder) {
         QDir(folder).filePath(QLatin1String(writeTestPrefix) +
                               QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper());
     const QByteArray encoded = QFile::encodeName(testFile);
-    const int fd = open(encoded.constData(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+    const int fd =
+        open(encoded.constData(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
     if (fd < 0) {
         return FileError::fromErrno(errno);
     }
@@ -129,7 +130,10 @@ std::optional<Error> chooseIfWritable(const QString& folder, Defaults& defaults)
 FolderState folderState(Defaults& defaults) {
     const Resolved resolved = resolve(defaults);
     const std::optional<QString> chosen = chosenFolder(defaults);
-    const bool writable = !writeTest(resolved.folder).has_value();
+    return stateOf(resolved, chosen, !writeTest(resolved.folder).has_value());
+}
+
+FolderState stateOf(const Resolved& resolved, const std::optional<QString>& chosen, bool writable) {
     if (resolved.fellBack && chosen) {
         return FolderState::fellBack(resolved.folder, *chosen);
     }

@@ -12,8 +12,9 @@ class Defaults;
 // reference under "recordingsFolderBookmark"), or the default folder in the
 // user's videos folder when there is no choice or the chosen folder cannot be
 // reached. Also tests whether a folder can be written and describes the
-// outcome for Settings. Main thread only; keeps no state of its own beyond
-// the unreadable stored value it last reported.
+// outcome for Settings. Main thread only, but for the write test and the
+// removal of its leftovers, which only touch the folder; keeps no state of
+// its own beyond the unreadable stored value it last reported.
 namespace RecordingsFolder {
 
 struct Resolved {
@@ -51,6 +52,9 @@ std::optional<Error> chooseIfWritable(const QString& folder, Defaults& defaults)
 
 // Resolves and tests the folder, for Settings.
 FolderState folderState(Defaults& defaults);
+// The state of a resolved folder whose write test passed or not: a fallback
+// wins over a failed write test.
+FolderState stateOf(const Resolved& resolved, const std::optional<QString>& chosen, bool writable);
 
 // The sentence Settings shows under the folder.
 QString stateText(const FolderState& state);

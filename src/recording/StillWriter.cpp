@@ -1,8 +1,14 @@
 #include "StillWriter.h"
 
+#include "PrivateFile.h"
+
 #include <gst/video/video.h>
+#include <unistd.h>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
 #include <QImage>
-#include <QSaveFile>
+#include <QUuid>
 
 namespace StillWriter {
 
@@ -58,14 +64,26 @@ bool write(GstSample* rawFrame, const QString& path) {
     if (image.isNull()) {
         return false;
     }
-    QSaveFile file(path);
-    // Private before any picture is in it, whatever the umask.
-    if (!file.open(QIODevice::WriteOnly) ||
-        !file.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner) ||
-        !image.save(&file, "JPEG", jpegQuality)) {
+    // Written whole under a hidden name, then given its own name, so no half
+    // still is ever seen there.
+    const QFileInfo target(path);
+    const QString workPath = target.dir().filePath(
+        u'.' + QUuid::createUuid().toString(QUuid::WithoutBraces) + QStringLiteral(".jpg"));
+    const int fd = PrivateFile::create(workPath);
+    if (fd < 0) {
         return false;
     }
-    return file.commit();
+    bool written = false;
+    {
+        QFile file;
+        written = file.open(fd, QIODevice::WriteOnly, QFileDevice::AutoCloseHandle) &&
+                  image.save(&file, "JPEG", jpegQuality) && file.flush();
+    }
+    if (written && PrivateFile::moveIntoPlace(workPath, path)) {
+        return true;
+    }
+    ::unlink(QFile::encodeName(workPath).constData());
+    return false;
 }
 
 }  // namespace StillWriter

@@ -4,8 +4,9 @@
 #include <QString>
 
 // The still beside a movie: a raw camera frame as a JPEG of quality 80,
-// written atomically and readable by its owner only (0600). Runs on the recorder's "StillWriter"
-// queue, never on a capture or recorder queue.
+// written atomically, readable by its owner only (0600), and never over
+// anything already at its name. Runs on the recorder's "StillWriter" queue,
+// never on a capture or recorder queue.
 namespace StillWriter {
 
 // Any failure is silent and leaves no still; returns whether one was written.

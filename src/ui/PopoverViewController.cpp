@@ -271,6 +271,8 @@ void PopoverViewController::observe() {
     }
     connect(manager, &RecordingManager::stretchGenerationChanged, this,
             &PopoverViewController::refreshTriggerCost);
+    connect(manager, &RecordingManager::recordingsChanged, this,
+            &PopoverViewController::refreshTriggerCost);
     TimeLapseJob* timeLapse = &recordingManager_.timeLapse();
     connect(timeLapse, &TimeLapseJob::fractionDoneChanged, this,
             &PopoverViewController::refreshTriggerCost);
@@ -284,6 +286,10 @@ void PopoverViewController::observe() {
         }
         refreshTriggerCost();
     });
+    if (services_.loginItemNotifier) {
+        connect(services_.loginItemNotifier, &LoginItemNotifier::loginItemStateChanged, this,
+                &PopoverViewController::readLoginState);
+    }
     if (services_.sleepRisk) {
         connect(services_.sleepRisk, &SleepRiskMonitor::lidWouldStopWatchingChanged, this,
                 &PopoverViewController::chooseNotice);
@@ -313,9 +319,9 @@ PopoverMenu::State PopoverViewController::menuState() const {
     state.armedState = recordingManager_.armedState().value_or(ArmState::unarmed);
     state.isRecordingTest = recordingManager_.isRecordingTest();
     state.canArm = recordingManager_.canTrigger();
-    if (const std::optional<WhatHappened> what = recordingManager_.lastWhatHappened()) {
+    if (const std::optional<ArmedStretch> stretch = recordingManager_.lastStretch()) {
         state.stretchTimes =
-            WhatHappened::stretchRangeText(what->stretch, QTimeZone::systemTimeZone(), QLocale());
+            WhatHappened::stretchRangeText(*stretch, QTimeZone::systemTimeZone(), QLocale());
     }
     return state;
 }
@@ -324,6 +330,7 @@ PopoverMenu::State PopoverViewController::menuState() const {
 
 void PopoverViewController::popoverDidShow() {
     captureManager_.setPopoverOpen(true);
+    recordingManager_.refreshRecordings();
     refreshTriggerCost();
     chooseNotice();
     readLoginState();
@@ -516,7 +523,7 @@ void PopoverViewController::refreshTriggerCost() {
     }
     inputs.timeLapseNotWritten = timeLapseNotWritten_;
     inputs.timeLapseFailed = recordingManager_.timeLapseFailed();
-    // Both of these list the recordings folder: asked only when they can be shown.
+    // Both of these read the last listing of the recordings folder.
     const bool timeLapseLine = inputs.timeLapseProgress || inputs.timeLapseNotWritten ||
                                (inputs.armedState == ArmState::unarmed && inputs.timeLapseFailed);
     if (!timeLapseLine && inputs.armedState == ArmState::unarmed) {

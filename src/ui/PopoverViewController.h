@@ -39,6 +39,8 @@ public:
         SleepRiskMonitor* sleepRisk = nullptr;
         // Reads the open-at-login state; called off the GUI thread.
         std::function<LoginItem::State()> loginState;
+        // Tells of the user's changes to the login item (in Settings).
+        LoginItemNotifier* loginItemNotifier = nullptr;
         // Shows files in the file manager.
         std::function<void(const QStringList& filePaths)> revealFiles;
         // The menu's operations that live outside the popover (the recordings

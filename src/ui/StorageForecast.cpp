@@ -13,7 +13,8 @@ constexpr qint64 secondsPerDay = 86400;
 }
 
 std::optional<double> StorageForecast::bytesPerDay(const QList<Recording>& recordings,
-                                                   const QDateTime& now) {
+                                                   const QDateTime& at) {
+    const QDateTime now = at.toUTC();  // listed starts are UTC: compared without converting
     const QDateTime weekAgo = now.addSecs(-windowDays * secondsPerDay);
     QSet<QString> groups;
     QDateTime first = now;

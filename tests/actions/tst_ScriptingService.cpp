@@ -9,6 +9,7 @@
 #include <QDBusMessage>
 #include <QDBusVariant>
 #include <QFile>
+#include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
@@ -261,17 +262,41 @@ private Q_SLOTS:
         QCOMPARE(probe.codec(QStringLiteral("video")), QStringLiteral("h264"));
         QVERIFY(probe.frameCount() > 0);
 
-        // Once disarmed, the status ends with the stretch's summary.
+        // Once disarmed, the status gives the stretch's summary, then what the
+        // camera and the microphone measured in the last minute.
         QCOMPARE(nelvoCommand({"disarm"}).exitCode, 0);
         run = nelvoCommand({"status"});
         const QStringList statusLines = run.output.split(u'\n', Qt::SkipEmptyParts);
-        QCOMPARE(statusLines.size(), 2);
+        QCOMPARE(statusLines.size(), 4);
         QCOMPARE(statusLines.at(0), QStringLiteral("Unarmed"));
         QVERIFY2(statusLines.at(1).startsWith(QStringLiteral("Armed for ")),
                  qPrintable(run.output));
+        const QRegularExpressionMatch motionLine =
+            QRegularExpression(QStringLiteral("^Motion on Demo Camera: highest ([\\d.]+) in the "
+                                              "last minute, threshold [\\d.]+, turned off$"))
+                .match(statusLines.at(2));
+        QVERIFY2(motionLine.hasMatch(), qPrintable(run.output));
+        const QRegularExpressionMatch soundLine =
+            QRegularExpression(QStringLiteral("^Sound on Demo Microphone: loudest ([\\d.]+) in "
+                                              "the last minute, threshold 1000$"))
+                .match(statusLines.at(3));
+        QVERIFY2(soundLine.hasMatch(), qPrintable(run.output));
         run = nelvoCommand({"status", "--json"});
-        QCOMPARE(QJsonDocument::fromJson(run.output.toUtf8()).object().value("summary").toString(),
-                 statusLines.at(1));
+        const QJsonObject lastStatus = QJsonDocument::fromJson(run.output.toUtf8()).object();
+        QCOMPARE(lastStatus.value("summary").toString(), statusLines.at(1));
+        const QJsonObject camera = lastStatus.value("cameras").toArray().at(0).toObject();
+        QCOMPARE(camera.value("name").toString(), QStringLiteral("Demo Camera"));
+        QVERIFY(camera.contains("motionThreshold"));
+        QCOMPARE(camera.value("motionTriggerEnabled").toBool(true), false);
+        QVERIFY(camera.value("motionPeak").toDouble(-1) >= 0);
+        const QJsonObject microphone = lastStatus.value("microphone").toObject();
+        QCOMPARE(microphone.value("name").toString(), QStringLiteral("Demo Microphone"));
+        QCOMPARE(microphone.value("soundThreshold").toDouble(), 1000.0);
+        QCOMPARE(microphone.value("soundTriggerEnabled").toBool(), true);
+        // The demo's tone bursts are loud; the meter's scale ends at 100.
+        QVERIFY2(microphone.value("soundPeak").toDouble(-1) > 0 &&
+                     microphone.value("soundPeak").toDouble() <= 100,
+                 qPrintable(run.output));
 
         // What `nelvo watch --json` printed meanwhile.
         QTRY_VERIFY_WITH_TIMEOUT(watch.bytesAvailable() > 0 || watch.canReadLine(), 5000);

@@ -263,6 +263,42 @@ private Q_SLOTS:
         QVERIFY(!nelvo.log().contains(QStringLiteral("Quitting after the recording")));
     }
 
+    // Opened at login before the panel's tray host, Nelvo shows its window;
+    // when the host starts the icon goes into the tray and the window goes,
+    // and when the host leaves the window comes back.
+    void theIconMovesIntoATrayThatStartsLaterAndOutWhenItGoes() {
+        bus_->stopTemplate(watcherService);
+        writeSettings(settingsText(false));
+        NelvoRun nelvo({QStringLiteral("--demo")});
+        QVERIFY(nelvo.startedOK());
+        QVERIFY2(!nelvo.waitForLine(QStringLiteral("Devices: "), 15000).isEmpty(),
+                 qPrintable(nelvo.log()));
+        QTRY_VERIFY_WITH_TIMEOUT(display_.windowShown(QStringLiteral("Nelvo"), 200), 5000);
+
+        QVERIFY(bus_->startTemplate(
+            QStringLiteral(NELVO_SOURCE_DIR) +
+                QStringLiteral("/tests/support/dbusmock/status_notifier_watcher.py"),
+            watcherService));
+        const QString item = registeredItem(15000);
+        QVERIFY2(!item.isEmpty(), qPrintable(nelvo.log()));
+        QCOMPARE(look(item), QStringLiteral("unarmed"));
+        QTRY_VERIFY_WITH_TIMEOUT(!display_.windowShown(QStringLiteral("Nelvo"), 200), 5000);
+        // The icon opens and closes the popover as usual.
+        for (const bool shown : {true, false}) {
+            bus_->call(item, QStringLiteral("/StatusNotifierItem"), itemInterface,
+                       QStringLiteral("Activate"), {100, 10});
+            QTRY_COMPARE_WITH_TIMEOUT(display_.windowShown(QStringLiteral("Nelvo"), 200), shown,
+                                      5000);
+        }
+
+        bus_->stopTemplate(watcherService);
+        QVERIFY(!nelvo.waitForLine(QStringLiteral("The panel's tray went away"), 15000).isEmpty());
+        QTRY_VERIFY_WITH_TIMEOUT(display_.windowShown(QStringLiteral("Nelvo"), 200), 5000);
+        nelvo.signal(SIGTERM);
+        QVERIFY(nelvo.waitForExit(25000));
+        QCOMPARE(nelvo.process().exitCode(), 0);
+    }
+
     // Armed at launch, the icon goes through the table's rows as the demo
     // crossing is recorded; quitting mid-recording waits for the movie.
     void theIconFollowsTheStateAndQuittingMidRecordingKeepsTheMovie() {

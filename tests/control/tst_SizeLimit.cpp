@@ -99,8 +99,8 @@ private Q_SLOTS:
         QVERIFY(front.recorder->rolled().isEmpty());
         f.defaults.set("recordingsLimitGB", 2);
         f.clock.advance(30s);
-        front.recorder->drain();
-        QCOMPARE(front.recorder->rolled().size(), 1);
+        // The folder is read on the limit's queue; the roll follows its answer.
+        QTRY_COMPARE((front.recorder->drain(), front.recorder->rolled().size()), 1);
         QCOMPARE(f.manager->currentFilePaths().size(), 2);
     }
 
@@ -118,8 +118,8 @@ private Q_SLOTS:
         }
         f.defaults.set("recordingsLimitGB", 20000);
         f.clock.advance(30s);
-        front.recorder->drain();
-        QCOMPARE(front.recorder->rolled().size(), 1);  // above 10 000 GiB, though below 20 000
+        // Above 10 000 GiB, though below 20 000.
+        QTRY_COMPARE((front.recorder->drain(), front.recorder->rolled().size()), 1);
     }
 
     void sizeLimitDeletesTheOldestRecordingsAndCountsThem() {
@@ -143,6 +143,8 @@ private Q_SLOTS:
         f.manager->startRecordings({front.target});
         front.recorder->drain();
         deliver(*front.recorder);  // the last file finished: the limit is enforced
+        // Off the main thread: the deletions are announced when they are done.
+        QTRY_COMPARE(deletedSpy.count(), 1);
         QVERIFY(!QFile::exists(f.folder() + "/" + old[0]));
         QVERIFY(!QFile::exists(f.folder() + "/" + old[1]));
         QVERIFY(QFile::exists(f.folder() + "/" + old[2]));
@@ -183,12 +185,13 @@ private Q_SLOTS:
             f.manager->disarm();
         }
         deliver(*front.recorder);
+        QTest::qWait(200);
         QVERIFY(QFile::exists(old));  // the back camera's file is still being written
         deliver(*back.recorder);
-        QVERIFY(!QFile::exists(old));
+        QTRY_VERIFY(!QFile::exists(old));
         QVERIFY(QFile::exists(front.recorder->started().first()));
         QVERIFY(QFile::exists(back.recorder->started().first()));
-        QCOMPARE(f.manager->deletedCount(), 1);
+        QTRY_COMPARE(f.manager->deletedCount(), 1);
     }
 
     void recordingCostNeedsTenRecordingsOfTheLastDay() {
@@ -203,8 +206,15 @@ private Q_SLOTS:
             make(f.clock.now().addSecs(-3600 * (i + 1)), 1000000LL * (i + 1));
         }
         make(f.clock.now().addSecs(600), 1000000);  // in the future: not counted
+        // The manager reads the folder on its own queue; the cost is known
+        // from its last reading.
+        f.manager->refreshRecordings();
+        QTRY_VERIFY(f.manager->recordingsListing().isCurrent());
         QVERIFY(!f.manager->recordingCost());
         make(f.clock.now().addSecs(-86400), 10000000);
+        QVERIFY(!f.manager->recordingCost());  // not read yet
+        f.manager->refreshRecordings();
+        QTRY_VERIFY(f.manager->recordingCost());
         const auto cost = f.manager->recordingCost();
         QVERIFY(cost);
         QCOMPARE(cost->count, 10);

@@ -97,6 +97,51 @@ private Q_SLOTS:
                  TimeLapse::Failure::couldNotWrite("couldn't open a movie file in missing"));
     }
 
+    // Quitting does not wait for a time-lapse: the job going away stops the
+    // render, which leaves neither the movie nor its work file.
+    void goingAwayCancelsTheRender() {
+        QTemporaryDir dir;
+        for (int minute : {10, 11, 12}) {
+            QVERIFY(movies_->record(dir.path(), at(22, minute), "Front Door", "Desk Mic", 37));
+        }
+        const QStringList before =
+            QDir(dir.path())
+                .entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot, QDir::Name);
+        {
+            TimeLapseJob job;
+            job.reveal = [](const QString&) {};
+            QVERIFY(job.start(requestFor(dir.path())));
+            QTRY_VERIFY_WITH_TIMEOUT(job.fractionDone() > 0.1, 60000);
+        }
+        QCOMPARE(QDir(dir.path())
+                     .entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot, QDir::Name),
+                 before);
+    }
+
+    void aCancelledRenderEndsWithoutFailureOrMovie() {
+        QTemporaryDir dir;
+        for (int minute : {10, 11, 12}) {
+            QVERIFY(movies_->record(dir.path(), at(22, minute), "Front Door", "Desk Mic", 37));
+        }
+        TimeLapseJob job;
+        bool revealed = false;
+        job.reveal = [&](const QString&) { revealed = true; };
+        QSignalSpy finished(&job, &TimeLapseJob::finished);
+        QVERIFY(job.start(requestFor(dir.path())));
+        QTRY_VERIFY_WITH_TIMEOUT(job.fractionDone() > 0.1, 60000);
+        job.cancel();
+        QTRY_VERIFY_WITH_TIMEOUT(!job.isMakingTimeLapse(), 30000);
+        QVERIFY(job.fractionDone() < 1.0);
+        QVERIFY(!job.lastFailure());
+        QVERIFY(!job.timeLapseFailed());
+        QVERIFY(!revealed);
+        QCOMPARE(finished.count(), 0);
+        QVERIFY(!QFileInfo::exists(dir.filePath("What happened 2024-05-01 22.00 to 23.00.mov")));
+        // The next run starts afresh.
+        QVERIFY(job.start(requestFor(dir.path())));
+        QVERIFY(finished.wait(120000));
+    }
+
     void theManagerMakesTheLastStretchsTimeLapse() {
         QTemporaryDir dir;
         Defaults defaults(dir.filePath("Nelvo.conf"));
@@ -118,6 +163,27 @@ private Q_SLOTS:
         QVERIFY(!manager.timeLapseFailed());
         QCOMPARE(finished.at(0).at(0).toString(),
                  folder + QStringLiteral("/What happened 2024-05-01 22.00 to 23.00.mov"));
+    }
+
+    // Quitting while a time-lapse is being made stops it.
+    void aCleanQuitCancelsTheTimeLapse() {
+        QTemporaryDir dir;
+        Defaults defaults(dir.filePath("Nelvo.conf"));
+        const QString folder = dir.filePath("Recordings");
+        QVERIFY(QDir().mkpath(folder));
+        QVERIFY(!RecordingsFolder::choose(folder, defaults));
+        for (int minute : {10, 11, 12}) {
+            QVERIFY(movies_->record(folder, at(22, minute), "Front Door", "Desk Mic", 37));
+        }
+        ArmedStretch{at(22, 0), at(23, 0)}.storeAsLast(defaults);
+        ManualClock clock(at(23, 30));
+        RecordingManager manager(defaults, clock);
+        manager.timeLapse().reveal = [](const QString&) {};
+        QVERIFY(manager.makeTimeLapse());
+        QTRY_VERIFY_WITH_TIMEOUT(manager.timeLapse().fractionDone() > 0.1, 60000);
+        manager.cleanQuit();
+        QTRY_VERIFY_WITH_TIMEOUT(!manager.isMakingTimeLapse(), 30000);
+        QVERIFY(!QFileInfo::exists(folder + "/What happened 2024-05-01 22.00 to 23.00.mov"));
     }
 };
 

@@ -40,6 +40,13 @@ private:
         QVERIFY(file.write("movie") == 5);
     }
 
+    // The manager reads the folder on its own queue: files put there behind
+    // its back are known once it has read the folder again.
+    static void listed(RecordingManager& manager) {
+        manager.refreshRecordings();
+        QTRY_VERIFY(manager.recordingsListing().isCurrent());
+    }
+
     // Arms at `start_` (no countdown left to wait for) and disarms after `length`.
     void armFor(RecordingManager& manager, ManualClock& clock, std::chrono::milliseconds length) {
         manager.armFromPopover();
@@ -86,6 +93,7 @@ private Q_SLOTS:
         ManualClock clock(start_);
         auto rm = manager(clock);
         recordingAt(start_.addSecs(8));
+        listed(*rm);
         armFor(*rm, clock, 20s);
         QCOMPARE(ArmedStretch::last(*defaults_), (ArmedStretch{start_, start_.addSecs(20)}));
         QCOMPARE(rm->lastWhatHappened()->events.size(), 1u);

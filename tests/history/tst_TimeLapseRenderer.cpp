@@ -1,11 +1,15 @@
+#include "MoviePictureReader.h"
 #include "MovieProbe.h"
 #include "StretchMovies.h"
 #include "TimeLapseRenderer.h"
+#include "TimeLapseWriter.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
 #include <QDir>
+#include <QElapsedTimer>
 #include <QFile>
+#include <QProcess>
 #include <QTemporaryDir>
 #include <QTest>
 #include <cmath>
@@ -25,6 +29,50 @@ QDateTime at(int day, int hour, int minute, int second = 0) {
 
 int ceilingHalf(double seconds) {
     return static_cast<int>(std::ceil(seconds / 2 - 1e-9));
+}
+
+// A movie made by ffmpeg (not by Nelvo): `seconds` of a test picture at 10
+// pictures a second, a keyframe every second, its index at the front.
+bool ffmpegMovie(const QString& path, int width, int height, double seconds) {
+    return QProcess::execute("ffmpeg", {"-v",
+                                        "error",
+                                        "-y",
+                                        "-f",
+                                        "lavfi",
+                                        "-i",
+                                        QStringLiteral("testsrc=size=%1x%2:rate=10:duration=%3")
+                                            .arg(width)
+                                            .arg(height)
+                                            .arg(seconds),
+                                        "-c:v",
+                                        "libx264",
+                                        "-preset",
+                                        "ultrafast",
+                                        "-g",
+                                        "10",
+                                        "-pix_fmt",
+                                        "yuv420p",
+                                        "-use_editlist",
+                                        "0",
+                                        "-movflags",
+                                        "+faststart",
+                                        path}) == 0;
+}
+
+// Writes `value` into the 32-bit duration of every box of this kind (all
+// version 0 here), `offset` bytes after its type.
+void claimDuration(QByteArray& movie, const QByteArray& box, int offset, quint32 value) {
+    for (qsizetype at = movie.indexOf(box); at >= 0; at = movie.indexOf(box, at + 4)) {
+        QCOMPARE(int(movie[at + 4]), 0);
+        for (int i = 0; i < 4; ++i) {
+            movie[at + offset + i] = char((value >> (8 * (3 - i))) & 0xff);
+        }
+    }
+}
+
+mode_t modeOf(const QString& path) {
+    struct stat info {};
+    return lstat(QFile::encodeName(path).constData(), &info) == 0 ? info.st_mode & 07777 : 0;
 }
 
 // Everything in a folder, hidden files included.
@@ -321,6 +369,142 @@ private Q_SLOTS:
         QCOMPARE(*rendered.outcome.failure, Failure::nothingReadable());
         QVERIFY(rendered.outcome.path.isEmpty());
         QCOMPARE(contents(dir.path()), before);
+    }
+
+    // A movie whose header claims weeks is read only for as long as its name
+    // and the stretch allow.
+    void aHeaderClaimingWeeksIsNotBelieved() {
+        QTemporaryDir dir;
+        const QString path = dir.filePath("2024-05-01 10.00.00 - Cam + Mic.mov");
+        QVERIFY(ffmpegMovie(path, 160, 120, 4));
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::ReadWrite));
+        QByteArray movie = file.readAll();
+        claimDuration(movie, "mvhd", 20, 0x7fffffff);
+        claimDuration(movie, "tkhd", 24, 0x7fffffff);
+        claimDuration(movie, "mdhd", 20, 0x7fffffff);
+        QVERIFY(file.seek(0));
+        QCOMPARE(file.write(movie), movie.size());
+        file.close();
+        QVERIFY(MoviePictureReader::duration(path).value_or(0) > 1e5);
+
+        const Rendered rendered = render(dir.path(), {at(1, 9, 59), at(1, 10, 1)});
+        QVERIFY(!rendered.outcome.failure);
+        // Pictures at 0 and 2 s; the one at 4 s is past the movie's end.
+        checkTimeLapse(rendered.outcome.path, 2);
+        // No more than the pictures the stretch allows were even tried.
+        QVERIFY2(rendered.progress.size() <= 1 + (60 + 120) / 2 + 1,
+                 qPrintable(QString::number(rendered.progress.size())));
+    }
+
+    // Cut in half after the header that claims all of it.
+    void aTruncatedMovieGivesWhatItHas() {
+        QTemporaryDir dir;
+        const QString path = dir.filePath("2024-05-01 10.00.00 - Cam + Mic.mov");
+        QVERIFY(ffmpegMovie(path, 160, 120, 9));
+        QFile file(path);
+        QVERIFY(file.resize(file.size() / 2));
+        const Rendered rendered = render(dir.path(), {at(1, 9, 59), at(1, 10, 1)});
+        QVERIFY(!rendered.outcome.failure);
+        const MovieProbe probe(rendered.outcome.path);
+        QVERIFY2(probe.readable(), qPrintable(probe.errorText()));
+        QVERIFY2(probe.frameCount() >= 1 && probe.frameCount() <= 3,
+                 qPrintable(QString::number(probe.frameCount())));
+    }
+
+    // Pictures too large to hold are not read from movies, and stills are
+    // scaled down to the largest size as they are read.
+    void hugePicturesAreNotHeldWhole() {
+        QTemporaryDir dir;
+        const QString huge = dir.filePath("2024-05-01 10.00.00 - Cam + Mic.mov");
+        QVERIFY(ffmpegMovie(huge, 16384, 16000, 0.1));
+        QCOMPARE(MovieProbe(huge).width(), 16384);
+        const Rendered nothing = render(dir.path(), {at(1, 9, 59), at(1, 10, 1)});
+        QVERIFY(nothing.outcome.failure);
+        QCOMPARE(*nothing.outcome.failure, Failure::nothingReadable());
+        QCOMPARE(contents(dir.path()), QStringList{QFileInfo(huge).fileName()});
+
+        QImage still(6000, 4000, QImage::Format_RGB32);
+        still.fill(Qt::gray);
+        QVERIFY(still.save(dir.filePath("2024-05-01 10.00.00 - Cam + Mic.jpg"), "JPEG"));
+        const Rendered scaled = render(dir.path(), {at(1, 9, 59), at(1, 10, 1)});
+        QVERIFY(!scaled.outcome.failure);
+        const MovieProbe probe(scaled.outcome.path);
+        QCOMPARE(probe.frameCount(), 1);
+        QCOMPARE(probe.width(), 4096);
+        QVERIFY2(probe.height() >= 2730 && probe.height() <= 2732,
+                 qPrintable(QString::number(probe.height())));
+    }
+
+    void aRenderStopsWhenCancelledAndLeavesNothing() {
+        QTemporaryDir dir;
+        QVERIFY(movies_->record(dir.path(), at(1, 10, 0), "Cam", "Mic", 37));
+        const QStringList before = contents(dir.path());
+        TimeLapseRenderer::Cancel cancel{false};
+        int reports = 0;
+        const TimeLapseRenderer::Request request{
+            {at(1, 9, 59), at(1, 10, 5)},
+            StretchMovies::eventsIn(dir.path(), at(1, 9, 59), at(1, 10, 5)),
+            dir.path(),
+            local,
+            english};
+        // Cancelled once a few pictures are in the movie.
+        const TimeLapseRenderer::Outcome outcome = TimeLapseRenderer::render(
+            request,
+            [&](double) {
+                if (++reports == 5) {
+                    cancel = true;
+                }
+            },
+            &cancel);
+        QVERIFY(outcome.cancelled);
+        QVERIFY(!outcome.failure);
+        QVERIFY(outcome.path.isEmpty());
+        QCOMPARE(reports, 5);
+        QCOMPARE(contents(dir.path()), before);
+    }
+
+    // Others may write in the folder: the work file is new and private from
+    // the start, and a link planted at the movie's name is replaced, never
+    // followed.
+    void filesAreCreatedNewAndPrivate() {
+        QTemporaryDir dir;
+        QTemporaryDir elsewhere;
+        const QString work = dir.filePath(TimeLapseRenderer::workFileName());
+        const mode_t previous = umask(0);
+        {
+            TimeLapseWriter writer;
+            QVERIFY(writer.open(work, QSize(64, 48)));
+            QCOMPARE(modeOf(work), mode_t(0600));
+        }
+        umask(previous);
+
+        const QString victim = elsewhere.filePath("notes.txt");
+        QFile file(victim);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write("the user's own notes");
+        file.close();
+        QCOMPARE(::chmod(QFile::encodeName(victim).constData(), 0644), 0);
+        const QString planted = dir.filePath("planted.mov");
+        QVERIFY(QFile::link(victim, planted));
+        {
+            TimeLapseWriter writer;
+            QVERIFY(!writer.open(planted, QSize(64, 48)));
+        }
+        QVERIFY(QFile::remove(work));
+        QVERIFY(QFile::remove(planted));
+
+        QVERIFY(movies_->record(dir.path(), at(1, 10, 0), "Cam", "Mic", 3));
+        const QString output = dir.filePath("What happened 2024-05-01 09.59 to 10.01.mov");
+        QVERIFY(QFile::link(victim, output));
+        const Rendered rendered = render(dir.path(), {at(1, 9, 59), at(1, 10, 1)});
+        QVERIFY(!rendered.outcome.failure);
+        QCOMPARE(rendered.outcome.path, output);
+        QVERIFY(!QFileInfo(output).isSymLink());
+        QCOMPARE(modeOf(output), mode_t(0600));
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        QCOMPARE(file.readAll(), QByteArray("the user's own notes"));
+        QCOMPARE(modeOf(victim), mode_t(0644));
     }
 
     void aMissingDestinationCannotBeWritten() {

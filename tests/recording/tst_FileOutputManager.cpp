@@ -90,6 +90,30 @@ private Q_SLOTS:
                  QStringLiteral("2025-03-14 07.05.09 - Cam + Mic-One"));
     }
 
+    // A device name cannot put line breaks or terminal controls into a file
+    // name, and the name still reads back as a recording of that camera.
+    void controlCharactersInDeviceNamesAreReplaced() {
+        QTemporaryDir dir;
+        FileOutputManager manager(dir.path());
+        const QDateTime start = localTime(2025, 3, 14, 7, 5, 9);
+        const QString camera =
+            QStringLiteral("Front\nDoor\x1b[31m\tCam") + QChar(0x85) + QChar(0x2028) + u'X';
+        const QString microphone = QStringLiteral("Desk\rMic\x7f\x01");
+        const QString path = manager.newRecordingURL(camera, microphone, start);
+        const QString name = fileName(path);
+        QCOMPARE(name, QStringLiteral("2025-03-14 07.05.09 - Front-Door-[31m-Cam--X + "
+                                      "Desk-Mic--.mov"));
+        for (const QChar c : name) {
+            QVERIFY2(c.category() != QChar::Other_Control && c != QChar(0x2028),
+                     qPrintable(QString::number(c.unicode(), 16)));
+        }
+        QCOMPARE(FileOutputManager::startDate(name), std::optional(start));
+        makeFile(path, 10);
+        const QList<Recording> listed = manager.recordings();
+        QCOMPARE(listed.size(), 1);
+        QCOMPARE(listed.first().url, path);
+    }
+
     void noCameraAndBlankMicrophoneGiveStartTimeAlone() {
         QTemporaryDir dir;
         FileOutputManager manager(dir.path());
@@ -519,27 +543,6 @@ private Q_SLOTS:
         // Others write to the same disk meanwhile; the figures agree closely.
         QVERIFY2(std::abs(*capacity - reported) < (qint64(256) << 20),
                  qPrintable(QStringLiteral("%1 vs %2").arg(*capacity).arg(reported)));
-    }
-
-    void finishedFilesBecomeOwnerOnly() {
-        QTemporaryDir dir;
-        const QString movie = dir.filePath(QStringLiteral("2025-03-14 07.05.09.mov"));
-        makeFile(movie, 10);
-        QCOMPARE(chmod(QFile::encodeName(movie).constData(), 0644), 0);
-        QVERIFY(!FileOutputManager::setOwnerOnlyPermissions(movie));
-        QCOMPARE(modeOf(movie), mode_t(0600));
-    }
-
-    void permissionsOfAVanishedFileAreReportedNotThrown() {
-        QTemporaryDir dir;
-        const QString movie = dir.filePath(QStringLiteral("2025-03-14 07.05.09.mov"));
-        StdoutCapture capture;
-        const std::optional<Error> error = FileOutputManager::setOwnerOnlyPermissions(movie);
-        const QString printed = capture.take();
-        QVERIFY(error);
-        QCOMPARE(error->domain, Error::fileDomain);
-        QCOMPARE(RecordingFailure::classify(*error).value(), RecordingFailure::destinationMissing);
-        QVERIFY2(printed.contains(QStringLiteral("2025-03-14 07.05.09.mov")), qPrintable(printed));
     }
 
     void filesAreRemovedAndMissingOnesReported() {

@@ -2,6 +2,9 @@
 #include "MovieProbe.h"
 #include "MovieWriter.h"
 #include "SerialQueue.h"
+#include "TestMount.h"
+
+#include <sys/stat.h>
 
 #include <QSemaphore>
 #include <QTemporaryDir>
@@ -96,11 +99,67 @@ private Q_SLOTS:
         QCOMPARE(failure.underlying->code, ENOENT);
     }
 
+    // In a folder others can write, a link planted at the movie's name is
+    // never followed: the file it points to keeps its contents and its mode.
+    void aLinkAtTheNameIsNotFollowed() {
+        QTemporaryDir elsewhere;
+        const QString victim = elsewhere.filePath("notes.txt");
+        QFile file(victim);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write("the user's own notes\n");
+        file.close();
+        QCOMPARE(chmod(QFile::encodeName(victim).constData(), 0644), 0);
+        for (const char* name : {"linked.mov", "dangling.mov"}) {
+            const QString path = folder_.filePath(name);
+            QVERIFY(QFile::link(
+                name == QByteArray("linked.mov") ? victim : elsewhere.filePath("new.mov"), path));
+            Error failure;
+            std::shared_ptr<MovieWriter> writer;
+            onQueue([&] { writer = MovieWriter::create(path, queue_, &failure); });
+            QVERIFY(!writer);
+            QCOMPARE(failure.code, MovieWriter::creationFailedCode);
+            QVERIFY(failure.underlying);
+            QCOMPARE(failure.underlying->code, EEXIST);
+        }
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        QCOMPARE(file.readAll(), QByteArray("the user's own notes\n"));
+        struct stat info {};
+        QCOMPARE(stat(QFile::encodeName(victim).constData(), &info), 0);
+        QCOMPARE(info.st_mode & 07777, mode_t(0644));
+        QVERIFY(!QFileInfo::exists(elsewhere.filePath("new.mov")));
+    }
+
+    // Private from the moment it exists, whatever the umask lets through.
+    void aNewMovieIsItsOwnersAloneAtOnce() {
+        const mode_t previous = umask(0);
+        Error failure;
+        std::shared_ptr<MovieWriter> writer;
+        const QString path = folder_.filePath("private.mov");
+        onQueue([&] { writer = MovieWriter::create(path, queue_, &failure); });
+        umask(previous);
+        QVERIFY(writer);
+        struct stat info {};
+        QCOMPARE(stat(QFile::encodeName(path).constData(), &info), 0);
+        QCOMPARE(info.st_mode & 07777, mode_t(0600));
+        onQueue([&] { writer.reset(); });
+    }
+
     // A file whose writes fail (the disk is full) is reported the moment the
     // pipeline says so, with nobody finishing it, and takes no more samples.
     void aFailedFileIsReportedAtOnceAndRefusesSamples() {
-        const QString path = folder_.filePath("full.mov");
-        QVERIFY(QFile::link("/dev/full", path));
+        if (!TestMount::canMount()) {
+            QSKIP("filling a small file system needs a mount");
+        }
+        QTemporaryDir mountPoint;
+        TestMount mount;
+        QVERIFY(mount.mountMemory("tmpfs", mountPoint.path(), "size=256k"));
+        QFile filler(mountPoint.filePath("filler"));
+        QVERIFY(filler.open(QIODevice::WriteOnly));
+        const QByteArray block(4096, 'x');
+        while (filler.write(block) == block.size() && filler.flush()) {
+        }
+        filler.close();
+        const QString path = mountPoint.filePath("full.mov");
         const auto video = EncodedStream::video(2.0);
         std::shared_ptr<MovieWriter> writer;
         std::optional<Error> reported;

@@ -222,7 +222,7 @@ private Q_SLOTS:
         QCOMPARE(full.code, qint64(FileError::writeOutOfSpace));
         QCOMPARE(classified(full), RecordingFailure::diskFull);
         const std::optional<Error> vanished =
-            FileOutputManager::setOwnerOnlyPermissions(dir.filePath(QStringLiteral("gone.mov")));
+            FileOutputManager::removeFile(dir.filePath(QStringLiteral("gone.mov")));
         QVERIFY(vanished);
         QCOMPARE(classified(*vanished), RecordingFailure::destinationMissing);
     }

@@ -18,6 +18,27 @@ PulseAudioServer::PulseAudioServer() {
         problem_ = QStringLiteral("pulseaudio is not installed");
         return;
     }
+    start();
+}
+
+// The server lost as a crash loses it, with no chance to tell its clients.
+void PulseAudioServer::kill() {
+    server_.kill();
+    server_.waitForFinished(5000);
+    running_ = false;
+    QFile::remove(socketPath(runtime_));
+}
+
+// A new server in the same runtime folder, at the same address; its modules
+// are loaded afresh.
+bool PulseAudioServer::restart() {
+    kill();
+    start();
+    return running_;
+}
+
+void PulseAudioServer::start() {
+    problem_.clear();
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert(QStringLiteral("XDG_RUNTIME_DIR"), runtime_.path());
     environment.insert(QStringLiteral("PULSE_RUNTIME_PATH"), runtime_.path() + "/pulse");

@@ -19,6 +19,10 @@ public:
 
     static bool isInstalled();
 
+    // Kills the server outright; restart() starts a new one at the same address.
+    void kill();
+    bool restart();
+
     bool isRunning() const { return running_; }
     // Why the server is not running, for the test's failure message.
     const QString& problem() const { return problem_; }
@@ -45,6 +49,8 @@ public:
     bool serveTwoSources();
 
 private:
+    void start();
+
     QTemporaryDir runtime_;
     QProcess server_;
     bool running_ = false;
