@@ -15,6 +15,7 @@
 #include "LogindSleepInhibitor.h"
 #include "LogindSleepWatcher.h"
 #include "MainThread.h"
+#include "NetworkCameraSource.h"
 #include "PlainText.h"
 #include "PopoverViewController.h"
 #include "PopoverWindow.h"
@@ -81,6 +82,12 @@ std::unique_ptr<CaptureDevices> AppDelegate::makeDevices() const {
             std::vector<std::shared_ptr<CaptureSource>>{
                 std::make_shared<DemoCamera>(demoOptions(options_.demoSize))},
             std::vector<std::shared_ptr<CaptureSource>>{std::make_shared<DemoMicrophone>()});
+    }
+    if (const auto url = NetworkCameraUrl::parse(options_.cameraUrl)) {
+        return std::make_unique<FixedDevices>(
+            std::vector<std::shared_ptr<CaptureSource>>{
+                std::make_shared<NetworkCameraSource>(*url, options_.networkCredentials)},
+            std::vector<std::shared_ptr<CaptureSource>>{});
     }
     if (!options_.cameraFile.isEmpty()) {
         return std::make_unique<FixedDevices>(

@@ -4,6 +4,7 @@
 #include "Defaults.h"
 #include "LoginItem.h"
 #include "NelvoStatus.h"
+#include "NetworkCameraLink.h"
 #include "PopoverMenu.h"
 #include "RecordingControllerAdapter.h"
 #include "RecordingManager.h"
@@ -41,6 +42,11 @@ public:
         // The demo camera's picture size.
         QSize demoSize{640, 360};
         QString cameraFile;
+        // A network camera: its address (without credentials), where its
+        // credentials were read from, and the credentials themselves.
+        QString cameraUrl;
+        QString credentialsFile;
+        NetworkCredentials networkCredentials;
         // The tray icon and its popover; without, Nelvo runs headless.
         bool withWindows = false;
     };

@@ -24,6 +24,14 @@ CommandLine::CommandLine(const QStringList& arguments) {
     parser.addOption({QStringLiteral("arm"), tr("Arm at launch, after a 15-second countdown.")});
     parser.addOption(
         {QStringLiteral("camera-file"), tr("Play a video file as the camera."), tr("path")});
+    parser.addOption({QStringLiteral("camera-url"),
+                      tr("Watch a network camera (rtsp://, rtsps://, http:// or https:// MJPEG)."),
+                      tr("url")});
+    parser.addOption(
+        {QStringLiteral("credentials-file"),
+         tr("Read the network camera's user name and password from this file (mode 0600): "
+            "lines user=NAME and password=SECRET."),
+         tr("path")});
     if (!parser.parse(arguments)) {
         problem_ = parser.errorText();
         return;
@@ -42,6 +50,8 @@ CommandLine::CommandLine(const QStringList& arguments) {
     options_.armAtLaunch = parser.isSet(QStringLiteral("arm"));
     options_.demo = parser.isSet(QStringLiteral("demo"));
     options_.cameraFile = parser.value(QStringLiteral("camera-file"));
+    options_.cameraUrl = parser.value(QStringLiteral("camera-url"));
+    options_.credentialsFile = parser.value(QStringLiteral("credentials-file"));
 }
 
 bool CommandLine::asksForHeadless(int argc, char** argv) {
@@ -58,8 +68,9 @@ bool CommandLine::asksForHeadless(int argc, char** argv) {
 
 QString CommandLine::usage() {
     return tr(
-        "Usage: nelvo [--headless] [--demo] [--arm] [--camera-file PATH] [--help] "
-        "[--version] | nelvo arm|disarm|test [--verify]|status|watch|focus on|off|timelapse");
+        "Usage: nelvo [--headless] [--demo] [--arm] [--camera-file PATH] [--camera-url URL "
+        "[--credentials-file PATH]] [--help] [--version] | nelvo "
+        "arm|disarm|test [--verify]|status|watch|focus on|off|timelapse");
 }
 
 QString CommandLine::commandsText() {

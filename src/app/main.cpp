@@ -7,6 +7,7 @@
 #include "LevelMonitor.h"
 #include "Log.h"
 #include "LoggingRecorder.h"
+#include "NetworkCameraLogin.h"
 #include "ScriptingCommand.h"
 #include "SignalQuit.h"
 #include "TimeLapseCommand.h"
@@ -85,6 +86,13 @@ int main(int argc, char** argv) {
         return CommandLine::badCommandLine;
     }
 
+    AppDelegate::Options options = commandLine.options();
+    if (const std::optional<QString> refusal = NetworkCameraLogin::problem(
+            options.cameraUrl, options.credentialsFile, &options.networkCredentials)) {
+        printError(*refusal);
+        return CommandLine::badCommandLine;
+    }
+
     // One Nelvo per user: a second launch shows the first and leaves.
     ApplicationService service;
     if (service.registerOnBus() == ApplicationService::Registration::alreadyRunning) {
@@ -93,7 +101,6 @@ int main(int argc, char** argv) {
         return 0;
     }
 
-    AppDelegate::Options options = commandLine.options();
     options.withWindows = qobject_cast<QApplication*>(app.get()) != nullptr;
     AppDelegate delegate(options);
     QObject::connect(&service, &ApplicationService::activated, &delegate, &AppDelegate::activate);

@@ -140,6 +140,7 @@ bool CameraPipeline::configure() {
     std::optional<QString> cameraID;
     refusal_.reset();
     cameraIsLive_ = !camera_ || camera_->isLive();
+    cameraFeedsRecorder_ = camera_ && camera_->feedsRecorder(&recorder_);
     if (camera_ && addVideo(session)) {
         cameraID = camera_->uniqueID();
     } else if (session_) {
@@ -344,7 +345,11 @@ GstBusSyncReply CameraPipeline::onBusMessage(GstBus*, GstMessage* message, gpoin
 }
 
 void CameraPipeline::onVideoDropped(GstElement*, gpointer self) {
-    static_cast<CameraPipeline*>(self)->recorder_.recordLoss(CaptureLoss::captureDropped);
+    auto* pipeline = static_cast<CameraPipeline*>(self);
+    // A camera that records its own video loses only a measurement here.
+    if (!pipeline->cameraFeedsRecorder_) {
+        pipeline->recorder_.recordLoss(CaptureLoss::captureDropped);
+    }
 }
 
 GstFlowReturn CameraPipeline::onAudioSample(GstAppSink* sink, gpointer self) {
@@ -386,7 +391,9 @@ void CameraPipeline::handleFrame(GstHandle<GstSample> sample) {
     if (invalidateRequested_.exchange(false)) {
         invalidateCompressionNow();
     }
-    encode(sample.get());
+    if (!cameraFeedsRecorder_) {
+        encode(sample.get());
+    }
     recorder_.setNewestFrame(sample);
     // The first frame, and the first of a new size, is compared with itself.
     const bool startsOver =

@@ -102,8 +102,9 @@ private:
     std::weak_ptr<CameraPipelineDelegate> delegate_;
     GstHandle<GstElement> session_;
     bool running_ = false;
-    bool cameraIsLive_ = true;      // set while the session is down
-    std::optional<Error> refusal_;  // a device the system refused at the last configure
+    bool cameraIsLive_ = true;          // set while the session is down
+    bool cameraFeedsRecorder_ = false;  // set while the session is down: nothing to encode
+    std::optional<Error> refusal_;      // a device the system refused at the last configure
 
     // Confined to the video streaming thread ("VideoDataQueue").
     std::unique_ptr<VideoEncoder> compressionSession_;

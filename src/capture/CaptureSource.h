@@ -2,6 +2,8 @@
 
 #include "GstHandle.h"
 
+class CameraPipelineSink;
+
 #include <QString>
 
 // A camera or a microphone a capture pipeline can open: a device, a
@@ -24,6 +26,12 @@ public:
     // A live source delivers at its own pace and frames not taken in time are
     // dropped; otherwise the source waits for the pipeline (tests, soaks).
     virtual bool isLive() const { return true; }
+
+    // A camera that sends its own compressed video (a network camera) hands
+    // it to `recorder` itself, as it comes, and its element gives decoded
+    // pictures for measuring only: the pipeline then encodes nothing. Asked
+    // before each makeElement; false for a camera of raw frames.
+    virtual bool feedsRecorder(CameraPipelineSink* /*recorder*/) { return false; }
 
     // Around the capture session running, on the session queue.
     virtual void sessionStarted() {}
