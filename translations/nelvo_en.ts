@@ -87,7 +87,19 @@
         <translation type="unfinished"></translation>
     </message>
     <message>
-        <source>Usage: nelvo [--headless] [--demo] [--arm] [--camera-file PATH] [--help] [--version] | nelvo arm|disarm|test|status|watch|focus on|off|timelapse</source>
+        <source>Watch a network camera (rtsp://, rtsps://, http:// or https:// MJPEG).</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>url</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Read the network camera&apos;s user name and password from this file (mode 0600): lines user=NAME and password=SECRET.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Usage: nelvo [--headless] [--demo] [--arm] [--camera-file PATH] [--camera-url URL [--credentials-file PATH]] [--help] [--version] | nelvo arm|disarm|test [--verify]|status|watch|focus on|off|timelapse</source>
         <translation type="unfinished"></translation>
     </message>
     <message>
@@ -96,12 +108,53 @@ Commands for the Nelvo that is running:
   nelvo arm            Arm, after a 5-second countdown.
   nelvo disarm         Disarm.
   nelvo test           Record a short test movie.
-  nelvo status         Say the state, the notice and the last armed stretch.
-  nelvo watch          Print each change of state and each finished file.
+  nelvo test --verify  Record a test, read its movies back and judge them.
+  nelvo status         Say the state, the notice, the last armed stretch,
+                       the levels of the last minute and recording failures.
+  nelvo watch          Print each change of state, each finished file and
+                       each change of the recording failures.
   nelvo focus on|off   Arm while a focus is on, as the schedule does.
   nelvo timelapse      Make a time-lapse of the last armed stretch.
-status and watch take --json for scripts.</source>
+status and watch take --json for scripts. These commands never start Nelvo.</source>
         <extracomment>--help: the commands that drive a running Nelvo; keep the command words as they are</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
+    <name>DeviceMenusSection</name>
+    <message>
+        <source>Camera:</source>
+        <extracomment>Settings label</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Second camera:</source>
+        <extracomment>Settings label</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Microphone:</source>
+        <extracomment>Settings label</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>No camera</source>
+        <extracomment>Camera menu item</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>No second camera</source>
+        <extracomment>Second camera menu item</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>System default</source>
+        <extracomment>Microphone menu item</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>No microphone</source>
+        <extracomment>Microphone menu item</extracomment>
         <translation type="unfinished"></translation>
     </message>
 </context>
@@ -155,6 +208,49 @@ status and watch take --json for scripts.</source>
     </message>
 </context>
 <context>
+    <name>LoginSection</name>
+    <message>
+        <source>Open Nelvo at Login</source>
+        <extracomment>Settings checkbox</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Arm when Nelvo opens</source>
+        <extracomment>Settings checkbox</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Arm while Do Not Disturb is on</source>
+        <extracomment>Settings checkbox: arm while the desktop&apos;s Do Not Disturb is on, disarm when it goes off</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Nelvo couldn&apos;t change whether it opens at login.</source>
+        <extracomment>Alert title</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Your desktop needs your approval before Nelvo can open at login.</source>
+        <extracomment>Alert title</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Allow Nelvo to run in the background in your desktop&apos;s settings.</source>
+        <extracomment>Alert text</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Open Settings</source>
+        <extracomment>Alert button</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Not Now</source>
+        <extracomment>Alert button</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
     <name>LogindSleepWatcher</name>
     <message>
         <source>Nelvo notes when the computer goes to sleep while it is armed</source>
@@ -172,6 +268,154 @@ status and watch take --json for scripts.</source>
     <message>
         <source>Nelvo - %1</source>
         <extracomment>Tray icon&apos;s tooltip and accessible name; the argument is the armed state, as the popover shows it</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
+    <name>MovieCheck</name>
+    <message>
+        <source>it isn&apos;t there</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>GStreamer cannot read QuickTime movies here</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>it has no video</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
+    <name>NetworkCameraLink</name>
+    <message>
+        <source>The camera refused the user name or password.</source>
+        <extracomment>A network camera answered that the user name or password is wrong</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Nothing answered at that address.</source>
+        <extracomment>Nothing accepted a connection at a network camera&apos;s address</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>The camera has no stream at that address.</source>
+        <extracomment>A network camera answered, but has no stream at the address&apos;s path</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>The camera sent no pictures.</source>
+        <extracomment>A network camera accepted the connection but sent nothing</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>The stream is not H.264, H.265 or MJPEG.</source>
+        <extracomment>A network camera sends video Nelvo cannot record; keep the format names</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>The elements that read network cameras are missing.</source>
+        <extracomment>GStreamer&apos;s network elements are not installed</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>The camera ended its stream.</source>
+        <extracomment>A network camera ended its stream</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>The camera stopped answering.</source>
+        <extracomment>A network camera that was sending stopped answering</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>The camera could not be read.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>The camera stopped sending pictures.</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
+    <name>NetworkCameraLogin</name>
+    <message>
+        <source>--credentials-file goes with --camera-url.</source>
+        <extracomment>Command line: keep the option names as they are</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Nelvo can&apos;t watch that camera: %1</source>
+        <extracomment>%1 is why the address cannot be used</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Nelvo takes no user name or password on the command line, where others can read them: put them in a file named by --credentials-file, or in the secret service.</source>
+        <extracomment>Command line: keep the option name as it is</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Nelvo can&apos;t read the credentials file %1: %2</source>
+        <extracomment>%1 a file&apos;s path, %2 the system&apos;s reason</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Nelvo won&apos;t read the credentials file %1: other users can read it. Make it private with: chmod 600 %1</source>
+        <extracomment>%1 a file&apos;s path; keep the command as it is</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Nelvo can&apos;t use the credentials file %1: line %2 is neither user= nor password=.</source>
+        <extracomment>%1 a file&apos;s path, %2 a line number; keep user= and password= as they are</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
+    <name>NetworkCameraUrl</name>
+    <message>
+        <source>This is not a camera address.</source>
+        <extracomment>A network camera&apos;s address could not be read</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>A camera address starts with rtsp://, rtsps://, http:// or https://.</source>
+        <extracomment>A network camera&apos;s address starts with another scheme; keep the schemes as they are</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
+    <name>NumberField</name>
+    <message>
+        <source>Enter a number from %1 to %2</source>
+        <extracomment>Alert title for a number out of range; the arguments are the smallest and largest allowed</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
+    <name>PopoverButtonsView</name>
+    <message>
+        <source>Preview</source>
+        <extracomment>Popover button that opens the camera preview</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Show what the cameras see and draw detection zones</source>
+        <extracomment>Tooltip of the popover&apos;s preview button</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Pin</source>
+        <extracomment>Popover toggle that keeps the popover open on clicks elsewhere</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Keep this open when clicking elsewhere</source>
+        <extracomment>Tooltip of the popover&apos;s pin toggle</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Menu</source>
+        <extracomment>Popover button that opens Nelvo&apos;s menu</extracomment>
         <translation type="unfinished"></translation>
     </message>
 </context>
@@ -278,63 +522,8 @@ Check the recordings folder and arm at login in Settings.</source>
 <context>
     <name>PopoverViewController</name>
     <message>
-        <source>Motion</source>
-        <extracomment>Popover checkbox: motion may trigger a recording</extracomment>
-        <translation type="unfinished"></translation>
-    </message>
-    <message>
-        <source>How much motion starts a recording</source>
-        <extracomment>Popover slider&apos;s tooltip</extracomment>
-        <translation type="unfinished"></translation>
-    </message>
-    <message>
-        <source>Sound</source>
-        <extracomment>Popover checkbox: sound may trigger a recording</extracomment>
-        <translation type="unfinished"></translation>
-    </message>
-    <message>
-        <source>How loud a sound starts a recording</source>
-        <extracomment>Popover slider&apos;s tooltip</extracomment>
-        <translation type="unfinished"></translation>
-    </message>
-    <message>
-        <source>Preview</source>
-        <extracomment>Popover button that opens the camera preview</extracomment>
-        <translation type="unfinished"></translation>
-    </message>
-    <message>
-        <source>Pin</source>
-        <extracomment>Popover toggle that keeps the popover open on clicks elsewhere</extracomment>
-        <translation type="unfinished"></translation>
-    </message>
-    <message>
-        <source>Keep this open when clicking elsewhere</source>
-        <extracomment>Tooltip of the popover&apos;s pin toggle</extracomment>
-        <translation type="unfinished"></translation>
-    </message>
-    <message>
-        <source>Menu</source>
-        <extracomment>Popover button that opens Nelvo&apos;s menu</extracomment>
-        <translation type="unfinished"></translation>
-    </message>
-    <message>
         <source>there is no armed stretch to show</source>
         <extracomment>Why a time-lapse was not made: Nelvo has not been armed long enough to keep a stretch</extracomment>
-        <translation type="unfinished"></translation>
-    </message>
-    <message>
-        <source>No camera</source>
-        <extracomment>Popover, in place of the camera&apos;s name</extracomment>
-        <translation type="unfinished"></translation>
-    </message>
-    <message>
-        <source>No microphone</source>
-        <extracomment>Popover, in place of the microphone&apos;s name</extracomment>
-        <translation type="unfinished"></translation>
-    </message>
-    <message>
-        <source>Show what the cameras see and draw detection zones</source>
-        <extracomment>Tooltip of the popover&apos;s preview button</extracomment>
         <translation type="unfinished"></translation>
     </message>
 </context>
@@ -406,6 +595,34 @@ Check the recordings folder and arm at login in Settings.</source>
             <numerusform>%n recording wasn&apos;t saved: the file couldn&apos;t be written</numerusform>
             <numerusform>%n recordings in a row weren&apos;t saved: the file couldn&apos;t be written</numerusform>
         </translation>
+    </message>
+</context>
+<context>
+    <name>RecordingFailureReport</name>
+    <message>
+        <source>Recordings are being saved again.</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
+    <name>RecordingLengthsSection</name>
+    <message>
+        <source>Stop recording:</source>
+        <extracomment>Settings label and unit of the recording timeout</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>seconds after the last motion or sound</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Pre-roll:</source>
+        <extracomment>Settings label and unit of the pre-roll</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>seconds before the trigger (at most 30)</source>
+        <translation type="unfinished"></translation>
     </message>
 </context>
 <context>
@@ -492,6 +709,24 @@ Check the recordings folder and arm at login in Settings.</source>
     </message>
 </context>
 <context>
+    <name>RecordingsFolderSection</name>
+    <message>
+        <source>Recordings folder:</source>
+        <extracomment>Settings label</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Choose…</source>
+        <extracomment>Settings button that picks the recordings folder</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Use Default</source>
+        <extracomment>Settings button that goes back to the default recordings folder</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
     <name>ScheduleRowView</name>
     <message>
         <source>to</source>
@@ -510,99 +745,7 @@ Check the recordings folder and arm at login in Settings.</source>
     </message>
 </context>
 <context>
-    <name>ScriptingCommand</name>
-    <message>
-        <source>Usage: nelvo arm | disarm | test | focus on|off | status [--json] | watch [--json]</source>
-        <translation type="unfinished"></translation>
-    </message>
-</context>
-<context>
-    <name>SessionSetupResult</name>
-    <message>
-        <source>Not authorized</source>
-        <extracomment>Shown when the system refuses Nelvo the camera or the microphone.</extracomment>
-        <translation type="unfinished"></translation>
-    </message>
-    <message>
-        <source>Configuration failed</source>
-        <extracomment>Shown when the cameras or the microphone could not be set up.</extracomment>
-        <translation type="unfinished"></translation>
-    </message>
-</context>
-<context>
-    <name>SettingsViewController</name>
-    <message>
-        <source>Choose where Nelvo saves its recordings.</source>
-        <extracomment>Folder chooser&apos;s message</extracomment>
-        <translation type="unfinished"></translation>
-    </message>
-    <message>
-        <source>Camera:</source>
-        <extracomment>Settings label</extracomment>
-        <translation type="unfinished"></translation>
-    </message>
-    <message>
-        <source>Second camera:</source>
-        <extracomment>Settings label</extracomment>
-        <translation type="unfinished"></translation>
-    </message>
-    <message>
-        <source>Microphone:</source>
-        <extracomment>Settings label</extracomment>
-        <translation type="unfinished"></translation>
-    </message>
-    <message>
-        <source>Stop recording:</source>
-        <extracomment>Settings label and unit of the recording timeout</extracomment>
-        <translation type="unfinished"></translation>
-    </message>
-    <message>
-        <source>seconds after the last motion or sound</source>
-        <translation type="unfinished"></translation>
-    </message>
-    <message>
-        <source>Pre-roll:</source>
-        <extracomment>Settings label and unit of the pre-roll</extracomment>
-        <translation type="unfinished"></translation>
-    </message>
-    <message>
-        <source>seconds before the trigger (at most 30)</source>
-        <translation type="unfinished"></translation>
-    </message>
-    <message>
-        <source>Size limit:</source>
-        <extracomment>Settings label and unit of the size limit</extracomment>
-        <translation type="unfinished"></translation>
-    </message>
-    <message>
-        <source>GB for all recordings (0: no limit)</source>
-        <translation type="unfinished"></translation>
-    </message>
-    <message>
-        <source>Recordings folder:</source>
-        <extracomment>Settings label</extracomment>
-        <translation type="unfinished"></translation>
-    </message>
-    <message>
-        <source>Choose…</source>
-        <extracomment>Settings button that picks the recordings folder</extracomment>
-        <translation type="unfinished"></translation>
-    </message>
-    <message>
-        <source>Use Default</source>
-        <extracomment>Settings button that goes back to the default recordings folder</extracomment>
-        <translation type="unfinished"></translation>
-    </message>
-    <message>
-        <source>Open Nelvo at Login</source>
-        <extracomment>Settings checkbox</extracomment>
-        <translation type="unfinished"></translation>
-    </message>
-    <message>
-        <source>Arm when Nelvo opens</source>
-        <extracomment>Settings checkbox</extracomment>
-        <translation type="unfinished"></translation>
-    </message>
+    <name>ScheduleSection</name>
     <message>
         <source>Watch on a schedule</source>
         <extracomment>Settings checkbox</extracomment>
@@ -611,56 +754,6 @@ Check the recordings folder and arm at login in Settings.</source>
     <message>
         <source>Add a window</source>
         <extracomment>Settings button that adds a row to the schedule</extracomment>
-        <translation type="unfinished"></translation>
-    </message>
-    <message>
-        <source>No camera</source>
-        <extracomment>Camera menu item</extracomment>
-        <translation type="unfinished"></translation>
-    </message>
-    <message>
-        <source>No second camera</source>
-        <extracomment>Second camera menu item</extracomment>
-        <translation type="unfinished"></translation>
-    </message>
-    <message>
-        <source>System default</source>
-        <extracomment>Microphone menu item</extracomment>
-        <translation type="unfinished"></translation>
-    </message>
-    <message>
-        <source>No microphone</source>
-        <extracomment>Microphone menu item</extracomment>
-        <translation type="unfinished"></translation>
-    </message>
-    <message>
-        <source>Enter a number from %1 to %2</source>
-        <extracomment>Alert title for a number out of range; the arguments are the smallest and largest allowed</extracomment>
-        <translation type="unfinished"></translation>
-    </message>
-    <message>
-        <source>Nelvo couldn&apos;t change whether it opens at login.</source>
-        <extracomment>Alert title</extracomment>
-        <translation type="unfinished"></translation>
-    </message>
-    <message>
-        <source>Your desktop needs your approval before Nelvo can open at login.</source>
-        <extracomment>Alert title</extracomment>
-        <translation type="unfinished"></translation>
-    </message>
-    <message>
-        <source>Allow Nelvo to run in the background in your desktop&apos;s settings.</source>
-        <extracomment>Alert text</extracomment>
-        <translation type="unfinished"></translation>
-    </message>
-    <message>
-        <source>Open Settings</source>
-        <extracomment>Alert button</extracomment>
-        <translation type="unfinished"></translation>
-    </message>
-    <message>
-        <source>Not Now</source>
-        <extracomment>Alert button</extracomment>
         <translation type="unfinished"></translation>
     </message>
     <message>
@@ -678,14 +771,58 @@ Check the recordings folder and arm at login in Settings.</source>
         <extracomment>Settings, under the schedule</extracomment>
         <translation type="unfinished"></translation>
     </message>
+</context>
+<context>
+    <name>ScriptingCall</name>
+    <message>
+        <source>Nelvo didn&apos;t answer in time; it may be busy. Try again in a moment.</source>
+        <extracomment>Command line: a running Nelvo did not answer in time</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>The session bus doesn&apos;t allow this command to reach Nelvo: %1</source>
+        <extracomment>Command line: %1 is the bus&apos;s own explanation</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Nelvo couldn&apos;t answer: %1</source>
+        <extracomment>Command line: %1 is Nelvo&apos;s error message</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
+    <name>ScriptingCommand</name>
+    <message>
+        <source>Usage: nelvo arm | disarm | test [--verify] | focus on|off | status [--json] | watch [--json]</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
+    <name>SessionSetupResult</name>
+    <message>
+        <source>Not authorized</source>
+        <extracomment>Shown when the system refuses Nelvo the camera or the microphone.</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Configuration failed</source>
+        <extracomment>Shown when the cameras or the microphone could not be set up.</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
+    <name>SettingsAlert</name>
     <message>
         <source>OK</source>
         <extracomment>The button of an alert that only informs</extracomment>
         <translation type="unfinished"></translation>
     </message>
+</context>
+<context>
+    <name>SettingsViewController</name>
     <message>
-        <source>Arm while Do Not Disturb is on</source>
-        <extracomment>Settings checkbox: arm while the desktop&apos;s Do Not Disturb is on, disarm when it goes off</extracomment>
+        <source>Choose where Nelvo saves its recordings.</source>
+        <extracomment>Folder chooser&apos;s message</extracomment>
         <translation type="unfinished"></translation>
     </message>
 </context>
@@ -749,6 +886,33 @@ Check the recordings folder and arm at login in Settings.</source>
     </message>
 </context>
 <context>
+    <name>StatusText</name>
+    <message>
+        <source>threshold %1</source>
+        <extracomment>nelvo status: %1 is the threshold; the second form when the trigger is off</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>threshold %1, turned off</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Motion on %1: highest %2 in the last minute, %3</source>
+        <extracomment>nelvo status: %1 camera name, %2 level, %3 threshold text</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Sound on %1: loudest %2 in the last minute, %3</source>
+        <extracomment>nelvo status: %1 microphone name, %2 level, %3 threshold text</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>%1 (the last at %2)</source>
+        <extracomment>nelvo status and watch: %1 the failure&apos;s sentence, %2 the time of the last failure</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
     <name>StorageForecast</name>
     <message>
         <source>At this week&apos;s rate, Nelvo records about %1 a day.</source>
@@ -762,6 +926,153 @@ Check the recordings folder and arm at login in Settings.</source>
             <numerusform>At this week&apos;s rate, %1 GB holds about %n day of recordings.</numerusform>
             <numerusform>At this week&apos;s rate, %1 GB holds about %n days of recordings.</numerusform>
         </translation>
+    </message>
+</context>
+<context>
+    <name>StorageSection</name>
+    <message>
+        <source>Size limit:</source>
+        <extracomment>Settings label and unit of the size limit</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>GB for all recordings (0: no limit)</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
+    <name>TestVerdict</name>
+    <message>
+        <source>The test wrote no movie.</source>
+        <extracomment>nelvo test --verify: no file was written</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Every movie of the test is sound.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Not every movie of the test is sound.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>%1: can&apos;t be read: %2</source>
+        <extracomment>nelvo test --verify: %1 file name, %2 why it can&apos;t be read</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>%1 s long</source>
+        <extracomment>nelvo test --verify: the movie&apos;s length in seconds</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>no keyframe</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>first keyframe at %1 s (it must be at 0)</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>first keyframe at %1 s</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>video starts at %1 s</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>, audio at %1 s</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>, no audio</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>no frames lost</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>1 frame lost</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>%1 frames lost</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>the pre-roll it began with isn&apos;t known</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>pre-roll %1 s of the %2 s asked for: covered</source>
+        <extracomment>nelvo test --verify: %1 seconds of pre-roll the movie has, %2 seconds asked for</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>pre-roll %1 s of the %2 s asked for: not covered</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>No motion level was measured during the test.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Motion peaked at %1</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>; motion doesn&apos;t trigger recordings while it&apos;s turned off.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>; the threshold is %1: </source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>it would have triggered.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>it would not have triggered. </source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Lower it to %1 or draw a zone around where people appear.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Move in front of the camera during the test, or draw a zone around where people appear.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>No sound level was measured during the test.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Sound peaked at %1</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>; sound doesn&apos;t trigger recordings while it&apos;s turned off.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Lower it to %1 or move the microphone closer to where things happen.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Make a sound during the test, or move the microphone closer to where things happen.</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
+    <name>TestVerification</name>
+    <message>
+        <source>Nelvo didn&apos;t finish the test recording.</source>
+        <extracomment>nelvo test --verify: Nelvo quit or never ended the test</extracomment>
+        <translation type="unfinished"></translation>
     </message>
 </context>
 <context>
@@ -813,6 +1124,39 @@ Check the recordings folder and arm at login in Settings.</source>
     <message>
         <source>Time-lapse not written: %1</source>
         <extracomment>Popover line under the state; the argument says why the time-lapse failed</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
+    <name>TriggerMetersView</name>
+    <message>
+        <source>Motion</source>
+        <extracomment>Popover checkbox: motion may trigger a recording</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>How much motion starts a recording</source>
+        <extracomment>Popover slider&apos;s tooltip</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Sound</source>
+        <extracomment>Popover checkbox: sound may trigger a recording</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>How loud a sound starts a recording</source>
+        <extracomment>Popover slider&apos;s tooltip</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>No camera</source>
+        <extracomment>Popover, in place of the camera&apos;s name</extracomment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>No microphone</source>
+        <extracomment>Popover, in place of the microphone&apos;s name</extracomment>
         <translation type="unfinished"></translation>
     </message>
 </context>
