@@ -49,9 +49,7 @@ bool fillFolder(const QString& folder, const QDateTime& now, int recordingCount)
 }
 
 double threadCpuMs() {
-    timespec now{};
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
-    return now.tv_sec * 1e3 + now.tv_nsec / 1e6;
+    return BenchProbes::threadCpuSeconds() * 1e3;
 }
 
 // Ticks every 2 ms; a late tick is a stall of the step under way. On a busy
@@ -92,16 +90,6 @@ private:
     std::string step_ = "launched";
     std::map<std::string, Longest> longest_;
 };
-
-// Waits, events turning, until `done` or `ms` passed; whether it was done.
-bool waitUntil(const std::function<bool()>& done, int ms) {
-    QElapsedTimer waited;
-    waited.start();
-    while (!done() && waited.elapsed() < ms) {
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
-    }
-    return done();
-}
 
 }  // namespace
 
@@ -151,11 +139,13 @@ int main(int argc, char** argv) {
 
     probe.step("arming");
     manager.armFromPopover();
-    const bool armed = waitUntil([&] { return manager.armedState() == ArmState::armed; }, 15000);
+    const bool armed =
+        BenchProbes::waitUntil([&] { return manager.armedState() == ArmState::armed; }, 15000);
 
     probe.step("recording");
     const bool recorded =
-        armed && waitUntil([&] { return manager.armedState() == ArmState::recording; }, 30000);
+        armed &&
+        BenchProbes::waitUntil([&] { return manager.armedState() == ArmState::recording; }, 30000);
     BenchProbes::waitFor(2000);
 
     probe.step("menu_open");

@@ -6,22 +6,39 @@
 #include <QTimer>
 #include <algorithm>
 #include <ctime>
+#include <functional>
 
 namespace BenchProbes {
 
-inline double processCpuSeconds() {
+inline double cpuSeconds(clockid_t clock) {
     timespec now{};
-    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
+    clock_gettime(clock, &now);
     return now.tv_sec + now.tv_nsec / 1e9;
+}
+
+inline double processCpuSeconds() {
+    return cpuSeconds(CLOCK_PROCESS_CPUTIME_ID);
+}
+
+// The CPU time of the calling thread alone.
+inline double threadCpuSeconds() {
+    return cpuSeconds(CLOCK_THREAD_CPUTIME_ID);
+}
+
+// Waits, the main thread's events handled, until `done` or `ms` passed;
+// whether it was done.
+inline bool waitUntil(const std::function<bool()>& done, int ms) {
+    QElapsedTimer waited;
+    waited.start();
+    while (!done() && waited.elapsed() < ms) {
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
+    }
+    return done();
 }
 
 // Waits while the main thread's events are handled.
 inline void waitFor(int ms) {
-    QElapsedTimer waited;
-    waited.start();
-    while (waited.elapsed() < ms) {
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
-    }
+    waitUntil([] { return false; }, ms);
 }
 
 struct Stretch {
