@@ -586,18 +586,9 @@ bool RecordingManager::scheduleOn() const {
 }
 
 void RecordingManager::updateKeepAwake() {
-    const std::optional<KeepAwakeReason> reason =
-        KeepAwake::reasonFor(armedState_, scheduleOn(), nextScheduleStart().has_value());
-    if (reason == keepAwakeReason_) {
-        return;
+    if (awake_.update(armedState_, scheduleOn(), nextScheduleStart().has_value())) {
+        Q_EMIT keepAwakeReasonChanged();
     }
-    // The old inhibition ends before the new one begins.
-    keepAwakeActivity_.reset();
-    keepAwakeReason_ = reason;
-    if (reason && sleepInhibitor_) {
-        keepAwakeActivity_ = sleepInhibitor_->begin(KeepAwake::reasonText(*reason));
-    }
-    Q_EMIT keepAwakeReasonChanged();
 }
 
 void RecordingManager::updateStretch(std::optional<ArmState> oldState,
@@ -704,9 +695,7 @@ bool RecordingManager::makeTimeLapse() {
 }
 
 void RecordingManager::setSleepInhibitor(SleepInhibitor* inhibitor) {
-    sleepInhibitor_ = inhibitor;
-    keepAwakeActivity_.reset();
-    keepAwakeReason_.reset();
+    awake_.setInhibitor(inhibitor);
     updateKeepAwake();
 }
 

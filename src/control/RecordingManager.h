@@ -2,6 +2,7 @@
 
 #include "ArmState.h"
 #include "ArmingCause.h"
+#include "AwakeKeeper.h"
 #include "Clock.h"
 #include "DiskBudget.h"
 #include "Error.h"
@@ -16,7 +17,6 @@
 #include "Schedule.h"
 #include "ScheduleRunner.h"
 #include "SizeLimit.h"
-#include "SleepInhibitor.h"
 #include "StretchKeeper.h"
 #include "TimeLapseJob.h"
 #include "WhatHappened.h"
@@ -261,9 +261,7 @@ private:
     std::optional<QDateTime> notWatchingUntil_;
     std::optional<QDateTime> quitUnexpectedlyAt_;
     std::optional<QDateTime> quitUnexpectedlyUntil_;
-    SleepInhibitor* sleepInhibitor_ = nullptr;
-    std::unique_ptr<SleepInhibitor::Inhibition> keepAwakeActivity_;
-    std::optional<KeepAwakeReason> keepAwakeReason_;
+    AwakeKeeper awake_;
 
     Q_PROPERTY(qint64 scheduleGeneration READ scheduleGeneration NOTIFY scheduleGenerationChanged)
     Q_PROPERTY(qint64 stretchGeneration READ stretchGeneration NOTIFY stretchGenerationChanged)
@@ -271,7 +269,7 @@ private:
 public:
     // Keeps the computer awake through `inhibitor` (not owned) from now on.
     void setSleepInhibitor(SleepInhibitor* inhibitor);
-    std::optional<KeepAwakeReason> keepAwakeReason() const { return keepAwakeReason_; }
+    std::optional<KeepAwakeReason> keepAwakeReason() const { return awake_.reason(); }
 
     const Schedule& schedule() const { return schedule_.schedule(); }
     bool scheduleEnabled() const { return schedule_.enabled(); }
