@@ -16,7 +16,6 @@
 #include <QPointer>
 #include <QTimeZone>
 #include <algorithm>
-#include <cmath>
 #include <limits>
 
 using namespace std::chrono_literals;
@@ -26,7 +25,6 @@ RecordingManager::RecordingManager(Defaults& defaults, Clock& clock, QObject* pa
       defaults_(defaults),
       clock_(clock),
       countdownTimer_(clock.makeTimer([this] { countdown(); })),
-      testDeadline_(clock.makeTimer([this] { endTest(); })),
       fileOutputManager_(
           std::make_unique<FileOutputManager>(RecordingsFolder::resolve(defaults).folder)),
       folderChoice_(defaults.data(SettingsKeys::recordingsFolderBookmark).value_or(QByteArray())),
@@ -37,6 +35,7 @@ RecordingManager::RecordingManager(Defaults& defaults, Clock& clock, QObject* pa
     // The one connection to the settings store's changes.
     connect(&defaults_, &Defaults::changed, this, &RecordingManager::settingsChanged);
     stretches_.onKept = [this] { Q_EMIT stretchGenerationChanged(); };
+    test_.onRunningChanged = [this] { Q_EMIT isRecordingTestChanged(); };
     sizeLimit_.onDeleted = [this] {
         listing_.refresh();
         Q_EMIT deletedChanged();
@@ -210,7 +209,7 @@ void RecordingManager::countdown() {
     // At 0 the state change itself is the notice: "Arming… 0" is never shown.
     countdownTimer_->stop();
     setArmedState(ArmState::armed);
-    if (isRecordingTest_) {
+    if (test_.running()) {
         continueTest();
     }
 }
@@ -232,11 +231,8 @@ void RecordingManager::disarm(bool keepNotices) {
     Q_ASSERT(MainThread::isCurrent());
     countdownTimer_->stop();
     const bool wasRecording = armedState_ == ArmState::recording;
-    if (isRecordingTest_ && !keepNotices) {
-        testArmedItself_ = false;
-        pendingTestFiles_ = 0;
-        testDeadline_->stop();
-        setRecordingTest(false);
+    if (test_.running() && !keepNotices) {
+        test_.cancel();
     }
     setArmedState(ArmState::unarmed);
     if (armedBySchedule_ || armedByFocus_) {
@@ -313,32 +309,16 @@ void RecordingManager::settingsChanged() {
     reloadFolderWhenChosenAnew();
 }
 
-int RecordingManager::testArmCountdown() const {
-    const double preRoll =
-        SettingsKeys::clampedPreRollSeconds(defaults_.real(SettingsKeys::preRollSeconds));
-    return std::max(minimumTestArmCountdown, static_cast<int>(std::ceil(preRoll)));
-}
-
-void RecordingManager::setRecordingTest(bool running) {
-    if (isRecordingTest_ == running) {
-        return;
-    }
-    isRecordingTest_ = running;
-    Q_EMIT isRecordingTestChanged();
-}
-
 void RecordingManager::startTestRecording() {
     Q_ASSERT(MainThread::isCurrent());
     const ArmState state = armedState_.value_or(ArmState::unarmed);
-    if (isRecordingTest_ || state == ArmState::arming || state == ArmState::recording ||
+    if (test_.running() || state == ArmState::arming || state == ArmState::recording ||
         (state == ArmState::unarmed && !canTrigger())) {
         return;
     }
-    testRevealed_ = false;
-    testArmedItself_ = state == ArmState::unarmed;
-    setRecordingTest(true);
+    test_.begin(state == ArmState::unarmed);
     if (state == ArmState::unarmed) {
-        arm(testArmCountdown());
+        arm(TestRecording::armCountdown(defaults_));
         if (armedState_ != ArmState::armed) {
             return;  // continues when the countdown reaches 0
         }
@@ -347,21 +327,17 @@ void RecordingManager::startTestRecording() {
 }
 
 void RecordingManager::continueTest() {
-    testDeadline_->start(std::chrono::seconds(testDeadlineSeconds));
+    test_.awaitFiles();
     if (onTestRecordingWanted) {
         onTestRecordingWanted();
     }
 }
 
 void RecordingManager::endTest() {
-    if (!isRecordingTest_) {
+    if (!test_.running()) {
         return;
     }
-    pendingTestFiles_ = 0;
-    testDeadline_->stop();
-    setRecordingTest(false);
-    if (testArmedItself_) {
-        testArmedItself_ = false;
+    if (test_.end()) {
         stretchSuppressed_ = true;
         disarm(true);
         stretchSuppressed_ = false;
@@ -393,9 +369,8 @@ void RecordingManager::startRecordings(const std::vector<RecordingTarget>& targe
     setArmedState(ArmState::recording);
     stretches_.noteRecording();
     files_.begin(targets);
-    if (isRecordingTest_) {
-        testDeadline_->stop();
-        pendingTestFiles_ = static_cast<int>(targets.size());
+    if (test_.running()) {
+        test_.filesOpened(static_cast<int>(targets.size()));
     }
     stoppingForSpace_ = false;
     for (const auto& target : targets) {
@@ -458,15 +433,11 @@ void RecordingManager::fileFinished(const QString& filePath, const std::optional
             Q_EMIT recordingFailureChanged();
         }
     }
-    if (opened && isRecordingTest_) {
-        if (!error && !testRevealed_) {
-            testRevealed_ = true;
-            if (onTestRecordingFinished) {
-                onTestRecordingFinished(filePath);
-            }
+    if (opened && test_.running()) {
+        if (!error && test_.reveal() && onTestRecordingFinished) {
+            onTestRecordingFinished(filePath);
         }
-        pendingTestFiles_ -= 1;
-        if (pendingTestFiles_ < 1) {
+        if (test_.fileDone()) {
             endTest();
         }
     }

@@ -18,6 +18,7 @@
 #include "ScheduleRunner.h"
 #include "SizeLimit.h"
 #include "StretchKeeper.h"
+#include "TestRecording.h"
 #include "TimeLapseJob.h"
 #include "WhatHappened.h"
 
@@ -61,9 +62,6 @@ public:
     static constexpr int crashRearmCountdown = 15;
     static constexpr int focusArmCountdown = 15;
     static constexpr int scheduleArmCountdown = 15;
-    static constexpr int minimumTestArmCountdown = 5;
-    // How long a test recording may wait for its first file.
-    static constexpr int testDeadlineSeconds = 15;
 
     // What an arm request from outside the popover (a shortcut) came to.
     enum class ArmRequest { armed, alreadyArmed, nothingCanTrigger };
@@ -86,8 +84,8 @@ public:
     bool armedBySchedule() const { return armedBySchedule_; }
     bool armedByFocus() const { return armedByFocus_; }
     bool armedAtLaunch() const { return armedAtLaunch_; }
-    bool isRecordingTest() const { return isRecordingTest_; }
-    bool testArmedItself() const { return testArmedItself_; }
+    bool isRecordingTest() const { return test_.running(); }
+    bool testArmedItself() const { return test_.armedItself(); }
     bool stretchSuppressed() const { return stretchSuppressed_; }
 
     // Kept up to date by the capture side.
@@ -145,7 +143,7 @@ public:
     QDateTime recordingFailedAt() const { return files_.failedAt(); }
     qint64 deletedCount() const { return sizeLimit_.deletedCount(); }
     QDateTime deletedAt() const { return sizeLimit_.deletedAt(); }
-    int pendingTestFiles() const { return pendingTestFiles_; }
+    int pendingTestFiles() const { return test_.pendingFiles(); }
 
     // How much one recording takes, from the recordings of the last day as
     // the folder was last listed.
@@ -193,8 +191,6 @@ private:
     bool ruleCanArm() const;
     void disarmWhenNothingCanTrigger();
     void continueTest();
-    int testArmCountdown() const;
-    void setRecordingTest(bool running);
     void updateDuringRecordingTimer();
     void duringRecordingCheck();
     MovieRecorder::Completion fileCompletion();
@@ -219,11 +215,7 @@ private:
     bool microphoneAvailable_ = false;
     bool motionDetectionStopped_ = false;
 
-    bool isRecordingTest_ = false;
-    bool testArmedItself_ = false;
-    bool testRevealed_ = false;
-    int pendingTestFiles_ = 0;
-    std::unique_ptr<Timer> testDeadline_;
+    TestRecording test_{clock_, [this] { endTest(); }};
     bool stretchSuppressed_ = false;
     TimeLapseJob timeLapse_;
 

@@ -15,8 +15,8 @@ using namespace std::chrono_literals;
 using namespace SettingsKeys;
 using namespace ManagerFixture;
 
-// Arming and disarming, the states and texts the popover shows, and the test
-// recording the user asks for.
+// Arming and disarming, the states and texts the popover shows, and recording
+// into the folder.
 class tst_RecordingManager : public QObject {
     Q_OBJECT
 
@@ -181,84 +181,6 @@ private Q_SLOTS:
         QCOMPARE(f.manager->armedState(), ArmState::unarmed);
     }
 
-    void testWhileUnarmedCountsDownThePreRoll_data() {
-        QTest::addColumn<double>("preRoll");
-        QTest::addColumn<int>("countdown");
-        QTest::newRow("12 s pre-roll") << 12.0 << 12;
-        QTest::newRow("2 s pre-roll uses 5") << 2.0 << 5;
-        QTest::newRow("7.2 s rounds up") << 7.2 << 8;
-        QTest::newRow("45 s is clamped to 30") << 45.0 << 30;
-        QTest::newRow("negative is clamped to 0") << -3.0 << 5;
-    }
-
-    void testWhileUnarmedCountsDownThePreRoll() {
-        QFETCH(double, preRoll);
-        QFETCH(int, countdown);
-        Fixture f;
-        f.manager->setCameraAvailable(true);
-        f.defaults.set(preRollSeconds, preRoll);
-        int wanted = 0;
-        f.manager->onTestRecordingWanted = [&] { ++wanted; };
-        f.manager->startTestRecording();
-        QVERIFY(f.manager->isRecordingTest());
-        QVERIFY(f.manager->testArmedItself());
-        QCOMPARE(f.manager->armedState(), ArmState::arming);
-        QCOMPARE(f.manager->armingCountdown(), countdown);
-        f.clock.advance(std::chrono::seconds(countdown - 1));
-        QCOMPARE(wanted, 0);
-        f.clock.advance(1s);
-        QCOMPARE(f.manager->armedState(), ArmState::armed);
-        QCOMPARE(wanted, 1);
-    }
-
-    void testPreRollStoredAsIntegerIsReadAsSeconds() {
-        Fixture f;
-        f.manager->setCameraAvailable(true);
-        f.defaults.set(preRollSeconds, 12);
-        f.manager->startTestRecording();
-        QCOMPARE(f.manager->armingCountdown(), 12);
-    }
-
-    void testThatOpensNoFileEndsAfter15SecondsAndDisarms() {
-        Fixture f;
-        f.manager->setCameraAvailable(true);
-        f.manager->startTestRecording();
-        f.clock.advance(5s);
-        QCOMPARE(f.manager->armedState(), ArmState::armed);
-        f.clock.advance(14s);
-        QVERIFY(f.manager->isRecordingTest());
-        f.clock.advance(1s);
-        QVERIFY(!f.manager->isRecordingTest());
-        QCOMPARE(f.manager->armedState(), ArmState::unarmed);
-        QVERIFY(!f.manager->testArmedItself());
-    }
-
-    void testIsRefusedWhileArmingRecordingOrRunning() {
-        Fixture f;
-        f.manager->setCameraAvailable(true);
-        f.manager->armFromPopover();
-        f.manager->startTestRecording();
-        QVERIFY(!f.manager->isRecordingTest());  // arming
-        f.clock.advance(5s);
-        f.manager->startTestRecording();
-        QVERIFY(f.manager->isRecordingTest());
-        QVERIFY(!f.manager->testArmedItself());
-        int wanted = 0;
-        f.manager->onTestRecordingWanted = [&] { ++wanted; };
-        f.manager->startTestRecording();  // already running
-        QCOMPARE(wanted, 0);
-        f.clock.advance(15s);
-        QVERIFY(!f.manager->isRecordingTest());
-        QCOMPARE(f.manager->armedState(), ArmState::armed);  // armed by hand: stays armed
-    }
-
-    void testWhileUnarmedWithNothingToTriggerIsRefused() {
-        Fixture f;
-        f.manager->startTestRecording();
-        QVERIFY(!f.manager->isRecordingTest());
-        QCOMPARE(f.manager->armedState(), ArmState::unarmed);
-    }
-
     void focusArmsOnlyFromUnarmedAndDisarmsOnlyItsOwnStretch() {
         Fixture f;
         f.manager->setCameraAvailable(true);
@@ -326,55 +248,6 @@ private Q_SLOTS:
         QCOMPARE(f.manager->armingCountdown(), 0);
         f.clock.advance(10s);
         QCOMPARE(f.manager->armingCountdown(), 0);  // the timer stopped at 0
-    }
-
-    // Test recordings.
-
-    void testWhileUnarmedWithPreRoll8RecordsAfter8Seconds() {
-        Fixture f;
-        f.manager->setCameraAvailable(true);
-        f.defaults.set(preRollSeconds, 8);
-        Camera front("Front Door");
-        QStringList revealed;
-        f.manager->onTestRecordingWanted = [&] { f.manager->startRecordings({front.target}); };
-        f.manager->onTestRecordingFinished = [&](const QString& path) { revealed << path; };
-        f.manager->startTestRecording();
-        QCOMPARE(f.manager->armingCountdown(), 8);
-        f.clock.advance(7s);
-        QCOMPARE(f.manager->armedState(), ArmState::arming);
-        f.clock.advance(1s);
-        QCOMPARE(f.manager->armedState(), ArmState::recording);
-        QCOMPARE(f.manager->pendingTestFiles(), 1);
-        f.clock.advance(20s);  // the deadline is off once files are open
-        QVERIFY(f.manager->isRecordingTest());
-        front.recorder->drain();
-        f.manager->stopRecording();
-        deliver(*front.recorder);
-        QCOMPARE(revealed, front.recorder->started());
-        QVERIFY(!f.manager->isRecordingTest());
-        QCOMPARE(f.manager->armedState(), ArmState::unarmed);  // the test armed by itself
-    }
-
-    void testThatOpensNoFileDisarmsWithoutClearingNotices() {
-        Fixture f;
-        f.manager->setCameraAvailable(true);
-        f.defaults.set(preRollSeconds, 8);
-        f.manager->freeSpace = [] { return std::optional<qint64>(100); };
-        Camera front("Front Door");
-        // An earlier failure is on show.
-        f.armNow();
-        f.manager->startRecordings({front.target});
-        QCOMPARE(failureOf(*f.manager), int(RecordingFailure::diskFull));
-        f.manager->stopRecording();
-        f.manager->disarm(true);
-        f.manager->startTestRecording();  // nothing opens a file
-        f.clock.advance(8s);
-        QCOMPARE(f.manager->armedState(), ArmState::armed);
-        f.clock.advance(15s);
-        QVERIFY(!f.manager->isRecordingTest());
-        QCOMPARE(f.manager->armedState(), ArmState::unarmed);
-        QCOMPARE(failureOf(*f.manager), int(RecordingFailure::diskFull));
-        QCOMPARE(f.manager->recordingFailureCount(), 1);
     }
 
     // The main thread (the interface's) never reads the recordings folder:
