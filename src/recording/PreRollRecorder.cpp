@@ -2,9 +2,7 @@
 
 #include "Defaults.h"
 #include "FileOutputManager.h"
-#include "Log.h"
 #include "SettingsKeys.h"
-#include "StillWriter.h"
 
 #include <QFile>
 #include <cmath>
@@ -29,19 +27,6 @@ Error noDataError() {
 }
 
 }  // namespace
-
-PreRollRecorder::Sample PreRollRecorder::Pending::take() {
-    Sample sample = std::move(items_[head_++]);
-    if (empty()) {
-        clear();
-    }
-    return sample;
-}
-
-void PreRollRecorder::Pending::clear() {
-    items_.clear();
-    head_ = 0;
-}
 
 PreRollRecorder::PreRollRecorder(Defaults& defaults, WallClock wallClock)
     : defaults_(defaults), wallClock_(std::move(wallClock)) {
@@ -79,7 +64,7 @@ void PreRollRecorder::appendAudio(GstHandle<GstSample> pcm) {
 
 void PreRollRecorder::setNewestFrame(GstHandle<GstSample> rawFrame) {
     queue_.async([this, frame = std::move(rawFrame)]() mutable {
-        newestFrame_ = std::move(frame);
+        still_.setNewestFrame(std::move(frame));
         // A movie that began before any picture came still gets its still.
         if (sessionStart_) {
             writeStillIfOwed();
@@ -88,7 +73,7 @@ void PreRollRecorder::setNewestFrame(GstHandle<GstSample> rawFrame) {
 }
 
 void PreRollRecorder::recordLoss(FrameLoss::Reason reason) {
-    queue_.async([this, reason] { tally_.record(reason); });
+    queue_.async([this, reason] { lost_.record(reason); });
 }
 
 void PreRollRecorder::reset() {
@@ -98,7 +83,7 @@ void PreRollRecorder::reset() {
         videoFormat_.reset();
         audioFormat_.reset();
         lastWritten_.reset();
-        newestFrame_.reset();
+        still_.forgetFrame();
     });
 }
 
@@ -298,11 +283,8 @@ void PreRollRecorder::open(const QString& filePath, Completion onFinish, bool ow
     onFinish_ = std::move(onFinish);
     stopRequested_ = false;
     newestWritten_.reset();
-    wantsStill_ = owesStill;
-    stillBeside_.reset();
-    tally_ = {};
-    gaps_ = {};
-    frameInterval_ = 0;
+    still_.movieOpened(owesStill);
+    lost_ = {};
     if (const std::optional<double> start = chooseStart()) {
         startSession(*start);  // the pre-roll
     }
@@ -348,7 +330,7 @@ void PreRollRecorder::pump() {
 
 void PreRollRecorder::appendPending(Track track) {
     const bool isVideo = track == Track::video;
-    Pending& pending = isVideo ? pendingVideo_ : pendingAudio_;
+    PendingSamples& pending = isVideo ? pendingVideo_ : pendingAudio_;
     while (!pending.empty() &&
            (isVideo ? writer_->isReadyForVideo() : writer_->isReadyForAudio())) {
         const Sample sample = pending.take();
@@ -358,17 +340,13 @@ void PreRollRecorder::appendPending(Track track) {
             isVideo ? writer_->appendVideo(sample.get()) : writer_->appendAudio(sample.get());
         if (!accepted) {
             if (isVideo) {
-                tally_.record(FrameLoss::Reason::writerRefused);
+                lost_.record(FrameLoss::Reason::writerRefused);
             }
             continue;
         }
         newestWritten_ = newestWritten_ ? std::max(*newestWritten_, time) : time;
         if (isVideo) {
-            const GstClockTime duration = GST_BUFFER_DURATION(buffer);
-            if (GST_CLOCK_TIME_IS_VALID(duration) && duration > 0) {
-                frameInterval_ = seconds(duration);
-            }
-            gaps_.update(time, frameInterval_);
+            lost_.written(time, GST_BUFFER_DURATION(buffer));
         }
     }
 }
@@ -389,16 +367,16 @@ void PreRollRecorder::finishing() {
         abandon(writer, filePath, onFinish);
     } else {
         finishingWriters_.push_back(writer);
-        writer->finish([this, writer, filePath, onFinish, tally = tally_, gaps = gaps_,
-                        interval = frameInterval_](std::optional<Error> error) {
-            std::erase(finishingWriters_, writer);
-            // The completion names the path the file was opened under,
-            // whatever it was renamed to.
-            FrameLoss::reportAndRename(filePath, tally, gaps, interval);
-            if (onFinish) {
-                onFinish(filePath, std::move(error));
-            }
-        });
+        writer->finish(
+            [this, writer, filePath, onFinish, lost = lost_](std::optional<Error> error) {
+                std::erase(finishingWriters_, writer);
+                // The completion names the path the file was opened under,
+                // whatever it was renamed to.
+                lost.reportAndRename(filePath);
+                if (onFinish) {
+                    onFinish(filePath, std::move(error));
+                }
+            });
     }
     clearFileState();
     openNext();
@@ -425,9 +403,7 @@ void PreRollRecorder::abandon(const std::shared_ptr<MovieWriter>& writer, const 
                               const Completion& onFinish) {
     writer->cancel();
     QFile::remove(filePath);
-    if (stillBeside_) {
-        stillQueue_.async([still = stillPath(*stillBeside_)] { QFile::remove(still); });
-    }
+    still_.removeWritten();
     if (onFinish) {
         onFinish(filePath, writer->error().value_or(noDataError()));
     }
@@ -440,21 +416,13 @@ void PreRollRecorder::clearFileState() {
     sessionStart_.reset();
     filePath_.reset();
     onFinish_ = nullptr;
-    wantsStill_ = false;
-    stillBeside_.reset();
+    still_.movieClosed();
 }
 
 // ---- The still ----
 
 void PreRollRecorder::writeStillIfOwed() {
-    if (!wantsStill_ || !filePath_ || !newestFrame_) {
-        return;
+    if (filePath_) {
+        still_.writeIfOwed(*filePath_);
     }
-    wantsStill_ = false;
-    stillBeside_ = filePath_;
-    stillQueue_.async([frame = newestFrame_, path = stillPath(*filePath_)] {
-        if (!StillWriter::write(frame.get(), path)) {
-            Log::line(QStringLiteral("Could not write the still ") + path);
-        }
-    });
 }

@@ -3,8 +3,11 @@
 #include "FileOutputManager.h"
 #include "FrameLoss.h"
 #include "GstHandle.h"
+#include "LostFrames.h"
 #include "MovieRecorder.h"
+#include "MovieStill.h"
 #include "MovieWriter.h"
+#include "PendingSamples.h"
 #include "SampleRing.h"
 #include "SerialQueue.h"
 
@@ -67,20 +70,6 @@ private:
     using Sample = GstHandle<GstSample>;
     using Ring = SampleRing<Sample>;
 
-    // Samples accepted for the open file but not yet appended, oldest first.
-    // Keeps its storage between files so the pump allocates nothing.
-    class Pending {
-    public:
-        void push(Sample sample) { items_.push_back(std::move(sample)); }
-        bool empty() const { return head_ == items_.size(); }
-        Sample take();
-        void clear();
-
-    private:
-        std::vector<Sample> items_;
-        std::size_t head_ = 0;
-    };
-
     struct Roll {
         QString filePath;
         Completion onFinish;
@@ -122,8 +111,8 @@ private:
     GstHandle<GstCaps> videoFormat_;
     GstHandle<GstCaps> audioFormat_;
     std::shared_ptr<MovieWriter> writer_;
-    Pending pendingVideo_;
-    Pending pendingAudio_;
+    PendingSamples pendingVideo_;
+    PendingSamples pendingAudio_;
     std::optional<double> sessionStart_;
     bool stopRequested_ = false;
     std::optional<QString> filePath_;
@@ -132,12 +121,7 @@ private:
     std::optional<double> newestWritten_;
     std::optional<Roll> rollPending_;
     std::optional<Start> startPending_;
-    Sample newestFrame_;
-    bool wantsStill_ = false;
-    std::optional<QString> stillBeside_;
-    FrameLoss::Tally tally_;
-    FrameLoss::Gaps gaps_;
-    double frameInterval_ = 0;
+    LostFrames lost_;
 
     // Files finishing in the background, kept until their writer completes.
     std::vector<std::shared_ptr<MovieWriter>> finishingWriters_;
@@ -145,6 +129,6 @@ private:
 
     // Last, so they stop first: work still queued runs while every field
     // above is alive, and the recorder's queue may still hand stills over.
-    SerialQueue stillQueue_{"StillWriter"};
+    MovieStill still_;
     SerialQueue queue_{"PreRollRecorder"};
 };
