@@ -8,7 +8,6 @@
 #include "Log.h"
 #include "MainThread.h"
 #include "RecordingsFolder.h"
-#include "Recovery.h"
 #include "SettingsKeys.h"
 
 #include <QFileInfo>
@@ -36,6 +35,7 @@ RecordingManager::RecordingManager(Defaults& defaults, Clock& clock, QObject* pa
     connect(&defaults_, &Defaults::changed, this, &RecordingManager::settingsChanged);
     stretches_.onKept = [this] { Q_EMIT stretchGenerationChanged(); };
     test_.onRunningChanged = [this] { Q_EMIT isRecordingTestChanged(); };
+    gaps_.onChanged = [this] { Q_EMIT gapsChanged(); };
     sizeLimit_.onDeleted = [this] {
         listing_.refresh();
         Q_EMIT deletedChanged();
@@ -243,7 +243,7 @@ void RecordingManager::disarm(bool keepNotices) {
     defaults_.remove(SettingsKeys::armedRecordLastSeen);
     defaults_.remove(SettingsKeys::armedRecordBySchedule);
     files_.forgetCurrent();
-    clearGaps();
+    gaps_.clear();
     if (!keepNotices) {
         clearFailure();
         if (sizeLimit_.clear()) {
@@ -572,33 +572,18 @@ void RecordingManager::updateStretch(std::optional<ArmState> oldState,
 }
 
 void RecordingManager::launchRecovery() {
-    if (recoveredAtLaunch_) {
-        return;
-    }
-    recoveredAtLaunch_ = true;
     const QDateTime at = now();
-    const std::optional<ArmedRecord> record = ArmedRecord::load(defaults_);
-    const bool insideNow = schedule_.contains(at);
-    if (!record) {
-        // A stretch without a record is dropped unrecorded.
-        defaults_.remove(SettingsKeys::armedStretchSince);
+    const std::optional<Recovery> recovery = gaps_.recoverAtLaunch(schedule_.contains(at));
+    if (!recovery) {
         return;
     }
-    const Recovery recovery = Recovery::from(*record, insideNow);
-    ArmedRecord::remove(defaults_);
-    if (const auto since = ArmedStretch::since(defaults_)) {
-        defaults_.remove(SettingsKeys::armedStretchSince);
-        stretches_.keep({*since, recovery.gapStart});
-    }
-    if (recovery.rearm && armedState_.value_or(ArmState::unarmed) == ArmState::unarmed) {
+    if (recovery->rearm && armedState_.value_or(ArmState::unarmed) == ArmState::unarmed) {
         armedAtLaunch_ = true;
-        armedBySchedule_ = recovery.bySchedule;
+        armedBySchedule_ = recovery->bySchedule;
         Q_EMIT armedByChanged();
         armByRule(ArmingCause::crash, crashRearmCountdown);
     }
-    quitUnexpectedlyAt_ = recovery.gapStart;
-    quitUnexpectedlyUntil_ = at;
-    Q_EMIT gapsChanged();
+    gaps_.quitUnexpectedly(recovery->gapStart, at);
 }
 
 void RecordingManager::evaluateSchedule(const QDateTime& at) {
@@ -672,7 +657,7 @@ void RecordingManager::setSleepInhibitor(SleepInhibitor* inhibitor) {
 
 void RecordingManager::willSleep() {
     if (armedState_.value_or(ArmState::unarmed) != ArmState::unarmed) {
-        sleptAt_ = now();
+        gaps_.sleptAt(now());
     }
 }
 
@@ -682,10 +667,8 @@ void RecordingManager::didWake() {
     const QDateTime at = now();
     minuteTimer_.align();
     evaluateSchedule(at);
-    if (sleptAt_) {
-        const QDateTime from = *sleptAt_;
-        sleptAt_.reset();
-        reportGap(from, at);
+    if (const std::optional<QDateTime> from = gaps_.woke()) {
+        reportGap(*from, at);
     }
 }
 
@@ -701,20 +684,5 @@ void RecordingManager::reportGap(const QDateTime& from, const QDateTime& until) 
     if (armedState_.value_or(ArmState::unarmed) == ArmState::unarmed) {
         return;
     }
-    notWatchingFrom_ = from;
-    notWatchingUntil_ = until;
-    Q_EMIT gapsChanged();
-}
-
-void RecordingManager::clearGaps() {
-    if (!sleptAt_ && !notWatchingFrom_ && !notWatchingUntil_ && !quitUnexpectedlyAt_ &&
-        !quitUnexpectedlyUntil_) {
-        return;
-    }
-    sleptAt_.reset();
-    notWatchingFrom_.reset();
-    notWatchingUntil_.reset();
-    quitUnexpectedlyAt_.reset();
-    quitUnexpectedlyUntil_.reset();
-    Q_EMIT gapsChanged();
+    gaps_.notWatching(from, until);
 }

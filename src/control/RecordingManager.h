@@ -8,6 +8,7 @@
 #include "Error.h"
 #include "FailureLog.h"
 #include "FolderState.h"
+#include "GapTracker.h"
 #include "KeepAwakeReason.h"
 #include "MinuteTimer.h"
 #include "RecordingFailure.h"
@@ -241,18 +242,12 @@ private:
     void reloadSchedule();
     void writeHeartbeat(const QDateTime& at);
     void bumpScheduleGeneration();
-    void clearGaps();
 
     ScheduleRunner schedule_{defaults_};
     StretchKeeper stretches_{defaults_, listing_};
     // The schedule and the heartbeat, on the wall clock's minutes.
     MinuteTimer minuteTimer_{clock_, [this](const QDateTime& at) { evaluateSchedule(at); }};
-    bool recoveredAtLaunch_ = false;
-    std::optional<QDateTime> sleptAt_;
-    std::optional<QDateTime> notWatchingFrom_;
-    std::optional<QDateTime> notWatchingUntil_;
-    std::optional<QDateTime> quitUnexpectedlyAt_;
-    std::optional<QDateTime> quitUnexpectedlyUntil_;
+    GapTracker gaps_{defaults_, stretches_};
     AwakeKeeper awake_;
 
     Q_PROPERTY(qint64 scheduleGeneration READ scheduleGeneration NOTIFY scheduleGenerationChanged)
@@ -275,12 +270,12 @@ public:
     void cleanQuit();
     // The capture side was not watching from `from` to `until`.
     void reportGap(const QDateTime& from, const QDateTime& until);
-    bool recoveredAtLaunch() const { return recoveredAtLaunch_; }
-    std::optional<QDateTime> sleptAt() const { return sleptAt_; }
-    std::optional<QDateTime> notWatchingFrom() const { return notWatchingFrom_; }
-    std::optional<QDateTime> notWatchingUntil() const { return notWatchingUntil_; }
-    std::optional<QDateTime> quitUnexpectedlyAt() const { return quitUnexpectedlyAt_; }
-    std::optional<QDateTime> quitUnexpectedlyUntil() const { return quitUnexpectedlyUntil_; }
+    bool recoveredAtLaunch() const { return gaps_.recoveredAtLaunch(); }
+    std::optional<QDateTime> sleptAt() const { return gaps_.sleptAt(); }
+    std::optional<QDateTime> notWatchingFrom() const { return gaps_.notWatchingFrom(); }
+    std::optional<QDateTime> notWatchingUntil() const { return gaps_.notWatchingUntil(); }
+    std::optional<QDateTime> quitUnexpectedlyAt() const { return gaps_.quitUnexpectedlyAt(); }
+    std::optional<QDateTime> quitUnexpectedlyUntil() const { return gaps_.quitUnexpectedlyUntil(); }
 
     qint64 stretchGeneration() const { return stretches_.generation(); }
     // The last kept stretch, without its events.

@@ -1,12 +1,15 @@
 #include "ArmedRecord.h"
 #include "ArmedStretch.h"
 #include "Defaults.h"
+#include "GapTracker.h"
 #include "LaunchDefaults.h"
 #include "ManualClock.h"
 #include "RecordingManager.h"
+#include "RecordingsListing.h"
 #include "Recovery.h"
 #include "Schedule.h"
 #include "SettingsKeys.h"
+#include "StretchKeeper.h"
 #include "TestEnvironment.h"
 
 #include <QSignalSpy>
@@ -20,9 +23,10 @@ QDateTime at(int hour, int minute, int day = 1) {
 }
 }  // namespace
 
-// Each "run" of Nelvo is a settings store and a recording manager on the same
-// settings file; a crash is the end of a run without the clean quit.
-class tst_Recovery : public QObject {
+// The gaps on their own, and Nelvo's runs: each "run" is a settings store and
+// a recording manager on the same settings file; a crash is the end of a run
+// without the clean quit.
+class tst_GapTracker : public QObject {
     Q_OBJECT
 
 private:
@@ -59,6 +63,51 @@ private:
 
 private Q_SLOTS:
     void init() { QFile::remove(environment_.settingsFilePath()); }
+
+    void launchRecoveryConsumesTheRecordOnce() {
+        Defaults defaults(environment_.settingsFilePath());
+        ArmedRecord{at(10, 41), false}.store(defaults);
+        defaults.set(SettingsKeys::armedStretchSince, at(10, 0));
+        RecordingsListing listing;
+        StretchKeeper stretches(defaults, listing);
+        GapTracker gaps(defaults, stretches);
+        QCOMPARE(gaps.recoverAtLaunch(false), (Recovery{true, false, at(10, 41)}));
+        QVERIFY(gaps.recoveredAtLaunch());
+        QCOMPARE(ArmedRecord::load(defaults), std::nullopt);
+        QCOMPARE(ArmedStretch::since(defaults), std::nullopt);
+        QCOMPARE(ArmedStretch::last(defaults), (ArmedStretch{at(10, 0), at(10, 41)}));
+        // Publishing the gap is a step of its own, after any re-arm.
+        QCOMPARE(gaps.quitUnexpectedlyUntil(), std::nullopt);
+        ArmedRecord{at(11, 6), false}.store(defaults);
+        QCOMPARE(gaps.recoverAtLaunch(false), std::nullopt);  // once per run
+        QCOMPARE(ArmedRecord::load(defaults), (ArmedRecord{at(11, 6), false}));
+    }
+
+    void gapsArePublishedUntilCleared() {
+        Defaults defaults(environment_.settingsFilePath());
+        RecordingsListing listing;
+        StretchKeeper stretches(defaults, listing);
+        GapTracker gaps(defaults, stretches);
+        int changes = 0;
+        gaps.onChanged = [&] { ++changes; };
+        gaps.clear();
+        QCOMPARE(changes, 0);  // nothing to forget
+        gaps.quitUnexpectedly(at(10, 41), at(11, 5));
+        QCOMPARE(gaps.quitUnexpectedlyAt(), at(10, 41));
+        QCOMPARE(gaps.quitUnexpectedlyUntil(), at(11, 5));
+        gaps.sleptAt(at(23, 10));
+        QCOMPARE(changes, 1);  // a sleep is published only once it ends
+        QCOMPARE(gaps.woke(), at(23, 10));
+        QCOMPARE(gaps.woke(), std::nullopt);
+        gaps.notWatching(at(23, 10), at(7, 0, 2));
+        QCOMPARE(gaps.notWatchingFrom(), at(23, 10));
+        QCOMPARE(gaps.notWatchingUntil(), at(7, 0, 2));
+        QCOMPARE(changes, 2);
+        gaps.clear();
+        QCOMPARE(changes, 3);
+        QCOMPARE(gaps.quitUnexpectedlyAt(), std::nullopt);
+        QCOMPARE(gaps.notWatchingUntil(), std::nullopt);
+    }
 
     void recoveryDecision() {
         QCOMPARE(Recovery::from({at(10, 41), false}, false), (Recovery{true, false, at(10, 41)}));
@@ -220,5 +269,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(tst_Recovery)
-#include "tst_Recovery.moc"
+QTEST_GUILESS_MAIN(tst_GapTracker)
+#include "tst_GapTracker.moc"
