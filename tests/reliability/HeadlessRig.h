@@ -3,6 +3,8 @@
 #include "Defaults.h"
 #include "MovieProbe.h"
 #include "NelvoRun.h"
+#include "PrivateBus.h"
+#include "PulseAudioServer.h"
 #include "SettingsKeys.h"
 
 #include <QDir>
@@ -57,6 +59,35 @@ private:
     QString folder() const { return base_.filePath(QStringLiteral("cameras")); }
 
     QTemporaryDir base_;
+};
+
+// A bus and a sound server of the test's own, so Nelvo never reaches the
+// desktop's. The server's one sink is a silent room whose monitor is the
+// microphone: present, and never a trigger. Create it after the
+// TestEnvironment, before Nelvo starts.
+class QuietRoom {
+public:
+    QuietRoom() {
+        if (!bus_.isRunning()) {
+            problem_ = QStringLiteral("the test's bus did not start");
+        } else if (!sound_.isRunning()) {
+            problem_ = sound_.problem();
+        } else if (!sound_.loadNullSink(QStringLiteral("room"), QStringLiteral("Room"))) {
+            problem_ = QStringLiteral("the sound server took no sink");
+        } else {
+            sound_.becomeDefaultForThisProcess();
+        }
+    }
+
+    // Why the room is not ready, or an empty string.
+    const QString& problem() const { return problem_; }
+    PrivateBus& bus() { return bus_; }
+    PulseAudioServer& sound() { return sound_; }
+
+private:
+    PrivateBus bus_;
+    PulseAudioServer sound_;
+    QString problem_;
 };
 
 // Prints a run's whole log when the test function fails while it lives

@@ -1,6 +1,4 @@
 #include "HeadlessRig.h"
-#include "PrivateBus.h"
-#include "PulseAudioServer.h"
 #include "RecordingsFolder.h"
 #include "TestEnvironment.h"
 #include "TestMount.h"
@@ -79,12 +77,8 @@ private Q_SLOTS:
         const QString folder = mountPoint + QStringLiteral("/Recordings");
         QVERIFY(QDir().mkpath(folder));
 
-        PrivateBus bus;
-        QVERIFY(bus.isRunning());
-        PulseAudioServer sound;
-        QVERIFY2(sound.isRunning(), qPrintable(sound.problem()));
-        QVERIFY(sound.loadNullSink(QStringLiteral("room"), QStringLiteral("Room")));
-        sound.becomeDefaultForThisProcess();
+        QuietRoom room;
+        QVERIFY2(room.problem().isEmpty(), qPrintable(room.problem()));
         PluggedCameras cameras;
         const QString camera = QStringLiteral("Disk Camera");
         QVERIFY(cameras.show(camera, QStringLiteral("still")));

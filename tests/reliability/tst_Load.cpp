@@ -1,6 +1,4 @@
 #include "HeadlessRig.h"
-#include "PrivateBus.h"
-#include "PulseAudioServer.h"
 #include "TestEnvironment.h"
 
 #include <QElapsedTimer>
@@ -51,12 +49,8 @@ class tst_Load : public QObject {
 private Q_SLOTS:
     void twoHdCamerasAndTheMicrophoneArmedWithATriggerEveryTwentySeconds() {
         TestEnvironment environment;
-        PrivateBus bus;
-        QVERIFY(bus.isRunning());
-        PulseAudioServer sound;
-        QVERIFY2(sound.isRunning(), qPrintable(sound.problem()));
-        QVERIFY(sound.loadNullSink(QStringLiteral("room"), QStringLiteral("Room")));
-        sound.becomeDefaultForThisProcess();
+        QuietRoom room;
+        QVERIFY2(room.problem().isEmpty(), qPrintable(room.problem()));
         PluggedCameras cameras;
         QVERIFY(cameras.show(first, QStringLiteral("still") + format));
         QVERIFY(cameras.show(second, QStringLiteral("still") + format));
