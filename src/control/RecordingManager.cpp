@@ -1,6 +1,7 @@
 #include "RecordingManager.h"
 
 #include "ArmedRecord.h"
+#include "ArmedStateText.h"
 #include "Clock.h"
 #include "Defaults.h"
 #include "DiskBudget.h"
@@ -54,73 +55,16 @@ QVariant RecordingManager::armedStateRaw() const {
 }
 
 QString RecordingManager::armedStateDescription() const {
-    switch (armedState_.value_or(ArmState::unarmed)) {
-        case ArmState::arming:
-            //: Armed state; the argument is the countdown in seconds
-            return tr("Arming… %1").arg(armingCountdown_);
-        case ArmState::unarmed:
-            if (scheduleOn()) {
-                if (const auto start = nextScheduleStart()) {
-                    //: Armed state between schedule windows; the argument is when the next window
-                    //: starts
-                    return tr("Unarmed until %1").arg(scheduleBoundaryText(*start, now()));
-                }
-            }
-            return tr("Unarmed");
-        case ArmState::armed:
-            if (armedBySchedule_) {
-                if (const auto end = currentScheduleWindowEnd()) {
-                    //: Armed state; the argument is when the window ends
-                    return tr("Armed on schedule until %1").arg(scheduleBoundaryText(*end, now()));
-                }
-            }
-            if (armedByFocus_) {
-                //: Armed state while a Focus Filter armed it
-                return tr("Armed by Focus");
-            }
-            return tr("Armed");
-        case ArmState::recording:
-            return tr("Recording");
-    }
-    return {};
+    return ArmedStateText::description(armedState_, armingCountdown_, armedBySchedule_,
+                                       armedByFocus_, schedule_, now());
 }
 
 StateColor RecordingManager::armedStateColor() const {
-    switch (armedState_.value_or(ArmState::unarmed)) {
-        case ArmState::unarmed:
-            return StateColor::label;
-        case ArmState::arming:
-            return StateColor::orange;
-        case ArmState::armed:
-        case ArmState::recording:
-            return StateColor::red;
-    }
-    return StateColor::label;
+    return ArmedStateText::color(armedState_);
 }
 
 QString RecordingManager::armedButtonText() const {
-    if (armedState_.value_or(ArmState::unarmed) == ArmState::unarmed) {
-        //: Popover button
-        return tr("Arm");
-    }
-    //: Popover button
-    return tr("Disarm");
-}
-
-QString RecordingManager::scheduleBoundaryText(const QDateTime& boundary, const QDateTime& now) {
-    const QLocale locale;
-    const QString time = locale.toString(boundary.time(), QLocale::ShortFormat);
-    const qint64 days = now.date().daysTo(boundary.date());
-    if (days == 0) {
-        return time;
-    }
-    if (days == 1) {
-        //: When a schedule window ends; the argument is a time
-        return tr("%1 tomorrow").arg(time);
-    }
-    //: When a schedule window ends; the arguments are a time and a weekday
-    return tr("%1 on %2")
-        .arg(time, locale.dayName(boundary.date().dayOfWeek(), QLocale::LongFormat));
+    return ArmedStateText::buttonText(armedState_);
 }
 
 void RecordingManager::setMotionDetectionStopped(bool stopped) {
@@ -546,10 +490,6 @@ std::optional<DiskBudget::RecordingCost> RecordingManager::recordingCost() const
 
 std::optional<QDateTime> RecordingManager::nextScheduleStart() const {
     return schedule_.nextStart(now());
-}
-
-std::optional<QDateTime> RecordingManager::currentScheduleWindowEnd() const {
-    return schedule_.currentWindowEnd(now());
 }
 
 bool RecordingManager::scheduleOn() const {

@@ -170,10 +170,6 @@ public:
     std::function<void(const QString& filePath)> onTestRecordingFinished;
     std::function<void()> onRecordingsFinished;
 
-    // "{time}", "{time} tomorrow" or "{time} on {weekday}" for a schedule
-    // boundary seen from `now`, in the default locale.
-    static QString scheduleBoundaryText(const QDateTime& boundary, const QDateTime& now);
-
 Q_SIGNALS:
     void armedStateRawChanged();
     void armedStateDescriptionChanged();
@@ -232,7 +228,6 @@ private:
 
     // Schedule, crash recovery, keep-awake and armed-stretch steps.
     std::optional<QDateTime> nextScheduleStart() const;
-    std::optional<QDateTime> currentScheduleWindowEnd() const;
     bool scheduleOn() const;
     void armByRule(ArmingCause cause, int countdownSeconds);
     void updateKeepAwake();

@@ -224,22 +224,6 @@ private Q_SLOTS:
                  QString("Arming for the schedule in 15 seconds"));
     }
 
-    void scheduleBoundaryTexts() {
-        const QDateTime now(QDate(2026, 11, 23), QTime(9, 0));  // Monday
-        QCOMPARE(RecordingManager::scheduleBoundaryText(
-                     QDateTime(QDate(2026, 11, 23), QTime(22, 0)), now),
-                 QString("10:00 PM"));
-        QCOMPARE(RecordingManager::scheduleBoundaryText(
-                     QDateTime(QDate(2026, 11, 24), QTime(6, 30)), now),
-                 QString("6:30 AM tomorrow"));
-        QCOMPARE(RecordingManager::scheduleBoundaryText(QDateTime(QDate(2026, 11, 27), QTime(8, 0)),
-                                                        now),
-                 QString("8:00 AM on Friday"));
-        QCOMPARE(RecordingManager::scheduleBoundaryText(QDateTime(QDate(2026, 11, 30), QTime(8, 0)),
-                                                        now),
-                 QString("8:00 AM on Monday"));
-    }
-
     void countdownStopsAtZero() {
         Fixture f;
         f.manager->setCameraAvailable(true);
