@@ -4,18 +4,12 @@
 #include "ArmedStateText.h"
 #include "Clock.h"
 #include "Defaults.h"
-#include "DiskBudget.h"
 #include "FileOutputManager.h"
-#include "Log.h"
 #include "MainThread.h"
-#include "RecordingsFolder.h"
 #include "SettingsKeys.h"
 
-#include <QFileInfo>
 #include <QLocale>
-#include <QPointer>
 #include <QTimeZone>
-#include <algorithm>
 #include <limits>
 
 using namespace std::chrono_literals;
@@ -24,23 +18,15 @@ RecordingManager::RecordingManager(Defaults& defaults, Clock& clock, QObject* pa
     : QObject(parent),
       defaults_(defaults),
       clock_(clock),
-      countdownTimer_(clock.makeTimer([this] { countdown(); })),
-      fileOutputManager_(
-          std::make_unique<FileOutputManager>(RecordingsFolder::resolve(defaults).folder)),
-      folderChoice_(defaults.data(SettingsKeys::recordingsFolderBookmark).value_or(QByteArray())),
-      duringRecordingTimer_(clock.makeTimer([this] { duringRecordingCheck(); })) {
-    freeSpace = [this] { return fileOutputManager_->availableCapacity(); };
-    listing_.setFolder(fileOutputManager_->nelvoPath());
-    connect(&listing_, &RecordingsListing::changed, this, &RecordingManager::recordingsChanged);
+      countdownTimer_(clock.makeTimer([this] { countdown(); })) {
+    connect(&files_.listing(), &RecordingsListing::changed, this,
+            &RecordingManager::recordingsChanged);
     // The one connection to the settings store's changes.
     connect(&defaults_, &Defaults::changed, this, &RecordingManager::settingsChanged);
     stretches_.onKept = [this] { Q_EMIT stretchGenerationChanged(); };
     test_.onRunningChanged = [this] { Q_EMIT isRecordingTestChanged(); };
     gaps_.onChanged = [this] { Q_EMIT gapsChanged(); };
-    sizeLimit_.onDeleted = [this] {
-        listing_.refresh();
-        Q_EMIT deletedChanged();
-    };
+    followFiles();
     updateKeepAwake();
 }
 
@@ -128,8 +114,7 @@ void RecordingManager::arm(int countdownSeconds) {
 // of the armed stretch, before the state changes.
 void RecordingManager::prepareArming() {
     const QDateTime at = now();
-    defaults_.set(SettingsKeys::armedRecordLastSeen, at);
-    defaults_.set(SettingsKeys::armedRecordBySchedule, armedBySchedule_);
+    ArmedRecord{at, armedBySchedule_}.store(defaults_);
     if (!defaults_.date(SettingsKeys::armedStretchSince)) {
         defaults_.set(SettingsKeys::armedStretchSince, at);
     }
@@ -166,9 +151,9 @@ void RecordingManager::setArmedState(std::optional<ArmState> state) {
     Q_EMIT armedStateRawChanged();
     Q_EMIT armedStateDescriptionChanged();
     updateKeepAwake();
-    updateDuringRecordingTimer();
+    files_.followState();
     updateStretch(old, state);
-    listing_.refresh();
+    files_.listing().refresh();
 }
 
 void RecordingManager::disarm(bool keepNotices) {
@@ -184,15 +169,11 @@ void RecordingManager::disarm(bool keepNotices) {
         armedByFocus_ = false;
         Q_EMIT armedByChanged();
     }
-    defaults_.remove(SettingsKeys::armedRecordLastSeen);
-    defaults_.remove(SettingsKeys::armedRecordBySchedule);
+    ArmedRecord::remove(defaults_);
     files_.forgetCurrent();
     gaps_.clear();
     if (!keepNotices) {
-        clearFailure();
-        if (sizeLimit_.clear()) {
-            Q_EMIT deletedChanged();
-        }
+        files_.clearNotices();
     }
     if (wasRecording) {
         files_.stopRecorders();
@@ -250,7 +231,7 @@ void RecordingManager::devicesChanged() {
 void RecordingManager::settingsChanged() {
     disarmWhenNothingCanTrigger();
     reloadSchedule();
-    reloadFolderWhenChosenAnew();
+    files_.reloadFolderWhenChosenAnew();
 }
 
 void RecordingManager::startTestRecording() {
@@ -290,53 +271,44 @@ void RecordingManager::endTest() {
 
 // Recording control.
 
-void RecordingManager::startRecordings(const std::vector<RecordingTarget>& targets) {
-    Q_ASSERT(MainThread::isCurrent());
-    if (armedState_ != ArmState::armed || targets.empty()) {
-        endTest();
-        return;
-    }
-    // A folder chosen in Settings, or a fallback, takes effect with the next
-    // recording; the default folder is Nelvo's own and is made again when it
-    // went away (a chosen folder that went away falls back to it).
-    const QString folder = RecordingsFolder::resolve(defaults_).folder;
-    fileOutputManager_->adoptFolder(folder);
-    if (folder == RecordingsFolder::defaultFolder()) {
-        fileOutputManager_->ensureFolder();
-    }
-    listing_.setFolder(fileOutputManager_->nelvoPath());
-    if (const auto free = freeSpace(); free && *free < freeSpaceThreshold) {
-        recordFailure(RecordingFailure::diskFull);
-        endTest();
-        return;
-    }
-    setArmedState(ArmState::recording);
-    stretches_.noteRecording();
-    files_.begin(targets);
-    if (test_.running()) {
-        test_.filesOpened(static_cast<int>(targets.size()));
-    }
-    stoppingForSpace_ = false;
-    for (const auto& target : targets) {
-        const QDateTime start = target.recorder->startDate();
-        const QString path =
-            fileOutputManager_->newRecordingURL(target.cameraName, target.microphoneName, start);
-        files_.add(path);
-        target.recorder->start(path, fileCompletion());
-    }
+// The files' news as it concerns the armed state and the test recording.
+void RecordingManager::followFiles() {
+    freeSpace = files_.freeSpace;
+    files_.freeSpace = [this] { return freeSpace(); };
+    files_.isRecording = [this] { return armedState_ == ArmState::recording; };
+    files_.onStarting = [this](int count) {
+        setArmedState(ArmState::recording);
+        stretches_.noteRecording();
+        if (test_.running()) {
+            test_.filesOpened(count);
+        }
+    };
+    files_.onFileDone = [this](const QString& filePath, const std::optional<Error>& error) {
+        if (!test_.running()) {
+            return;
+        }
+        if (!error && test_.reveal() && onTestRecordingFinished) {
+            onTestRecordingFinished(filePath);
+        }
+        if (test_.fileDone()) {
+            endTest();
+        }
+    };
+    files_.onRecordingEnded = [this] { setArmedState(ArmState::armed); };
+    files_.onRecordingsFinished = [this] {
+        if (onRecordingsFinished) {
+            onRecordingsFinished();
+        }
+    };
+    files_.onFailureChanged = [this] { Q_EMIT recordingFailureChanged(); };
+    files_.onDeletedChanged = [this] { Q_EMIT deletedChanged(); };
 }
 
-// Recorders finish files on their own queues; the manager takes the news on
-// the main thread, and only while it still exists.
-MovieRecorder::Completion RecordingManager::fileCompletion() {
-    return [self = QPointer<RecordingManager>(this)](const QString& filePath,
-                                                     std::optional<Error> error) {
-        MainThread::post([self, filePath, error = std::move(error)] {
-            if (self) {
-                self->fileFinished(filePath, error);
-            }
-        });
-    };
+void RecordingManager::startRecordings(const std::vector<RecordingTarget>& targets) {
+    Q_ASSERT(MainThread::isCurrent());
+    if (armedState_ != ArmState::armed || targets.empty() || !files_.start(targets)) {
+        endTest();
+    }
 }
 
 void RecordingManager::stopRecording() {
@@ -348,142 +320,6 @@ void RecordingManager::stopRecording() {
     // the failure step and do not return the state a second time.
     files_.forgetCurrent();
     files_.stopRecorders();
-}
-
-void RecordingManager::finishRecordings() {
-    if (armedState_ != ArmState::recording) {
-        return;
-    }
-    files_.stopRecorders();
-}
-
-void RecordingManager::stopForSpace() {
-    if (armedState_ != ArmState::recording || stoppingForSpace_) {
-        return;
-    }
-    stoppingForSpace_ = true;
-    files_.stopRecorders();
-}
-
-void RecordingManager::fileFinished(const QString& filePath, const std::optional<Error>& error) {
-    // A roll its recorder could not continue opened no file: it is only forgotten.
-    const bool opened = !MovieRecorder::isRollDropped(error);
-    if (opened) {
-        // Files are private to their owner from the moment they are created.
-        if (error) {
-            failureLog_.fileFailed(QFileInfo(filePath).fileName(), *error, now());
-        }
-        if (files_.failureStep(error, now())) {
-            Q_EMIT recordingFailureChanged();
-        }
-    }
-    if (opened && test_.running()) {
-        if (!error && test_.reveal() && onTestRecordingFinished) {
-            onTestRecordingFinished(filePath);
-        }
-        if (test_.fileDone()) {
-            endTest();
-        }
-    }
-    listing_.refresh();
-    const RecordingSet::Finish finish = files_.finished(filePath);
-    const bool recordingEnded = armedState_ == ArmState::recording && finish.currentEmptied;
-    if (recordingEnded) {
-        setArmedState(ArmState::armed);
-        if (stoppingForSpace_) {
-            stoppingForSpace_ = false;
-            recordFailure(RecordingFailure::diskFull);
-        }
-    }
-    // Whatever stopped the recording and whatever the state is now.
-    if (finish.setWritten) {
-        enforceSizeLimit();
-    }
-    if (recordingEnded && onRecordingsFinished) {
-        onRecordingsFinished();
-    }
-}
-
-void RecordingManager::recordFailure(RecordingFailure failure) {
-    files_.recordFailure(failure, true, now());
-    Q_EMIT recordingFailureChanged();
-}
-
-void RecordingManager::clearFailure() {
-    if (files_.clearFailure()) {
-        Q_EMIT recordingFailureChanged();
-    }
-}
-
-void RecordingManager::updateDuringRecordingTimer() {
-    if (armedState_ == ArmState::recording) {
-        if (!duringRecordingTimer_->isActive()) {
-            const std::chrono::seconds every(duringRecordingCheckSeconds);
-            duringRecordingTimer_->start(every, every);
-        }
-    } else {
-        duringRecordingTimer_->stop();
-    }
-}
-
-// Space and the size limit while recording. A recording that alone exceeds
-// the limit continues in a new file, so the limit can delete its finished part.
-void RecordingManager::duringRecordingCheck() {
-    if (armedState_ != ArmState::recording || stoppingForSpace_) {
-        return;
-    }
-    if (const auto free = freeSpace(); free && *free < freeSpaceThreshold) {
-        stopForSpace();
-        return;
-    }
-    enforceSizeLimit();
-    sizeLimit_.whenExceededBy(files_.currentFilePaths(), [this] { rollOver(); });
-}
-
-void RecordingManager::rollOver() {
-    if (armedState_ != ArmState::recording) {
-        return;
-    }
-    for (const auto& target : files_.targets()) {
-        const QString path =
-            fileOutputManager_->newRecordingURL(target.cameraName, target.microphoneName, now());
-        files_.add(path);
-        target.recorder->roll(path, fileCompletion());
-    }
-}
-
-void RecordingManager::enforceSizeLimit() {
-    sizeLimit_.enforce(files_.filesBeingWritten(), now());
-}
-
-// A folder chosen anew in Settings is taken up at once, without comparing.
-void RecordingManager::reloadFolderWhenChosenAnew() {
-    const QByteArray choice =
-        defaults_.data(SettingsKeys::recordingsFolderBookmark).value_or(QByteArray());
-    if (choice == folderChoice_) {
-        return;
-    }
-    folderChoice_ = choice;
-    fileOutputManager_->setFolder(RecordingsFolder::resolve(defaults_).folder);
-    listing_.setFolder(fileOutputManager_->nelvoPath());
-}
-
-FolderState RecordingManager::folderState() {
-    const RecordingsFolder::Resolved resolved = RecordingsFolder::resolve(defaults_);
-    return RecordingsFolder::stateOf(resolved, RecordingsFolder::chosenFolder(defaults_),
-                                     listing_.writable(resolved.folder).value_or(true));
-}
-
-void RecordingManager::checkFolder() {
-    listing_.checkWritable(RecordingsFolder::resolve(defaults_).folder);
-}
-
-std::optional<DiskBudget::RecordingCost> RecordingManager::recordingCost() const {
-    const double preRoll =
-        SettingsKeys::clampedPreRollSeconds(defaults_.real(SettingsKeys::preRollSeconds));
-    const double timeout = static_cast<double>(
-        std::clamp<qint64>(defaults_.integer(SettingsKeys::timeoutValueInSeconds), 0, 600));
-    return DiskBudget::recordingCost(listing_.recordings(), now(), preRoll, timeout);
 }
 
 // Schedule, crash recovery, keep-awake and armed-stretch steps.
@@ -580,7 +416,7 @@ bool RecordingManager::makeTimeLapse() {
     if (!stretch) {
         return false;
     }
-    const QString folder = fileOutputManager_->nelvoPath();
+    const QString folder = files_.fileOutputManager().nelvoPath();
     const double preRoll =
         SettingsKeys::clampedPreRollSeconds(defaults_.real(SettingsKeys::preRollSeconds));
     return timeLapse_.start({*stretch, {}, folder, QTimeZone::systemTimeZone(), QLocale::system()},

@@ -12,6 +12,7 @@
 #include "KeepAwakeReason.h"
 #include "MinuteTimer.h"
 #include "RecordingFailure.h"
+#include "RecordingFiles.h"
 #include "RecordingSet.h"
 #include "RecordingTarget.h"
 #include "RecordingsListing.h"
@@ -36,6 +37,7 @@
 class Clock;
 class Defaults;
 class FileOutputManager;
+class SleepInhibitor;
 class Timer;
 
 // The one owner of Nelvo's armed state. Every way of arming or disarming goes
@@ -54,6 +56,8 @@ class RecordingManager : public QObject {
     Q_PROPERTY(bool isRecordingTest READ isRecordingTest NOTIFY isRecordingTestChanged)
     Q_PROPERTY(QDateTime recordingFailedAt READ recordingFailedAt NOTIFY recordingFailureChanged)
     Q_PROPERTY(QDateTime deletedAt READ deletedAt NOTIFY deletedChanged)
+    Q_PROPERTY(qint64 scheduleGeneration READ scheduleGeneration NOTIFY scheduleGenerationChanged)
+    Q_PROPERTY(qint64 stretchGeneration READ stretchGeneration NOTIFY stretchGenerationChanged)
 
 public:
     // Countdown lengths by who arms; they differ on purpose.
@@ -117,138 +121,50 @@ public:
     // Test recordings.
     void startTestRecording();
     void endTest();
-
-    // Free space below this counts as a full volume.
-    static constexpr qint64 freeSpaceThreshold = 2147483648;
-    static constexpr int duringRecordingCheckSeconds = 30;
+    int pendingTestFiles() const { return test_.pendingFiles(); }
 
     // Recording control, driven by the capture side.
     void startRecordings(const std::vector<RecordingTarget>& targets);
     void stopRecording();
-    void stopForSpace();
+    void stopForSpace() { files_.stopForSpace(); }
     // Quitting mid-recording: every recorder finishes its file while the state
     // stays recording, so nothing new starts; the last file done returns the
     // state to armed and calls onRecordingsFinished.
-    void finishRecordings();
+    void finishRecordings() { files_.finish(); }
     // Continues every camera's recording in a new file from its next keyframe.
-    void rollOver();
+    void rollOver() { files_.rollOver(); }
 
-    FileOutputManager& fileOutputManager() const { return *fileOutputManager_; }
+    FileOutputManager& fileOutputManager() const { return files_.fileOutputManager(); }
     // How free space is learnt; the recordings volume's unless replaced.
     std::function<std::optional<qint64>()> freeSpace;
 
     const QSet<QString>& currentFilePaths() const { return files_.currentFilePaths(); }
-    bool stoppingForSpace() const { return stoppingForSpace_; }
-    std::optional<RecordingFailure> recordingFailure() const { return files_.failure(); }
-    qint64 recordingFailureCount() const { return files_.failureCount(); }
-    QDateTime recordingFailedAt() const { return files_.failedAt(); }
-    qint64 deletedCount() const { return sizeLimit_.deletedCount(); }
-    QDateTime deletedAt() const { return sizeLimit_.deletedAt(); }
-    int pendingTestFiles() const { return test_.pendingFiles(); }
+    bool stoppingForSpace() const { return files_.stoppingForSpace(); }
+    std::optional<RecordingFailure> recordingFailure() const { return files_.set().failure(); }
+    qint64 recordingFailureCount() const { return files_.set().failureCount(); }
+    QDateTime recordingFailedAt() const { return files_.set().failedAt(); }
+    qint64 deletedCount() const { return files_.deletedCount(); }
+    QDateTime deletedAt() const { return files_.deletedAt(); }
 
     // How much one recording takes, from the recordings of the last day as
     // the folder was last listed.
-    std::optional<DiskBudget::RecordingCost> recordingCost() const;
+    std::optional<DiskBudget::RecordingCost> recordingCost() const {
+        return files_.recordingCost(now());
+    }
 
     // The recordings folder is read on a queue of its own, never on the main
     // thread: what depends on it (the cost of a recording, What Happened, the
     // folder's state) comes from the last reading, and `recordingsChanged`
     // follows each newer one. The manager asks for a new reading whenever the
     // armed state changes, a file finishes or files are deleted.
-    void refreshRecordings() { listing_.refresh(); }
-    const RecordingsListing& recordingsListing() const { return listing_; }
+    void refreshRecordings() { files_.listing().refresh(); }
+    const RecordingsListing& recordingsListing() const { return files_.listing(); }
     // The folder's state for Settings, with the result of the last write
     // test there (a folder not yet tested counts as writable).
-    FolderState folderState();
+    FolderState folderState() { return files_.folderState(); }
     // Tests anew whether the folder in use can be written.
-    void checkFolder();
+    void checkFolder() { files_.checkFolder(); }
 
-    // Hooks installed by the application.
-    // Called with the cause each time Nelvo starts arming by itself.
-    std::function<void(ArmingCause)> onArmedAtLaunch;
-    std::function<void()> onTestRecordingWanted;
-    std::function<void(const QString& filePath)> onTestRecordingFinished;
-    std::function<void()> onRecordingsFinished;
-
-Q_SIGNALS:
-    void armedStateRawChanged();
-    void armedStateDescriptionChanged();
-    void armedByChanged();
-    void motionDetectionStoppedChanged();
-    void isRecordingTestChanged();
-    void recordingFailureChanged();
-    void deletedChanged();
-    void recordingsChanged();
-
-private:
-    void setArmedState(std::optional<ArmState> state);
-    void arm(int countdownSeconds);
-    void prepareArming();
-    void startCountdown(int seconds);
-    bool ruleCanArm() const;
-    void disarmWhenNothingCanTrigger();
-    void continueTest();
-    void updateDuringRecordingTimer();
-    void duringRecordingCheck();
-    MovieRecorder::Completion fileCompletion();
-    void fileFinished(const QString& filePath, const std::optional<Error>& error);
-    void recordFailure(RecordingFailure failure);
-    void clearFailure();
-    void enforceSizeLimit();
-    void settingsChanged();
-    void reloadFolderWhenChosenAnew();
-
-    Defaults& defaults_;
-    Clock& clock_;
-
-    std::optional<ArmState> armedState_ = ArmState::unarmed;
-    qint64 armingCountdown_ = 0;
-    std::unique_ptr<Timer> countdownTimer_;
-    bool armedBySchedule_ = false;
-    bool armedByFocus_ = false;
-    bool armedAtLaunch_ = false;
-    bool armAtLaunchForThisRun_ = false;
-    bool cameraAvailable_ = false;
-    bool microphoneAvailable_ = false;
-    bool motionDetectionStopped_ = false;
-
-    TestRecording test_{clock_, [this] { endTest(); }};
-    bool stretchSuppressed_ = false;
-    TimeLapseJob timeLapse_;
-
-    // Recording control.
-    std::unique_ptr<FileOutputManager> fileOutputManager_;
-    QByteArray folderChoice_;  // the stored folder choice the file service was set up with
-    RecordingsListing listing_;
-    FailureLog failureLog_;
-    RecordingSet files_;
-    SizeLimit sizeLimit_{defaults_, *fileOutputManager_};
-    bool stoppingForSpace_ = false;
-    std::unique_ptr<Timer> duringRecordingTimer_;
-
-    // Schedule, crash recovery, keep-awake and armed-stretch steps.
-    std::optional<QDateTime> nextScheduleStart() const;
-    bool scheduleOn() const;
-    void armByRule(ArmingCause cause, int countdownSeconds);
-    void updateKeepAwake();
-    void updateStretch(std::optional<ArmState> oldState, std::optional<ArmState> newState);
-    void launchRecovery();
-    void evaluateSchedule(const QDateTime& at);
-    void reloadSchedule();
-    void writeHeartbeat(const QDateTime& at);
-    void bumpScheduleGeneration();
-
-    ScheduleRunner schedule_{defaults_};
-    StretchKeeper stretches_{defaults_, listing_};
-    // The schedule and the heartbeat, on the wall clock's minutes.
-    MinuteTimer minuteTimer_{clock_, [this](const QDateTime& at) { evaluateSchedule(at); }};
-    GapTracker gaps_{defaults_, stretches_};
-    AwakeKeeper awake_;
-
-    Q_PROPERTY(qint64 scheduleGeneration READ scheduleGeneration NOTIFY scheduleGenerationChanged)
-    Q_PROPERTY(qint64 stretchGeneration READ stretchGeneration NOTIFY stretchGenerationChanged)
-
-public:
     // Keeps the computer awake through `inhibitor` (not owned) from now on.
     void setSleepInhibitor(SleepInhibitor* inhibitor);
     std::optional<KeepAwakeReason> keepAwakeReason() const { return awake_.reason(); }
@@ -286,9 +202,70 @@ public:
     bool timeLapseFailed() const { return timeLapse_.timeLapseFailed(); }
     void setTimeLapseFailed(bool failed) { timeLapse_.setTimeLapseFailed(failed); }
 
+    // Hooks installed by the application.
+    // Called with the cause each time Nelvo starts arming by itself.
+    std::function<void(ArmingCause)> onArmedAtLaunch;
+    std::function<void()> onTestRecordingWanted;
+    std::function<void(const QString& filePath)> onTestRecordingFinished;
+    std::function<void()> onRecordingsFinished;
+
 Q_SIGNALS:
+    void armedStateRawChanged();
+    void armedStateDescriptionChanged();
+    void armedByChanged();
+    void motionDetectionStoppedChanged();
+    void isRecordingTestChanged();
+    void recordingFailureChanged();
+    void deletedChanged();
+    void recordingsChanged();
     void scheduleGenerationChanged();
     void stretchGenerationChanged();
     void gapsChanged();
     void keepAwakeReasonChanged();
+
+private:
+    void setArmedState(std::optional<ArmState> state);
+    void arm(int countdownSeconds);
+    void prepareArming();
+    void startCountdown(int seconds);
+    bool ruleCanArm() const;
+    void armByRule(ArmingCause cause, int countdownSeconds);
+    void disarmWhenNothingCanTrigger();
+    void settingsChanged();
+    void continueTest();
+    void followFiles();
+    std::optional<QDateTime> nextScheduleStart() const;
+    bool scheduleOn() const;
+    void updateKeepAwake();
+    void updateStretch(std::optional<ArmState> oldState, std::optional<ArmState> newState);
+    void launchRecovery();
+    void evaluateSchedule(const QDateTime& at);
+    void reloadSchedule();
+    void writeHeartbeat(const QDateTime& at);
+    void bumpScheduleGeneration();
+
+    Defaults& defaults_;
+    Clock& clock_;
+
+    std::optional<ArmState> armedState_ = ArmState::unarmed;
+    qint64 armingCountdown_ = 0;
+    std::unique_ptr<Timer> countdownTimer_;
+    bool armedBySchedule_ = false;
+    bool armedByFocus_ = false;
+    bool armedAtLaunch_ = false;
+    bool armAtLaunchForThisRun_ = false;
+    bool cameraAvailable_ = false;
+    bool microphoneAvailable_ = false;
+    bool motionDetectionStopped_ = false;
+
+    TestRecording test_{clock_, [this] { endTest(); }};
+    bool stretchSuppressed_ = false;
+    TimeLapseJob timeLapse_;
+    RecordingFiles files_{defaults_, clock_};
+    ScheduleRunner schedule_{defaults_};
+    StretchKeeper stretches_{defaults_, files_.listing()};
+    // The schedule and the heartbeat, on the wall clock's minutes.
+    MinuteTimer minuteTimer_{clock_, [this](const QDateTime& at) { evaluateSchedule(at); }};
+    GapTracker gaps_{defaults_, stretches_};
+    AwakeKeeper awake_;
 };
