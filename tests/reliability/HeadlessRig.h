@@ -128,6 +128,23 @@ inline QVariantHash quickRecordings() {
             {SettingsKeys::preRollSeconds, 1}};
 }
 
+// Arms the running Nelvo as a script does, once it has its devices: `nelvo
+// arm` counts down 5 s where arming at launch counts down 15, and these
+// scenarios are about what happens once armed. False when the command fails.
+inline bool armByCommand(NelvoRun& nelvo) {
+    if (nelvo.waitForLine(QStringLiteral("Devices: "), 60000).isEmpty()) {
+        return false;
+    }
+    QProcess command;
+    command.start(QStringLiteral(NELVO_EXECUTABLE), {"arm"});
+    if (!command.waitForFinished(20000)) {
+        command.kill();
+        command.waitForFinished(2000);
+        return false;
+    }
+    return command.exitStatus() == QProcess::NormalExit && command.exitCode() == 0;
+}
+
 // `nelvo status --json` answered by the running Nelvo on this process's bus.
 inline QJsonObject status() {
     QProcess command;

@@ -91,9 +91,10 @@ private Q_SLOTS:
             defaults.flush();
         }
 
-        NelvoRun nelvo({"--headless", "--arm"});
+        NelvoRun nelvo({"--headless"});
         const LogOnFailure logOnFailure(nelvo);
         QVERIFY(nelvo.startedOK());
+        QVERIFY2(armByCommand(nelvo), qPrintable(nelvo.log()));
         QVERIFY2(!nelvo.waitForLine(QStringLiteral("State: armed"), 60000).isEmpty(),
                  qPrintable(nelvo.log()));
 

@@ -59,9 +59,10 @@ private Q_SLOTS:
         settings.insert(SettingsKeys::secondCameraID, second);
         writeSettings(environment.settingsFilePath(), settings);
 
-        NelvoRun nelvo({"--headless", "--arm"});
+        NelvoRun nelvo({"--headless"});
         const LogOnFailure logOnFailure(nelvo);
         QVERIFY(nelvo.startedOK());
+        QVERIFY2(armByCommand(nelvo), qPrintable(nelvo.log()));
         QVERIFY2(!nelvo.waitForLine(QStringLiteral("State: armed"), 60000).isEmpty(),
                  qPrintable(nelvo.log()));
 

@@ -38,9 +38,9 @@ public:
             }
             defaults.flush();
         }
-        nelvo_ = std::make_unique<NelvoRun>(QStringList{"--headless", "--arm"});
+        nelvo_ = std::make_unique<NelvoRun>(QStringList{"--headless"});
         logOnFailure_ = std::make_unique<LogOnFailure>(*nelvo_);
-        if (!nelvo_->startedOK() ||
+        if (!nelvo_->startedOK() || !armByCommand(*nelvo_) ||
             nelvo_->waitForLine(QStringLiteral("State: armed"), 60000).isEmpty()) {
             *problem = QStringLiteral("nelvo did not arm:\n") + nelvo_->log();
             return false;
