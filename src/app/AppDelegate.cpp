@@ -5,7 +5,6 @@
 #include "DemoCamera.h"
 #include "DemoMicrophone.h"
 #include "DesktopNotifications.h"
-#include "DeviceMonitor.h"
 #include "FileCamera.h"
 #include "FileManager.h"
 #include "FixedDevices.h"
@@ -20,6 +19,7 @@
 #include "PopoverViewController.h"
 #include "PopoverWindow.h"
 #include "QuitAlert.h"
+#include "SavedCameraDevices.h"
 #include "SettingsKeys.h"
 #include "SettingsViewController.h"
 #include "SettingsWindowController.h"
@@ -95,7 +95,7 @@ std::unique_ptr<CaptureDevices> AppDelegate::makeDevices() const {
                 std::make_shared<FileCamera>(options_.cameraFile)},
             std::vector<std::shared_ptr<CaptureSource>>{});
     }
-    return std::make_unique<DeviceMonitor>();
+    return SavedCameraDevices::withDeviceMonitor(defaults_);
 }
 
 void AppDelegate::launch() {

@@ -112,6 +112,7 @@ void NetworkCameraLink::connect() {
     }
     tearDown();
     unsupportedSeen_ = false;
+    unanswered_ = false;
     delivering_ = false;
     lastSampleMs_ = nowMs();
     const std::uint64_t generation = generation_.load();
@@ -297,9 +298,20 @@ void NetworkCameraLink::delivered(GstSample* sample) {
 GstBusSyncReply NetworkCameraLink::onBusMessage(GstBus*, GstMessage* message, gpointer self) {
     auto* link = static_cast<NetworkCameraLink*>(self);
     const GstMessageType type = GST_MESSAGE_TYPE(message);
+    // The HTTP source tells a refused connection only as a stream error,
+    // after headers with no status.
+    const GstStructure* details = gst_message_get_structure(message);
+    guint status = 0;
+    if (type == GST_MESSAGE_ELEMENT && gst_structure_has_name(details, "http-headers") &&
+        gst_structure_get_uint(details, "http-status-code", &status)) {
+        link->unanswered_ = status == 0;
+    }
     if (type == GST_MESSAGE_ERROR || type == GST_MESSAGE_EOS) {
-        const QString why = reasonOf(type == GST_MESSAGE_ERROR ? message : nullptr,
-                                     link->unsupportedSeen_.load(), link->delivering_.load());
+        const QString why =
+            type == GST_MESSAGE_ERROR && link->unanswered_ && !link->delivering_
+                ? nothingAnsweredText()
+                : reasonOf(type == GST_MESSAGE_ERROR ? message : nullptr,
+                           link->unsupportedSeen_.load(), link->delivering_.load());
         const std::uint64_t generation = link->generation_.load();
         link->queue_.async([link, generation, why] { link->failed(generation, why); });
     }
@@ -366,6 +378,9 @@ void NetworkCameraLink::failed(std::uint64_t generation, const QString& why) {
         return;
     }
     tearDown();
+    if (handlers_.failed) {
+        handlers_.failed(why);
+    }
     const std::chrono::milliseconds wait = backOff_.failed();
     if (backOff_.shouldLog(ReconnectBackOff::Clock::now())) {
         Log::line(QStringLiteral("%1: %2 Trying again in %3 s.")

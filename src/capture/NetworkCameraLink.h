@@ -40,6 +40,9 @@ public:
         std::function<void()> packetLost;
         // A new connection is about to deliver (its clock starts anew).
         std::function<void()> connected;
+        // A connection failed, with why in the words the user sees (the
+        // link's queue; the link tries again unless stopped).
+        std::function<void(const QString& why)> failed;
     };
 
     NetworkCameraLink(NetworkCameraUrl url, NetworkCredentials credentials, QString name,
@@ -89,6 +92,8 @@ private:
     // teardown so that late reports of an old connection are ignored.
     std::atomic<std::uint64_t> generation_{0};
     std::atomic<bool> unsupportedSeen_{false};
+    // An HTTP camera's connection failed before any answer (status 0).
+    std::atomic<bool> unanswered_{false};
     std::atomic<bool> delivering_{false};
     std::atomic<std::int64_t> lastSampleMs_{0};
     std::atomic<bool> stopping_{false};

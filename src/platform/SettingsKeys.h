@@ -30,6 +30,9 @@ inline const QString selectedMicrophoneID = QStringLiteral("selectedMicrophoneID
 inline const QString openPreviewWindowAtLaunch = QStringLiteral("openPreviewWindowAtLaunch");
 // Arm while the desktop's Do Not Disturb is on, as a Focus does; off unless chosen.
 inline const QString armWhileDoNotDisturb = QStringLiteral("armWhileDoNotDisturb");
+// The network cameras added in Settings (JSON): each one's ID, name and address
+// without user name or password, which live in the secret service only.
+inline const QString networkCameras = QStringLiteral("networkCameras");
 
 // Per-camera keys: the prefix followed by the camera's unique ID.
 inline QString motionTriggerThresholdFor(const QString& cameraID) {
