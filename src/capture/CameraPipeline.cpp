@@ -2,6 +2,7 @@
 
 #include "Defaults.h"
 #include "Log.h"
+#include "MicrophoneErrors.h"
 #include "MotionDetector.h"
 #include "SettingsKeys.h"
 #include "SoundLevel.h"
@@ -209,6 +210,12 @@ bool CameraPipeline::addAudio(GstBin* session) {
     if (!source || !openSource(source.get(), refusal_)) {
         return false;
     }
+    // Named so that its errors are known as the microphone's. The session
+    // keeps the system clock, which goes on when the microphone fails.
+    gst_object_set_name(GST_OBJECT(source.get()), MicrophoneErrors::sourceName);
+    if (g_object_class_find_property(G_OBJECT_GET_CLASS(source.get()), "provide-clock")) {
+        g_object_set(source.get(), "provide-clock", FALSE, nullptr);
+    }
     const Branch branch{make("audioconvert"), make("capsfilter"), make("queue", "AudioDataQueue"),
                         make("appsink", "audio")};
     if (!branch.convert || !branch.format || !branch.queue || !branch.sink) {
@@ -337,7 +344,18 @@ GstBusSyncReply CameraPipeline::onBusMessage(GstBus*, GstMessage* message, gpoin
     if (GST_MESSAGE_TYPE(message) == GST_MESSAGE_ERROR) {
         auto* pipeline = static_cast<CameraPipeline*>(self);
         if (auto delegate = pipeline->delegate_.lock()) {
-            delegate->sessionError(*pipeline, errorOf(message));
+            std::optional<Error> error = errorOf(message);
+            const GCharHandle postedBy(gst_object_get_path_string(GST_MESSAGE_SRC(message)));
+            if (error &&
+                MicrophoneErrors::isMicrophones(QString::fromUtf8(postedBy.get()), *error)) {
+                // Its branch stays in the session, idle, while the camera's
+                // goes on; what the dead branch says later is not news.
+                if (pipeline->hasMicrophone_.exchange(false)) {
+                    delegate->microphoneError(*pipeline, std::move(error));
+                }
+            } else {
+                delegate->sessionError(*pipeline, std::move(error));
+            }
         }
     }
     gst_message_unref(message);

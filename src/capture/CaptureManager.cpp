@@ -25,6 +25,11 @@ public:
             manager_.sessionError(indexOf(pipeline), error);
         }
     }
+    void microphoneError(CameraPipeline&, std::optional<Error> error) override {
+        if (alive) {
+            manager_.microphoneError(error);
+        }
+    }
     void previewImage(CameraPipeline& pipeline, const PreviewFrame& frame) override {
         if (!alive) {
             return;
@@ -152,7 +157,8 @@ void CaptureManager::configureWithChoices() {
 }
 
 DeviceSet CaptureManager::devicesInUse() const {
-    return {pipelines_[0]->camera(), pipelines_[1]->camera(), pipelines_[0]->microphone()};
+    return {pipelines_[0]->camera(), pipelines_[1]->camera(),
+            microphoneLost_ ? nullptr : pipelines_[0]->microphone()};
 }
 
 // A pipeline whose devices stay the same keeps its session running
@@ -165,9 +171,13 @@ void CaptureManager::configureWith(const DeviceSet& devices, bool rebuild) {
                                                                                 nullptr};
     for (int i = 0; i < pipelineCount; ++i) {
         CameraPipeline& pipeline = *pipelines_[i];
+        const bool lostMicrophone = i == 0 && microphoneLost_;
         if (!rebuild && configured_[i] && pipeline.camera() == cameras[i] &&
-            pipeline.microphone() == microphones[i]) {
+            pipeline.microphone() == microphones[i] && !lostMicrophone) {
             continue;
+        }
+        if (i == 0) {
+            microphoneLost_ = false;
         }
         pipeline.setDevices(cameras[i], microphones[i]);
         if (pipeline.camera() || pipeline.microphone()) {
@@ -230,7 +240,8 @@ void CaptureManager::tryCaptureAgain(const DeviceSet& devices) {
 void CaptureManager::publishDevices() {
     std::array<InUse, pipelineCount> inUse;
     for (int i = 0; i < pipelineCount; ++i) {
-        inUse[i] = {pipelines_[i]->camera(), pipelines_[i]->microphone(),
+        inUse[i] = {pipelines_[i]->camera(),
+                    i == 0 && microphoneLost_ ? nullptr : pipelines_[i]->microphone(),
                     configured_[i] && pipelines_[i]->isRunning()};
     }
     const auto cameras = listed(DeviceKind::video);
@@ -592,6 +603,52 @@ void CaptureManager::sessionError(int index, const std::optional<Error>& error) 
               (error ? error->description : QStringLiteral("unknown")));
     QMetaObject::invokeMethod(
         this, [this, index] { scheduleRestart(index); }, Qt::QueuedConnection);
+}
+
+// The microphone failed while the camera goes on (its sound server went
+// away): it is lost like an unplugged one, but its session is left running,
+// so the movie being written keeps its picture without a gap. One loss
+// reports several errors; the first one acts.
+void CaptureManager::microphoneError(const std::optional<Error>& error) {
+    sessionQueue_.async([this, error] {
+        const std::shared_ptr<CaptureSource> lost = pipelines_[0]->microphone();
+        if (!lost || microphoneLost_) {
+            return;
+        }
+        Log::line(QStringLiteral("%1 failed: %2")
+                      .arg(lost->name(), error ? error->description : QStringLiteral("unknown")));
+        Log::line(choice_.disconnected(lost, DeviceKind::audio, devicesInUse()).line);
+        microphoneLost_ = true;
+        publishDevices();
+        awaitMicrophone(lost);
+    });
+}
+
+// Session queue. A microphone lost with its sound server is still listed,
+// so nothing announces its return: it is opened on its own now and then, and
+// once it opens it counts as connected again. Waiting ends when it is
+// unplugged or another microphone is in use.
+void CaptureManager::awaitMicrophone(const std::shared_ptr<CaptureSource>& lost) {
+    sessionQueue_.asyncAfter(microphoneRetry, [this, lost] {
+        const auto listed = devices_->devices(DeviceKind::audio);
+        const auto present = std::find_if(listed.begin(), listed.end(), [&](const auto& device) {
+            return device->uniqueID() == lost->uniqueID();
+        });
+        if (present == listed.end() || !microphoneLost_) {
+            return;
+        }
+        GstHandle<GstElement> element = (*present)->makeElement();
+        const bool opens = element && gst_element_set_state(element.get(), GST_STATE_READY) !=
+                                          GST_STATE_CHANGE_FAILURE;
+        if (element) {
+            gst_element_set_state(element.get(), GST_STATE_NULL);
+        }
+        if (opens) {
+            deviceConnected(*present, DeviceKind::audio);
+        } else {
+            awaitMicrophone(lost);
+        }
+    });
 }
 
 // Main thread. One restart at a time: errors reported until it has been

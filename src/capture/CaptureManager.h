@@ -47,6 +47,8 @@ public:
     static constexpr int pipelineCount = MotionHealth::pipelineCount;
     static constexpr std::chrono::milliseconds pendingStopDelay{200};
     static constexpr int maximumTimeoutSeconds = 600;
+    // How often a microphone lost with its sound server is tried again.
+    static constexpr std::chrono::milliseconds microphoneRetry{1000};
 
     CaptureManager(Defaults& defaults, Clock& clock, CaptureManagerRecordingController& controller,
                    std::unique_ptr<CaptureDevices> devices, QObject* parent = nullptr);
@@ -144,6 +146,7 @@ private:
     void stopSessions();
     void restartSessions();
     void tryCaptureAgain(const DeviceSet& devices);
+    void awaitMicrophone(const std::shared_ptr<CaptureSource>& lost);
     void publishDevices();
     void publishDeviceLists();
     std::vector<CaptureManagerSettingsDelegate::Device> listed(DeviceKind kind) const;
@@ -164,6 +167,7 @@ private:
     // From the pipelines.
     void motionMeasured(int index, double level, bool triggered);
     void sessionError(int index, const std::optional<Error>& error);
+    void microphoneError(const std::optional<Error>& error);
     void previewImageReady(int index, const PreviewFrame& frame);
 
     Defaults& defaults_;
@@ -203,6 +207,8 @@ private:
     // Session queue.
     bool sessionsWanted_ = false;
     std::array<bool, pipelineCount> configured_{};
+    // The first pipeline's microphone failed; its session runs on without it.
+    bool microphoneLost_ = false;
 
     // Hand-offs from the capture threads, coalesced so that a measurement
     // costs no allocation: the main thread takes what piled up since its last turn.
