@@ -1,6 +1,7 @@
 #include "LoggingRecorder.h"
 
 #include "FileOutputManager.h"
+#include "HeapTrim.h"
 #include "Log.h"
 #include "MainThread.h"
 #include "PlainText.h"
@@ -58,6 +59,8 @@ MovieRecorder::Completion LoggingRecorder::logged(Completion onFinish) const {
             // Named as the file now is, after any rename for lost frames.
             const QString finished = FileOutputManager::finishedPath(filePath);
             Log::line(QStringLiteral("Finished %1").arg(PlainText::escaped(finished)));
+            // The recording's buffers are free now; give their pages back.
+            HeapTrim::returnFreeMemory();
             if (finished != filePath) {
                 MainThread::post([filePath, finished] {
                     if (const std::optional<double> preRoll = preRollOf(filePath)) {

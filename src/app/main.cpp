@@ -4,6 +4,7 @@
 #include "CommandLine.h"
 #include "DoNotDisturbFocus.h"
 #include "GstHandle.h"
+#include "HeapTrim.h"
 #include "LevelMonitor.h"
 #include "Log.h"
 #include "LoggingRecorder.h"
@@ -61,6 +62,7 @@ std::optional<QString> cameraFileRefusal(const QString& path) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    HeapTrim::limitPools();
     if (TimeLapseCommand::isRequested(argc, argv)) {
         return TimeLapseCommand::run(argc, argv);
     }
