@@ -48,10 +48,10 @@ void RecordingFailureReport::changed() {
         return;
     }
     const bool onlyRepeats = failure && failure == toldFailure_;
-    const QDateTime now = manager_.now();
-    if (onlyRepeats && toldAt_.isValid() && toldAt_.secsTo(now) < repeatSeconds) {
+    const std::chrono::milliseconds now(manager_.now().toMSecsSinceEpoch());
+    if (onlyRepeats && repeatQuiet_.isQuiet(now)) {
         if (!later_->isActive()) {
-            later_->start(std::chrono::seconds(repeatSeconds - toldAt_.secsTo(now)));
+            later_->start(repeatQuiet_.left(now));
         }
         return;
     }
@@ -67,7 +67,7 @@ void RecordingFailureReport::tell() {
     }
     toldFailure_ = failure;
     toldCount_ = count;
-    toldAt_ = manager_.now();
+    repeatQuiet_.said(std::chrono::milliseconds(manager_.now().toMSecsSinceEpoch()));
     const QVariantMap fields = fieldsOf(manager_);
     Q_EMIT told(fields,
                 failure ? fields.value(QStringLiteral("notice")).toString() : clearedText());

@@ -1,10 +1,10 @@
 #pragma once
 
+#include "QuietInterval.h"
 #include "RecordingFailure.h"
 
 #include "Timer.h"
 
-#include <QDateTime>
 #include <QObject>
 #include <QVariantMap>
 #include <memory>
@@ -43,6 +43,6 @@ private:
     RecordingManager& manager_;
     std::optional<RecordingFailure> toldFailure_;
     qint64 toldCount_ = 0;
-    QDateTime toldAt_;
+    QuietInterval repeatQuiet_{std::chrono::seconds(repeatSeconds)};
     std::unique_ptr<Timer> later_;  // tells a repeating failure once its minute is over
 };

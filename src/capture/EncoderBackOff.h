@@ -1,5 +1,7 @@
 #pragma once
 
+#include "DoublingWait.h"
+
 #include <chrono>
 #include <optional>
 
@@ -18,6 +20,7 @@ public:
     bool mayReplace(Clock::time_point now);
 
 private:
+    DoublingWait waits_{firstWait, longestWait};
     std::optional<Clock::time_point> lastReplaced_;
-    Clock::duration wait_{};
+    std::chrono::milliseconds wait_{};  // before the next replacement
 };

@@ -1,17 +1,14 @@
 #include "ReconnectBackOff.h"
 
-#include <algorithm>
-
 std::chrono::milliseconds ReconnectBackOff::failed() {
-    const std::chrono::milliseconds wait = next_;
-    next_ = std::min(next_ * 2, longestWait);
-    return wait;
+    return waits_.next();
 }
 
 bool ReconnectBackOff::shouldLog(Clock::time_point now) {
-    if (lastLogged_ && now - *lastLogged_ < logInterval) {
+    const auto at = std::chrono::duration_cast<std::chrono::milliseconds>(now.time_since_epoch());
+    if (logQuiet_.isQuiet(at)) {
         return false;
     }
-    lastLogged_ = now;
+    logQuiet_.said(at);
     return true;
 }

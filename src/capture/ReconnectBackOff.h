@@ -1,7 +1,9 @@
 #pragma once
 
+#include "DoublingWait.h"
+#include "QuietInterval.h"
+
 #include <chrono>
-#include <optional>
 
 // How long a network camera that stopped answering waits before Nelvo tries
 // it again: one second the first time, then twice as long after each failed
@@ -19,12 +21,12 @@ public:
     // An attempt failed at `now`: the wait before the next one.
     std::chrono::milliseconds failed();
     // The camera delivered pictures: the next failure waits firstWait again.
-    void connected() { next_ = firstWait; }
+    void connected() { waits_.startOver(); }
     // Whether a failure at `now` is to be logged; when it is, the next
     // failure is logged no sooner than a minute later.
     bool shouldLog(Clock::time_point now);
 
 private:
-    std::chrono::milliseconds next_{firstWait};
-    std::optional<Clock::time_point> lastLogged_;
+    DoublingWait waits_{firstWait, longestWait};
+    QuietInterval logQuiet_{logInterval};
 };

@@ -1,18 +1,14 @@
 #include "RestartBackOff.h"
 
-#include <algorithm>
-
 std::chrono::milliseconds RestartBackOff::failed(const QDateTime& now) {
     const bool longAgo = lastFailure_ && lastFailure_->msecsTo(now) >=
                                              std::chrono::milliseconds(forgetAfter).count();
     if (longAgo || framesSinceFailure_ >= goodStretch) {
-        next_ = firstWait;
+        waits_.startOver();
     }
-    const std::chrono::milliseconds wait = next_;
-    next_ = std::min(next_ * 2, longestWait);
     framesSinceFailure_ = 0;
     lastFailure_ = now;
-    return wait;
+    return waits_.next();
 }
 
 void RestartBackOff::delivered(std::int64_t frames) {

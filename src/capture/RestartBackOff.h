@@ -1,5 +1,7 @@
 #pragma once
 
+#include "DoublingWait.h"
+
 #include <QDateTime>
 #include <chrono>
 #include <cstdint>
@@ -24,7 +26,7 @@ public:
     void delivered(std::int64_t frames);
 
 private:
-    std::chrono::milliseconds next_{firstWait};
+    DoublingWait waits_{firstWait, longestWait};
     std::int64_t framesSinceFailure_ = 0;
     std::optional<QDateTime> lastFailure_;
 };

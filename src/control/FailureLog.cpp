@@ -5,8 +5,8 @@
 #include <QLocale>
 
 void FailureLog::fileFailed(const QString& fileName, const Error& error, const QDateTime& at) {
-    const bool repeat = error.description == lastDescription_ && lastSaid_.isValid() &&
-                        lastSaid_.secsTo(at) < quietSeconds;
+    const std::chrono::milliseconds when(at.toMSecsSinceEpoch());
+    const bool repeat = error.description == lastDescription_ && quiet_.isQuiet(when);
     if (repeat) {
         if (unsaid_ == 0) {
             firstUnsaid_ = at;
@@ -24,6 +24,6 @@ void FailureLog::fileFailed(const QString& fileName, const Error& error, const Q
     }
     Log::line(line);
     lastDescription_ = error.description;
-    lastSaid_ = at;
+    quiet_.said(when);
     unsaid_ = 0;
 }

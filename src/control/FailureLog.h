@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Error.h"
+#include "QuietInterval.h"
 
 #include <QDateTime>
 #include <QString>
@@ -17,7 +18,7 @@ public:
 
 private:
     QString lastDescription_;
-    QDateTime lastSaid_;
+    QuietInterval quiet_{std::chrono::seconds(quietSeconds)};
     qint64 unsaid_ = 0;  // repeats since the last line
     QDateTime firstUnsaid_;
 };
