@@ -33,11 +33,20 @@ void GapTracker::quitUnexpectedly(const QDateTime& at, const QDateTime& until) {
     changed();
 }
 
+void GapTracker::willSleep(const QDateTime& at) {
+    if (isArmed()) {
+        sleptAt_ = at;
+    }
+}
+
 std::optional<QDateTime> GapTracker::woke() {
     return std::exchange(sleptAt_, std::nullopt);
 }
 
 void GapTracker::notWatching(const QDateTime& from, const QDateTime& until) {
+    if (!isArmed()) {
+        return;
+    }
     notWatchingFrom_ = from;
     notWatchingUntil_ = until;
     changed();

@@ -28,8 +28,10 @@ public:
     // Nelvo quit unexpectedly at `at` and was not watching until `until`.
     void quitUnexpectedly(const QDateTime& at, const QDateTime& until);
 
-    // The computer went to sleep at `at` while armed.
-    void sleptAt(const QDateTime& at) { sleptAt_ = at; }
+    // Whether Nelvo is armed now: a sleep or a time not watching counts only then.
+    std::function<bool()> isArmed;
+    // The computer goes to sleep at `at`.
+    void willSleep(const QDateTime& at);
     // The computer woke: when it slept while armed, forgotten now.
     std::optional<QDateTime> woke();
     // Nelvo was not watching from `from` to `until`.

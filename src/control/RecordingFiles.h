@@ -78,6 +78,10 @@ public:
     QDateTime deletedAt() const { return sizeLimit_.deletedAt(); }
 
     FileOutputManager& fileOutputManager() const { return *fileOutputManager_; }
+    // The folder is never read on the main thread: what depends on it (the
+    // cost of a recording, What Happened, the folder's state) comes from the
+    // listing's last reading, asked for anew whenever the armed state
+    // changes, a file finishes or files are deleted.
     RecordingsListing& listing() { return listing_; }
     const RecordingsListing& listing() const { return listing_; }
     // How much one recording takes, from the last listing's recordings of the last day.

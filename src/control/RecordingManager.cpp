@@ -10,21 +10,16 @@
 
 #include <QLocale>
 #include <QTimeZone>
-#include <limits>
-
-using namespace std::chrono_literals;
 
 RecordingManager::RecordingManager(Defaults& defaults, Clock& clock, QObject* parent)
-    : QObject(parent),
-      defaults_(defaults),
-      clock_(clock),
-      countdownTimer_(clock.makeTimer([this] { countdown(); })) {
+    : QObject(parent), defaults_(defaults), clock_(clock) {
     connect(&files_.listing(), &RecordingsListing::changed, this,
             &RecordingManager::recordingsChanged);
     // The one connection to the settings store's changes.
     connect(&defaults_, &Defaults::changed, this, &RecordingManager::settingsChanged);
     stretches_.onKept = [this] { Q_EMIT stretchGenerationChanged(); };
     test_.onRunningChanged = [this] { Q_EMIT isRecordingTestChanged(); };
+    gaps_.isArmed = [this] { return !unarmed(); };
     gaps_.onChanged = [this] { Q_EMIT gapsChanged(); };
     followFiles();
     updateKeepAwake();
@@ -32,66 +27,35 @@ RecordingManager::RecordingManager(Defaults& defaults, Clock& clock, QObject* pa
 
 RecordingManager::~RecordingManager() = default;
 
-QDateTime RecordingManager::now() const {
-    return clock_.now();
-}
-
 QVariant RecordingManager::armedStateRaw() const {
     return armedState_ ? QVariant(static_cast<int>(*armedState_)) : QVariant();
 }
 
 QString RecordingManager::armedStateDescription() const {
-    return ArmedStateText::description(armedState_, armingCountdown_, armedBySchedule_,
+    return ArmedStateText::description(armedState_, countdown_.remaining(), armedBySchedule_,
                                        armedByFocus_, schedule_, now());
 }
 
-StateColor RecordingManager::armedStateColor() const {
-    return ArmedStateText::color(armedState_);
-}
-
-QString RecordingManager::armedButtonText() const {
-    return ArmedStateText::buttonText(armedState_);
-}
-
 void RecordingManager::setMotionDetectionStopped(bool stopped) {
-    if (motionDetectionStopped_ == stopped) {
+    if (triggers_.motionDetectionStopped() == stopped) {
         return;
     }
-    motionDetectionStopped_ = stopped;
+    triggers_.setMotionDetectionStopped(stopped);
     Q_EMIT motionDetectionStoppedChanged();
-}
-
-bool RecordingManager::canTrigger() const {
-    if (armedState_.value_or(ArmState::unarmed) != ArmState::unarmed) {
-        return true;
-    }
-    return (defaults_.boolValue(SettingsKeys::motionTriggerEnabled) && cameraAvailable_ &&
-            !motionDetectionStopped_) ||
-           (defaults_.boolValue(SettingsKeys::audioTriggerEnabled) && microphoneAvailable_);
-}
-
-// The rule-driven arms (launch, Focus, schedule) deliberately ignore whether
-// motion detection has stopped.
-bool RecordingManager::ruleCanArm() const {
-    return (defaults_.boolValue(SettingsKeys::motionTriggerEnabled) && cameraAvailable_) ||
-           (defaults_.boolValue(SettingsKeys::audioTriggerEnabled) && microphoneAvailable_);
 }
 
 void RecordingManager::armFromPopover() {
     Q_ASSERT(MainThread::isCurrent());
-    if (armedState_.value_or(ArmState::unarmed) != ArmState::unarmed) {
+    if (!unarmed()) {
         disarm();
-        return;
+    } else if (canTrigger()) {
+        arm(popoverArmCountdown);
     }
-    if (!canTrigger()) {
-        return;
-    }
-    arm(popoverArmCountdown);
 }
 
 RecordingManager::ArmRequest RecordingManager::armFromShortcut() {
     Q_ASSERT(MainThread::isCurrent());
-    if (armedState_.value_or(ArmState::unarmed) != ArmState::unarmed) {
+    if (!unarmed()) {
         return ArmRequest::alreadyArmed;
     }
     if (!canTrigger()) {
@@ -107,7 +71,8 @@ void RecordingManager::arm(int countdownSeconds) {
         setArmedState(ArmState::armed);
         return;
     }
-    startCountdown(countdownSeconds);
+    countdown_.start(countdownSeconds);
+    setArmedState(ArmState::arming);
 }
 
 // The arming preparation: the armed record (read after a crash) and the start
@@ -120,23 +85,8 @@ void RecordingManager::prepareArming() {
     }
 }
 
-void RecordingManager::startCountdown(int seconds) {
-    armingCountdown_ = seconds;
-    setArmedState(ArmState::arming);
-    countdownTimer_->start(1s, 1s);
-}
-
-void RecordingManager::countdown() {
-    if (armingCountdown_ == std::numeric_limits<qint64>::min()) {
-        qFatal("The arming countdown underflowed");
-    }
-    armingCountdown_ -= 1;
-    if (armingCountdown_ > 0) {
-        Q_EMIT armedStateDescriptionChanged();
-        return;
-    }
-    // At 0 the state change itself is the notice: "Arming… 0" is never shown.
-    countdownTimer_->stop();
+// At 0 the state change itself is the notice: "Arming… 0" is never shown.
+void RecordingManager::countedDown() {
     setArmedState(ArmState::armed);
     if (test_.running()) {
         continueTest();
@@ -152,13 +102,15 @@ void RecordingManager::setArmedState(std::optional<ArmState> state) {
     Q_EMIT armedStateDescriptionChanged();
     updateKeepAwake();
     files_.followState();
-    updateStretch(old, state);
+    if (old.value_or(ArmState::unarmed) != ArmState::unarmed && unarmed()) {
+        stretches_.end(now(), stretchSuppressed_);
+    }
     files_.listing().refresh();
 }
 
 void RecordingManager::disarm(bool keepNotices) {
     Q_ASSERT(MainThread::isCurrent());
-    countdownTimer_->stop();
+    countdown_.stop();
     const bool wasRecording = armedState_ == ArmState::recording;
     if (test_.running() && !keepNotices) {
         test_.cancel();
@@ -182,7 +134,7 @@ void RecordingManager::disarm(bool keepNotices) {
 
 void RecordingManager::armAtLaunch() {
     const bool wanted = armAtLaunchForThisRun_ || defaults_.boolValue(SettingsKeys::armAtLogin);
-    if (armedAtLaunch_ || !wanted || armedState_ != ArmState::unarmed || !ruleCanArm()) {
+    if (armedAtLaunch_ || !wanted || armedState_ != ArmState::unarmed || !triggers_.ruleCanArm()) {
         return;
     }
     armedAtLaunch_ = true;
@@ -204,7 +156,7 @@ void RecordingManager::focusChanged(bool on) {
         }
         return;
     }
-    if (armedState_ != ArmState::unarmed || !ruleCanArm()) {
+    if (armedState_ != ArmState::unarmed || !triggers_.ruleCanArm()) {
         return;
     }
     armedByFocus_ = true;
@@ -213,10 +165,7 @@ void RecordingManager::focusChanged(bool on) {
 }
 
 void RecordingManager::disarmWhenNothingCanTrigger() {
-    if (armedState_.value_or(ArmState::unarmed) == ArmState::unarmed) {
-        return;
-    }
-    if (!ruleCanArm()) {
+    if (!unarmed() && !triggers_.ruleCanArm()) {
         disarm();
     }
 }
@@ -243,12 +192,11 @@ void RecordingManager::startTestRecording() {
     }
     test_.begin(state == ArmState::unarmed);
     if (state == ArmState::unarmed) {
-        arm(TestRecording::armCountdown(defaults_));
-        if (armedState_ != ArmState::armed) {
-            return;  // continues when the countdown reaches 0
-        }
+        arm(TestRecording::armCountdown(defaults_));  // continues when the countdown reaches 0
     }
-    continueTest();
+    if (armedState_ == ArmState::armed) {
+        continueTest();
+    }
 }
 
 void RecordingManager::continueTest() {
@@ -268,8 +216,6 @@ void RecordingManager::endTest() {
         stretchSuppressed_ = false;
     }
 }
-
-// Recording control.
 
 // The files' news as it concerns the armed state and the test recording.
 void RecordingManager::followFiles() {
@@ -322,28 +268,9 @@ void RecordingManager::stopRecording() {
     files_.stopRecorders();
 }
 
-// Schedule, crash recovery, keep-awake and armed-stretch steps.
-
-std::optional<QDateTime> RecordingManager::nextScheduleStart() const {
-    return schedule_.nextStart(now());
-}
-
-bool RecordingManager::scheduleOn() const {
-    return schedule_.enabled();
-}
-
 void RecordingManager::updateKeepAwake() {
-    if (awake_.update(armedState_, scheduleOn(), nextScheduleStart().has_value())) {
+    if (awake_.update(armedState_, schedule_.enabled(), schedule_.nextStart(now()).has_value())) {
         Q_EMIT keepAwakeReasonChanged();
-    }
-}
-
-void RecordingManager::updateStretch(std::optional<ArmState> oldState,
-                                     std::optional<ArmState> newState) {
-    const bool wasArmed = oldState.value_or(ArmState::unarmed) != ArmState::unarmed;
-    const bool isArmed = newState.value_or(ArmState::unarmed) != ArmState::unarmed;
-    if (wasArmed && !isArmed) {
-        stretches_.end(now(), stretchSuppressed_);
     }
 }
 
@@ -353,7 +280,7 @@ void RecordingManager::launchRecovery() {
     if (!recovery) {
         return;
     }
-    if (recovery->rearm && armedState_.value_or(ArmState::unarmed) == ArmState::unarmed) {
+    if (recovery->rearm && unarmed()) {
         armedAtLaunch_ = true;
         armedBySchedule_ = recovery->bySchedule;
         Q_EMIT armedByChanged();
@@ -363,8 +290,7 @@ void RecordingManager::launchRecovery() {
 }
 
 void RecordingManager::evaluateSchedule(const QDateTime& at) {
-    const bool unarmed = armedState_.value_or(ArmState::unarmed) == ArmState::unarmed;
-    switch (schedule_.evaluate(at, unarmed, armedBySchedule_, ruleCanArm())) {
+    switch (schedule_.evaluate(at, unarmed(), armedBySchedule_, triggers_.ruleCanArm())) {
         case ScheduleRunner::Step::arm:
             armedBySchedule_ = true;
             Q_EMIT armedByChanged();
@@ -376,10 +302,15 @@ void RecordingManager::evaluateSchedule(const QDateTime& at) {
         case ScheduleRunner::Step::none:
             break;
     }
-    if (scheduleOn() && armedState_.value_or(ArmState::unarmed) == ArmState::unarmed) {
-        bumpScheduleGeneration();  // "Unarmed until …" is recomputed every minute
+    if (schedule_.enabled() && unarmed()) {
+        // "Unarmed until …" is recomputed every minute.
+        schedule_.bumpGeneration();
+        Q_EMIT scheduleGenerationChanged();
+        Q_EMIT armedStateDescriptionChanged();
     }
-    writeHeartbeat(at);
+    if (!unarmed()) {
+        ArmedRecord{at, armedBySchedule_}.store(defaults_);  // the heartbeat
+    }
 }
 
 void RecordingManager::reloadSchedule() {
@@ -392,49 +323,16 @@ void RecordingManager::reloadSchedule() {
     evaluateSchedule(now());
 }
 
-void RecordingManager::writeHeartbeat(const QDateTime& at) {
-    if (armedState_.value_or(ArmState::unarmed) == ArmState::unarmed) {
-        return;
-    }
-    ArmedRecord{at, armedBySchedule_}.store(defaults_);
-}
-
-void RecordingManager::bumpScheduleGeneration() {
-    schedule_.bumpGeneration();
-    Q_EMIT scheduleGenerationChanged();
-    Q_EMIT armedStateDescriptionChanged();
-}
-
-std::optional<ArmedStretch> RecordingManager::lastStretch() const {
-    return ArmedStretch::last(defaults_);
-}
-
-// The stretch's events are gathered afresh from the folder, on the
-// time-lapse's own queue.
 bool RecordingManager::makeTimeLapse() {
     const std::optional<ArmedStretch> stretch = lastStretch();
-    if (!stretch) {
-        return false;
-    }
-    const QString folder = files_.fileOutputManager().nelvoPath();
-    const double preRoll =
-        SettingsKeys::clampedPreRollSeconds(defaults_.real(SettingsKeys::preRollSeconds));
-    return timeLapse_.start({*stretch, {}, folder, QTimeZone::systemTimeZone(), QLocale::system()},
-                            [folder, stretch = *stretch, preRoll] {
-                                return WhatHappened::eventsOf(
-                                    FileOutputManager::recordingsIn(folder), stretch, preRoll);
-                            });
+    return stretch && timeLapse_.makeOf(*stretch, files_.fileOutputManager().nelvoPath(),
+                                        SettingsKeys::clampedPreRollSeconds(
+                                            defaults_.real(SettingsKeys::preRollSeconds)));
 }
 
 void RecordingManager::setSleepInhibitor(SleepInhibitor* inhibitor) {
     awake_.setInhibitor(inhibitor);
     updateKeepAwake();
-}
-
-void RecordingManager::willSleep() {
-    if (armedState_.value_or(ArmState::unarmed) != ArmState::unarmed) {
-        gaps_.sleptAt(now());
-    }
 }
 
 // Timers stood still during the sleep: the minute ticks are put back on the
@@ -444,21 +342,14 @@ void RecordingManager::didWake() {
     minuteTimer_.align();
     evaluateSchedule(at);
     if (const std::optional<QDateTime> from = gaps_.woke()) {
-        reportGap(*from, at);
+        gaps_.notWatching(*from, at);
     }
 }
 
 void RecordingManager::cleanQuit() {
     timeLapse_.cancel();
     ArmedRecord::remove(defaults_);
-    if (armedState_.value_or(ArmState::unarmed) != ArmState::unarmed) {
+    if (!unarmed()) {
         stretches_.end(now(), false);
     }
-}
-
-void RecordingManager::reportGap(const QDateTime& from, const QDateTime& until) {
-    if (armedState_.value_or(ArmState::unarmed) == ArmState::unarmed) {
-        return;
-    }
-    gaps_.notWatching(from, until);
 }

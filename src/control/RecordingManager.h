@@ -1,44 +1,26 @@
 #pragma once
 
 #include "ArmState.h"
+#include "ArmedStateText.h"
 #include "ArmingCause.h"
+#include "ArmingCountdown.h"
 #include "AwakeKeeper.h"
 #include "Clock.h"
-#include "DiskBudget.h"
-#include "Error.h"
-#include "FailureLog.h"
-#include "FolderState.h"
 #include "GapTracker.h"
-#include "KeepAwakeReason.h"
 #include "MinuteTimer.h"
-#include "RecordingFailure.h"
 #include "RecordingFiles.h"
-#include "RecordingSet.h"
-#include "RecordingTarget.h"
-#include "RecordingsListing.h"
-#include "Schedule.h"
 #include "ScheduleRunner.h"
-#include "SizeLimit.h"
 #include "StretchKeeper.h"
 #include "TestRecording.h"
 #include "TimeLapseJob.h"
-#include "WhatHappened.h"
+#include "TriggerSources.h"
 
-#include <QDateTime>
 #include <QObject>
-#include <QSet>
-#include <QString>
 #include <QVariant>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <vector>
-
-class Clock;
-class Defaults;
-class FileOutputManager;
-class SleepInhibitor;
-class Timer;
 
 // The one owner of Nelvo's armed state. Every way of arming or disarming goes
 // through it; the interface only observes it. Main thread only.
@@ -75,7 +57,7 @@ public:
     ~RecordingManager() override;
 
     Defaults& defaults() const { return defaults_; }
-    QDateTime now() const;
+    QDateTime now() const { return clock_.now(); }
     // The clock every decision by time reads, and its timers.
     Clock& clock() const { return clock_; }
 
@@ -83,9 +65,9 @@ public:
     std::optional<ArmState> armedState() const { return armedState_; }
     QVariant armedStateRaw() const;
     QString armedStateDescription() const;
-    StateColor armedStateColor() const;
-    QString armedButtonText() const;
-    qint64 armingCountdown() const { return armingCountdown_; }
+    StateColor armedStateColor() const { return ArmedStateText::color(armedState_); }
+    QString armedButtonText() const { return ArmedStateText::buttonText(armedState_); }
+    qint64 armingCountdown() const { return countdown_.remaining(); }
     bool armedBySchedule() const { return armedBySchedule_; }
     bool armedByFocus() const { return armedByFocus_; }
     bool armedAtLaunch() const { return armedAtLaunch_; }
@@ -94,15 +76,15 @@ public:
     bool stretchSuppressed() const { return stretchSuppressed_; }
 
     // Kept up to date by the capture side.
-    bool cameraAvailable() const { return cameraAvailable_; }
-    bool microphoneAvailable() const { return microphoneAvailable_; }
-    void setCameraAvailable(bool available) { cameraAvailable_ = available; }
-    void setMicrophoneAvailable(bool available) { microphoneAvailable_ = available; }
-    bool motionDetectionStopped() const { return motionDetectionStopped_; }
+    bool cameraAvailable() const { return triggers_.cameraAvailable(); }
+    bool microphoneAvailable() const { return triggers_.microphoneAvailable(); }
+    void setCameraAvailable(bool available) { triggers_.setCameraAvailable(available); }
+    void setMicrophoneAvailable(bool available) { triggers_.setMicrophoneAvailable(available); }
+    bool motionDetectionStopped() const { return triggers_.motionDetectionStopped(); }
     void setMotionDetectionStopped(bool stopped);
 
     // Whether anything could trigger a recording if Nelvo were armed now.
-    bool canTrigger() const;
+    bool canTrigger() const { return !unarmed() || triggers_.canFire(); }
 
     // Arming and disarming.
     void armFromPopover();
@@ -113,7 +95,6 @@ public:
     // run only (a command-line choice, never stored).
     void setArmAtLaunchForThisRun(bool on) { armAtLaunchForThisRun_ = on; }
     void focusChanged(bool on);
-    void countdown();  // the countdown timer's tick
 
     // The capture side has set up or changed its devices.
     void devicesChanged();
@@ -152,11 +133,8 @@ public:
         return files_.recordingCost(now());
     }
 
-    // The recordings folder is read on a queue of its own, never on the main
-    // thread: what depends on it (the cost of a recording, What Happened, the
-    // folder's state) comes from the last reading, and `recordingsChanged`
-    // follows each newer one. The manager asks for a new reading whenever the
-    // armed state changes, a file finishes or files are deleted.
+    // What depends on the recordings folder comes from its last reading (see
+    // RecordingFiles); `recordingsChanged` follows each newer one.
     void refreshRecordings() { files_.listing().refresh(); }
     const RecordingsListing& recordingsListing() const { return files_.listing(); }
     // The folder's state for Settings, with the result of the last write
@@ -175,12 +153,14 @@ public:
     qint64 scheduleGeneration() const { return schedule_.generation(); }
 
     // The computer is about to sleep / woke (logind's PrepareForSleep).
-    void willSleep();
+    void willSleep() { gaps_.willSleep(now()); }
     void didWake();
     // The application is ending normally: no crash is to be seen at the next launch.
     void cleanQuit();
     // The capture side was not watching from `from` to `until`.
-    void reportGap(const QDateTime& from, const QDateTime& until);
+    void reportGap(const QDateTime& from, const QDateTime& until) {
+        gaps_.notWatching(from, until);
+    }
     bool recoveredAtLaunch() const { return gaps_.recoveredAtLaunch(); }
     std::optional<QDateTime> sleptAt() const { return gaps_.sleptAt(); }
     std::optional<QDateTime> notWatchingFrom() const { return gaps_.notWatchingFrom(); }
@@ -190,7 +170,7 @@ public:
 
     qint64 stretchGeneration() const { return stretches_.generation(); }
     // The last kept stretch, without its events.
-    std::optional<ArmedStretch> lastStretch() const;
+    std::optional<ArmedStretch> lastStretch() const { return ArmedStretch::last(defaults_); }
     // The last kept stretch with its events as the folder was last listed.
     std::optional<WhatHappened> lastWhatHappened() const { return stretches_.last(); }
 
@@ -224,39 +204,32 @@ Q_SIGNALS:
     void keepAwakeReasonChanged();
 
 private:
+    bool unarmed() const { return armedState_.value_or(ArmState::unarmed) == ArmState::unarmed; }
     void setArmedState(std::optional<ArmState> state);
     void arm(int countdownSeconds);
     void prepareArming();
-    void startCountdown(int seconds);
-    bool ruleCanArm() const;
+    void countedDown();
     void armByRule(ArmingCause cause, int countdownSeconds);
     void disarmWhenNothingCanTrigger();
     void settingsChanged();
     void continueTest();
     void followFiles();
-    std::optional<QDateTime> nextScheduleStart() const;
-    bool scheduleOn() const;
     void updateKeepAwake();
-    void updateStretch(std::optional<ArmState> oldState, std::optional<ArmState> newState);
     void launchRecovery();
     void evaluateSchedule(const QDateTime& at);
     void reloadSchedule();
-    void writeHeartbeat(const QDateTime& at);
-    void bumpScheduleGeneration();
 
     Defaults& defaults_;
     Clock& clock_;
 
     std::optional<ArmState> armedState_ = ArmState::unarmed;
-    qint64 armingCountdown_ = 0;
-    std::unique_ptr<Timer> countdownTimer_;
+    ArmingCountdown countdown_{clock_, [this] { Q_EMIT armedStateDescriptionChanged(); },
+                               [this] { countedDown(); }};
     bool armedBySchedule_ = false;
     bool armedByFocus_ = false;
     bool armedAtLaunch_ = false;
     bool armAtLaunchForThisRun_ = false;
-    bool cameraAvailable_ = false;
-    bool microphoneAvailable_ = false;
-    bool motionDetectionStopped_ = false;
+    TriggerSources triggers_{defaults_};
 
     TestRecording test_{clock_, [this] { endTest(); }};
     bool stretchSuppressed_ = false;

@@ -1,13 +1,25 @@
 #include "TimeLapseJob.h"
 
 #include "FileManager.h"
+#include "FileOutputManager.h"
+#include "WhatHappened.h"
 
 #include <QPointer>
+#include <QTimeZone>
 
 TimeLapseJob::TimeLapseJob(QObject* parent) : QObject(parent), reveal(&revealInFileManager) {}
 
 TimeLapseJob::~TimeLapseJob() {
     cancel();
+}
+
+bool TimeLapseJob::makeOf(const ArmedStretch& stretch, const QString& folder,
+                          double preRollSeconds) {
+    return start({stretch, {}, folder, QTimeZone::systemTimeZone(), QLocale::system()},
+                 [folder, stretch, preRollSeconds] {
+                     return WhatHappened::eventsOf(FileOutputManager::recordingsIn(folder), stretch,
+                                                   preRollSeconds);
+                 });
 }
 
 bool TimeLapseJob::start(TimeLapseRenderer::Request request,

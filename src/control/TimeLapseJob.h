@@ -29,6 +29,9 @@ public:
     // folder) replace the request's.
     bool start(TimeLapseRenderer::Request request,
                std::function<std::vector<Event>()> gatherEvents = {});
+    // The time-lapse of `stretch` from the recordings in `folder`, gathered
+    // afresh on the job's queue, made into that folder; false as `start`.
+    bool makeOf(const ArmedStretch& stretch, const QString& folder, double preRollSeconds);
     // Stops the render in progress between two pictures; it leaves no file
     // and reports no failure.
     void cancel() { cancel_ = true; }

@@ -88,14 +88,23 @@ private Q_SLOTS:
         RecordingsListing listing;
         StretchKeeper stretches(defaults, listing);
         GapTracker gaps(defaults, stretches);
+        bool armed = false;
+        gaps.isArmed = [&] { return armed; };
         int changes = 0;
         gaps.onChanged = [&] { ++changes; };
         gaps.clear();
         QCOMPARE(changes, 0);  // nothing to forget
+        // Unarmed, a sleep or a time not watching leaves no gap.
+        gaps.willSleep(at(23, 0));
+        QCOMPARE(gaps.sleptAt(), std::nullopt);
+        gaps.notWatching(at(22, 0), at(23, 0));
+        QCOMPARE(gaps.notWatchingFrom(), std::nullopt);
+        QCOMPARE(changes, 0);
+        armed = true;
         gaps.quitUnexpectedly(at(10, 41), at(11, 5));
         QCOMPARE(gaps.quitUnexpectedlyAt(), at(10, 41));
         QCOMPARE(gaps.quitUnexpectedlyUntil(), at(11, 5));
-        gaps.sleptAt(at(23, 10));
+        gaps.willSleep(at(23, 10));
         QCOMPARE(changes, 1);  // a sleep is published only once it ends
         QCOMPARE(gaps.woke(), at(23, 10));
         QCOMPARE(gaps.woke(), std::nullopt);

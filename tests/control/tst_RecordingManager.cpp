@@ -36,18 +36,6 @@ private Q_SLOTS:
         QCOMPARE(f.manager->armedState(), ArmState::unarmed);
     }
 
-    void canTriggerFollowsEachTrigger() {
-        Fixture f;
-        f.manager->setCameraAvailable(true);
-        QVERIFY(f.manager->canTrigger());
-        f.manager->setMotionDetectionStopped(true);
-        QVERIFY(!f.manager->canTrigger());
-        f.defaults.set(audioTriggerEnabled, true);
-        QVERIFY(!f.manager->canTrigger());  // no microphone
-        f.manager->setMicrophoneAvailable(true);
-        QVERIFY(f.manager->canTrigger());
-    }
-
     void countdownOf15CountsDownThenArms() {
         Fixture f;
         f.manager->setCameraAvailable(true);
@@ -214,16 +202,6 @@ private Q_SLOTS:
         QCOMPARE(armingLine(ArmingCause::focus, 15), QString("Arming for Focus in 15 seconds"));
         QCOMPARE(armingLine(ArmingCause::schedule, 15),
                  QString("Arming for the schedule in 15 seconds"));
-    }
-
-    void countdownStopsAtZero() {
-        Fixture f;
-        f.manager->setCameraAvailable(true);
-        f.manager->armFromPopover();
-        f.clock.advance(5s);
-        QCOMPARE(f.manager->armingCountdown(), 0);
-        f.clock.advance(10s);
-        QCOMPARE(f.manager->armingCountdown(), 0);  // the timer stopped at 0
     }
 };
 
