@@ -1,103 +1,21 @@
 #include "CameraPipeline.h"
 
+#include "CaptureError.h"
 #include "Defaults.h"
+#include "FrameSize.h"
 #include "Log.h"
 #include "MicrophoneErrors.h"
 #include "MotionDetector.h"
 #include "SettingsKeys.h"
-#include "SoundLevel.h"
+#include "VideoEncoder.h"
 
 #include <gst/app/gstappsink.h>
-#include <gst/audio/audio.h>
-#include <cerrno>
-#include <cmath>
-#include <cstring>
-#include <limits>
 
 namespace {
-
-constexpr double noLevel = std::numeric_limits<double>::quiet_NaN();
 
 GstHandle<GstElement> make(const char* factory, const char* name = nullptr) {
     return GstHandle<GstElement>::sink(gst_element_factory_make(factory, name));
 }
-
-bool sameSize(GstCaps* a, GstCaps* b) {
-    if (a == b) {
-        return true;
-    }
-    GstVideoInfo first;
-    GstVideoInfo second;
-    return a && b && gst_video_info_from_caps(&first, a) && gst_video_info_from_caps(&second, b) &&
-           first.width == second.width && first.height == second.height;
-}
-
-// The system refusing Nelvo a device: a refusal the element names as such,
-// or a device it could not open because permission was denied.
-bool isRefusal(const GError* error, const gchar* debug) {
-    if (error->domain != GST_RESOURCE_ERROR) {
-        return false;
-    }
-    if (error->code == GST_RESOURCE_ERROR_NOT_AUTHORIZED) {
-        return true;
-    }
-    const bool opening = error->code == GST_RESOURCE_ERROR_OPEN_READ ||
-                         error->code == GST_RESOURCE_ERROR_OPEN_WRITE ||
-                         error->code == GST_RESOURCE_ERROR_OPEN_READ_WRITE;
-    // Elements put the system's own words for the errno into the details.
-    return opening && debug &&
-           (std::strstr(debug, g_strerror(EACCES)) || std::strstr(debug, g_strerror(EPERM)));
-}
-
-Error errorFrom(const GError* error, const gchar* debug) {
-    Error result;
-    if (error->domain == GST_RESOURCE_ERROR) {
-        result.domain = Error::gstResourceDomain;
-    } else if (error->domain == GST_STREAM_ERROR) {
-        result.domain = Error::gstStreamDomain;
-    } else {
-        result.domain = QString::fromUtf8(g_quark_to_string(error->domain));
-    }
-    result.code = isRefusal(error, debug) ? GST_RESOURCE_ERROR_NOT_AUTHORIZED : error->code;
-    result.description = QString::fromUtf8(error->message);
-    return result;
-}
-
-// The error a bus message carries, in Nelvo's terms.
-std::optional<Error> errorOf(GstMessage* message) {
-    GErrorHandle error;
-    GCharHandle debug;
-    gst_message_parse_error(message, Gst::out(error), Gst::out(debug));
-    if (!error) {
-        return std::nullopt;
-    }
-    return errorFrom(error.get(), debug.get());
-}
-
-// Opens a source (READY). When it cannot be opened because the system
-// refuses it, the refusal is kept in `refusal`.
-bool openSource(GstElement* source, std::optional<Error>& refusal) {
-    // A source on its own has no bus; lend it one to hear why it failed.
-    auto bus = GstHandle<GstBus>::adopt(gst_bus_new());
-    gst_element_set_bus(source, bus.get());
-    const bool opened = gst_element_set_state(source, GST_STATE_READY) != GST_STATE_CHANGE_FAILURE;
-    if (!opened) {
-        gst_element_set_state(source, GST_STATE_NULL);
-        while (auto message = GstHandle<GstMessage>::adopt(
-                   gst_bus_pop_filtered(bus.get(), GST_MESSAGE_ERROR))) {
-            std::optional<Error> error = errorOf(message.get());
-            if (error && error->domain == Error::gstResourceDomain &&
-                error->code == GST_RESOURCE_ERROR_NOT_AUTHORIZED) {
-                refusal = std::move(error);
-            }
-        }
-    }
-    gst_element_set_bus(source, nullptr);
-    return opened;
-}
-
-// The branch's elements after the source: conversion to the format the
-// pipeline works in, the data queue whose thread runs the callbacks, the sink.
 
 }  // namespace
 
@@ -108,7 +26,7 @@ CameraPipeline::CameraPipeline(Defaults& defaults, CameraPipelineSink& recorder,
       recorder_(recorder),
       camera_(std::move(camera)),
       microphone_(std::move(microphone)),
-      audioLevel_(noLevel) {
+      encoder_(recorder) {
     Gst::ensureInitialised();
 }
 
@@ -157,7 +75,7 @@ bool CameraPipeline::configure() {
     if (!session_) {
         return false;
     }
-    audioLevel_ = noLevel;
+    microphoneLevel_.forget();
     reportRefusal();
     std::optional<QString> key =
         cameraID ? std::optional(MotionDetector::thresholdKeyFor(*cameraID)) : std::nullopt;
@@ -175,7 +93,7 @@ bool CameraPipeline::configure() {
 // a missing output also drops the whole session (configure then fails).
 bool CameraPipeline::addVideo(GstBin* session) {
     GstHandle<GstElement> source = camera_->makeElement();
-    if (!source || !openSource(source.get(), refusal_)) {
+    if (!source || !CaptureError::openSource(source.get(), refusal_)) {
         return false;
     }
     const Branch branch{make("videoconvert"), make("capsfilter"), make("queue", "VideoDataQueue"),
@@ -207,7 +125,7 @@ bool CameraPipeline::addVideo(GstBin* session) {
 
 bool CameraPipeline::addAudio(GstBin* session) {
     GstHandle<GstElement> source = microphone_->makeElement();
-    if (!source || !openSource(source.get(), refusal_)) {
+    if (!source || !CaptureError::openSource(source.get(), refusal_)) {
         return false;
     }
     // Named so that its errors are known as the microphone's. The session
@@ -310,22 +228,19 @@ void CameraPipeline::stopRunning() {
         }
     }
     // The streaming threads are stopped: their state can be cleared from here.
-    invalidateCompressionNow();
+    encoder_.stop();
     lastSampleBuffer_.reset();
     currentSampleBuffer_.reset();
     motionDetectRenderer_.forgetFrames();
     rendererCaps_.reset();
-    audioCaps_.reset();
-    audioLevel_ = noLevel;
-    encoderTeardown_.drain();
+    microphoneLevel_.forget();
 }
 
 std::optional<double> CameraPipeline::audioLevel() const {
-    const double level = audioLevel_.load();
-    if (!hasMicrophone_ || std::isnan(level)) {
+    if (!hasMicrophone_) {
         return std::nullopt;
     }
-    return level;
+    return microphoneLevel_.level();
 }
 
 // A device the system refused is the session's error like any other, so
@@ -344,7 +259,7 @@ GstBusSyncReply CameraPipeline::onBusMessage(GstBus*, GstMessage* message, gpoin
     if (GST_MESSAGE_TYPE(message) == GST_MESSAGE_ERROR) {
         auto* pipeline = static_cast<CameraPipeline*>(self);
         if (auto delegate = pipeline->delegate_.lock()) {
-            std::optional<Error> error = errorOf(message);
+            std::optional<Error> error = CaptureError::of(message);
             const GCharHandle postedBy(gst_object_get_path_string(GST_MESSAGE_SRC(message)));
             if (error &&
                 MicrophoneErrors::isMicrophones(QString::fromUtf8(postedBy.get()), *error)) {
@@ -376,21 +291,7 @@ GstFlowReturn CameraPipeline::onAudioSample(GstAppSink* sink, gpointer self) {
     if (!sample) {
         return GST_FLOW_OK;
     }
-    GstCaps* caps = gst_sample_get_caps(sample.get());
-    if (caps != pipeline->audioCaps_.get()) {
-        GstAudioInfo info;
-        pipeline->audioCaps_ = GstHandle<GstCaps>::ref(caps);
-        pipeline->audioChannels_ =
-            caps && gst_audio_info_from_caps(&info, caps) ? info.channels : 0;
-    }
-    GstBuffer* buffer = gst_sample_get_buffer(sample.get());
-    GstMapInfo map;
-    if (pipeline->audioChannels_ > 0 && buffer && gst_buffer_map(buffer, &map, GST_MAP_READ)) {
-        const int channels = pipeline->audioChannels_;
-        pipeline->audioLevel_ = SoundLevel::averagePowerLevel(
-            reinterpret_cast<const gint16*>(map.data), map.size / (2 * channels), channels);
-        gst_buffer_unmap(buffer, &map);
-    }
+    pipeline->microphoneLevel_.measure(sample.get());
     pipeline->recorder_.appendAudio(std::move(sample));
     return GST_FLOW_OK;
 }
@@ -406,64 +307,17 @@ GstFlowReturn CameraPipeline::onVideoSample(GstAppSink* sink, gpointer self) {
 // Every frame, in this order: encode it, give it to the recorder as the newest
 // frame, move it into the previous/current pair, measure the pair.
 void CameraPipeline::handleFrame(GstHandle<GstSample> sample) {
-    if (invalidateRequested_.exchange(false)) {
-        invalidateCompressionNow();
-    }
     if (!cameraFeedsRecorder_) {
-        encode(sample.get());
+        encoder_.encode(sample.get());
     }
     recorder_.setNewestFrame(sample);
     // The first frame, and the first of a new size, is compared with itself.
     const bool startsOver =
-        !currentSampleBuffer_ || !sameSize(gst_sample_get_caps(currentSampleBuffer_.get()),
-                                           gst_sample_get_caps(sample.get()));
+        !currentSampleBuffer_ || !sameFrameSize(gst_sample_get_caps(currentSampleBuffer_.get()),
+                                                gst_sample_get_caps(sample.get()));
     lastSampleBuffer_ = startsOver ? sample : std::move(currentSampleBuffer_);
     currentSampleBuffer_ = std::move(sample);
     detectMotion();
-}
-
-void CameraPipeline::encode(GstSample* sample) {
-    GstCaps* caps = gst_sample_get_caps(sample);
-    if (needsNewEncoder(caps)) {
-        invalidateCompressionNow();
-        compressionSession_ = VideoEncoder::create(recorder_, caps);
-        encoderUnavailable_ = !compressionSession_;
-        if (compressionSession_) {
-            ++encodersCreated_;
-        }
-    }
-    if (!compressionSession_) {
-        recorder_.recordLoss(CaptureLoss::encodeFailed);
-        return;
-    }
-    if (caps != compressionCaps_.get()) {
-        compressionCaps_ = GstHandle<GstCaps>::ref(caps);
-    }
-    compressionSession_->encode(sample);
-    framesEncoding_ = compressionSession_->framesEncoding();
-}
-
-// An encoder is made for the first frame and for a new size. One that
-// failed, or could not be made, is made anew at the next frame, and after
-// that only as often as the back-off allows; meanwhile frames are lost.
-bool CameraPipeline::needsNewEncoder(GstCaps* caps) {
-    const bool failed = compressionSession_ ? compressionSession_->failed() : encoderUnavailable_;
-    if (failed) {
-        return encoderBackOff_.mayReplace(EncoderBackOff::Clock::now());
-    }
-    return !compressionSession_ || !sameSize(compressionCaps_.get(), caps);
-}
-
-// The old encoder is stopped on its own queue (stopping waits for its thread);
-// what it still had in flight is forgotten.
-void CameraPipeline::invalidateCompressionNow() {
-    compressionCaps_.reset();
-    framesEncoding_ = 0;
-    if (compressionSession_) {
-        compressionSession_->retire();
-        encoderTeardown_.async(
-            [encoder = std::move(compressionSession_)]() mutable { encoder.reset(); });
-    }
 }
 
 void CameraPipeline::detectMotion() {

@@ -3,11 +3,11 @@
 #include "CameraPipelineDelegate.h"
 #include "CameraPipelineSink.h"
 #include "CaptureSource.h"
-#include "EncoderBackOff.h"
+#include "EncoderHandOff.h"
 #include "GstHandle.h"
+#include "MicrophoneLevel.h"
 #include "MotionDetectRenderer.h"
 #include "SerialQueue.h"
-#include "VideoEncoder.h"
 
 #include <gst/app/gstappsink.h>
 #include <QString>
@@ -56,14 +56,14 @@ public:
     std::optional<double> audioLevel() const;
 
     // Ends the encoder; the next frame makes a new one.
-    void invalidateCompression() { invalidateRequested_ = true; }
+    void invalidateCompression() { encoder_.invalidate(); }
 
     void setWantsPreview(bool wanted) { wantsPreview_ = wanted; }
     bool wantsPreview() const { return wantsPreview_; }
 
     // Encoders made so far and the size of the current one (tests, logs).
-    int compressionSessionsCreated() const { return encodersCreated_; }
-    int framesEncoding() const { return framesEncoding_; }
+    int compressionSessionsCreated() const { return encoder_.encodersCreated(); }
+    int framesEncoding() const { return encoder_.framesEncoding(); }
 
     SerialQueue& detectionQueue() { return detectionQueue_; }
 
@@ -89,9 +89,6 @@ private:
                 const GstAppSinkCallbacks& callbacks, const QString& failureLine);
     void tearDownSession();
     void handleFrame(GstHandle<GstSample> sample);
-    void encode(GstSample* sample);
-    bool needsNewEncoder(GstCaps* caps);
-    void invalidateCompressionNow();
     void detectMotion();
     void measureMotion(const MotionImage& image);
 
@@ -107,32 +104,23 @@ private:
     std::optional<Error> refusal_;      // a device the system refused at the last configure
 
     // Confined to the video streaming thread ("VideoDataQueue").
-    std::unique_ptr<VideoEncoder> compressionSession_;
-    bool encoderUnavailable_ = false;  // the last encoder could not be made
-    EncoderBackOff encoderBackOff_;
-    GstHandle<GstCaps> compressionCaps_;  // caps the encoder was checked against
-    GstHandle<GstCaps> rendererCaps_;     // caps the renderer was checked against
+    EncoderHandOff encoder_;
+    GstHandle<GstCaps> rendererCaps_;  // caps the renderer was checked against
     MotionDetectRenderer motionDetectRenderer_;
     GstHandle<GstSample> lastSampleBuffer_;
     GstHandle<GstSample> currentSampleBuffer_;
 
-    // Confined to the audio streaming thread ("AudioDataQueue").
-    GstHandle<GstCaps> audioCaps_;
-    int audioChannels_ = 0;
+    // Measured on the audio streaming thread ("AudioDataQueue").
+    MicrophoneLevel microphoneLevel_;
 
     // Confined to the detection queue.
     std::optional<QString> cameraID_;
     std::optional<QString> thresholdKey_;
 
     std::atomic<bool> wantsPreview_{false};
-    std::atomic<bool> invalidateRequested_{false};
     std::atomic<bool> hasMicrophone_{false};
-    std::atomic<double> audioLevel_;
-    std::atomic<int> encodersCreated_{0};
-    std::atomic<int> framesEncoding_{0};
 
     // Declared last: destroyed first, running what is still enqueued while
     // everything above is alive.
-    SerialQueue encoderTeardown_{"EncoderTeardown"};
     SerialQueue detectionQueue_{"DetectionQueue"};
 };
