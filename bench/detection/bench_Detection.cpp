@@ -3,7 +3,8 @@
 // brightness ever does, with the threshold learned from the camera's noise and
 // with the fixed threshold of 15 levels, measured in the same run on the same
 // frames. The footage is opencv-doc's pedestrian clip; the noise is added here,
-// fresh on every frame.
+// fresh on every frame. Some still stretches then go through a real encoder and
+// decoder, as a camera's compressed stream does.
 #include "CameraPipeline.h"
 #include "CameraPipelineDelegate.h"
 #include "CameraPipelineSink.h"
@@ -14,6 +15,8 @@
 #include "MotionDetector.h"
 #include "SettingsKeys.h"
 
+#include <gst/app/gstappsink.h>
+#include <gst/app/gstappsrc.h>
 #include <gst/video/video.h>
 #include <QCoreApplication>
 #include <QDir>
@@ -28,6 +31,7 @@
 #include <atomic>
 #include <cmath>
 #include <cstdio>
+#include <deque>
 #include <memory>
 #include <mutex>
 #include <random>
@@ -40,6 +44,7 @@ constexpr double threshold = 50;  // the default
 constexpr int stillSeconds = 5;
 constexpr int sceneSeconds = 15;
 constexpr int longStillMinutes = 10;
+constexpr int codedStillMinutes = 2;
 
 QString footagePath() {
     return QStringLiteral("/usr/share/doc/opencv-doc/examples/data/vtest.avi");
@@ -146,6 +151,8 @@ private:
 };
 
 enum class Kind { walking, ramp, step, still };
+// How the camera hands its frames over: raw, or through an encoder and back.
+enum class Coding { raw, h264, jpeg };
 
 struct Clip {
     Kind kind;
@@ -153,6 +160,7 @@ struct Clip {
     int height;
     int fps;
     double sigma;
+    Coding coding = Coding::raw;
     int stillFrames() const { return kind == Kind::still ? frames() : stillSeconds * fps; }
     int frames() const {
         switch (kind) {
@@ -162,7 +170,7 @@ struct Clip {
             case Kind::step:
                 return stillFrames() + 5 * fps;
             case Kind::still:
-                return longStillMinutes * 60 * fps;
+                return (coding == Coding::raw ? longStillMinutes : codedStillMinutes) * 60 * fps;
         }
         return 0;
     }
@@ -181,8 +189,12 @@ struct Clip {
     }
     QString name() const {
         static const char* kinds[] = {"walking", "ramp20", "step10", "still10min"};
-        return QStringLiteral("%1_%2p%3_sigma%4")
-            .arg(QLatin1String(kinds[static_cast<int>(kind)]))
+        static const char* codings[] = {"", "h264_", "jpeg_"};
+        const QString kindName = kind == Kind::still && coding != Coding::raw
+                                     ? QStringLiteral("still%1min").arg(codedStillMinutes)
+                                     : QLatin1String(kinds[static_cast<int>(kind)]);
+        return QStringLiteral("%1_%2%3p%4_sigma%5")
+            .arg(kindName, QLatin1String(codings[static_cast<int>(coding)]))
             .arg(height)
             .arg(fps)
             .arg(sigma);
@@ -263,6 +275,78 @@ protected:
 private:
     ClipFrames frames_;
     int index_ = 0;
+};
+
+// A camera's own compression: each frame through an encoder at a camera's
+// settings and back through a decoder, in order. H.264 at 2 Mbit/s with a
+// keyframe every second (each keyframe redraws the whole picture, so its noise
+// and detail shift at once; the frames between barely change), or MJPEG at
+// quality 60 (every frame compressed on its own, with its own blocks).
+class Transcoder {
+public:
+    Transcoder(Coding coding, GstCaps* caps) {
+        const char* chain =
+            coding == Coding::h264
+                ? "x264enc bitrate=2000 key-int-max=30 speed-preset=veryfast tune=zerolatency "
+                  "! h264parse ! avdec_h264"
+                : "jpegenc quality=60 ! jpegdec";
+        const QString description =
+            QStringLiteral("appsrc name=in format=time ! %1 ! appsink name=out sync=false")
+                .arg(QLatin1String(chain));
+        pipeline_ = GstHandle<GstElement>::sink(
+            gst_parse_launch(description.toUtf8().constData(), nullptr));
+        if (!pipeline_) {
+            return;
+        }
+        in_ = GstHandle<GstElement>::adopt(gst_bin_get_by_name(GST_BIN(pipeline_.get()), "in"));
+        out_ = GstHandle<GstElement>::adopt(gst_bin_get_by_name(GST_BIN(pipeline_.get()), "out"));
+        gst_app_src_set_caps(GST_APP_SRC(in_.get()), caps);
+        gst_element_set_state(pipeline_.get(), GST_STATE_PLAYING);
+    }
+    ~Transcoder() {
+        if (pipeline_) {
+            gst_element_set_state(pipeline_.get(), GST_STATE_NULL);
+        }
+    }
+    Transcoder(const Transcoder&) = delete;
+    Transcoder& operator=(const Transcoder&) = delete;
+
+    bool valid() const { return pipeline_ && in_ && out_; }
+
+    // Hands a raw frame over; what came out so far waits in `decoded`.
+    void push(GstBuffer* buffer) {
+        gst_app_src_push_buffer(GST_APP_SRC(in_.get()), buffer);
+        ++pushed_;
+        // A few frames may be in the coders; no more, so memory stays flat.
+        while (pushed_ - pulled_ > 8 && pull(10 * GST_SECOND)) {
+        }
+        while (pull(0)) {
+        }
+    }
+    // No more frames: everything still in the coders comes out.
+    void finish() {
+        gst_app_src_end_of_stream(GST_APP_SRC(in_.get()));
+        while (pulled_ < pushed_ && pull(10 * GST_SECOND)) {
+        }
+    }
+    std::deque<GstHandle<GstSample>> decoded;
+
+private:
+    bool pull(GstClockTime timeout) {
+        GstSample* sample = gst_app_sink_try_pull_sample(GST_APP_SINK(out_.get()), timeout);
+        if (!sample) {
+            return false;
+        }
+        decoded.push_back(GstHandle<GstSample>::adopt(sample));
+        ++pulled_;
+        return true;
+    }
+
+    GstHandle<GstElement> pipeline_;
+    GstHandle<GstElement> in_;
+    GstHandle<GstElement> out_;
+    long long pushed_ = 0;
+    long long pulled_ = 0;
 };
 
 class NullSink : public CameraPipelineSink {
@@ -374,15 +458,23 @@ Outcome runPipeline(Defaults& defaults, const Clip& clip, const QString& scene, 
     return outcomeOf(clip, measurements->levels(), measurements->triggered());
 }
 
-// The long still stretches go through the motion measurement as the pipeline
-// does it (renderer, level, trigger; no encoder, which would make ten
-// minutes take an hour), both thresholds on the same frames.
+// The motion measurement as the pipeline does it (renderer, level, trigger;
+// no encoder, which would make ten minutes take an hour), both thresholds on
+// the same frames: for the long still stretches, the compressed ones, and all
+// clips with --renderer.
 std::array<Outcome, 2> runMeasurement(const Clip& clip, const QString& scene) {
     ClipFrames frames(clip, scene);
     if (!frames.valid()) {
         return {};
     }
-    const GstHandle<GstCaps> caps = frames.caps();
+    const GstHandle<GstCaps> rawCaps = frames.caps();
+    std::unique_ptr<Transcoder> transcoder;
+    if (clip.coding != Coding::raw) {
+        transcoder = std::make_unique<Transcoder>(clip.coding, rawCaps.get());
+        if (!transcoder->valid()) {
+            return {};
+        }
+    }
     std::array<std::unique_ptr<MotionDetectRenderer>, 2> renderers;
     std::array<std::vector<double>, 2> levels;
     std::array<std::vector<bool>, 2> triggered;
@@ -390,20 +482,15 @@ std::array<Outcome, 2> runMeasurement(const Clip& clip, const QString& scene) {
         useFixedThreshold(fixed == 1);
         renderers[fixed] = std::make_unique<MotionDetectRenderer>();
         useFixedThreshold(false);
-        renderers[fixed]->prepare(caps.get(), 3);
         levels[fixed].reserve(clip.frames());
         triggered[fixed].reserve(clip.frames());
     }
     GstHandle<GstSample> previous;
-    for (int index = 0;; ++index) {
-        GstBuffer* buffer = frames.frame(index);
-        if (!buffer) {
-            break;
-        }
-        auto current =
-            GstHandle<GstSample>::adopt(gst_sample_new(buffer, caps.get(), nullptr, nullptr));
-        gst_buffer_unref(buffer);
+    const auto measure = [&](GstHandle<GstSample> current) {
         for (int fixed = 0; fixed < 2; ++fixed) {
+            if (!previous) {
+                renderers[fixed]->prepare(gst_sample_get_caps(current.get()), 3);
+            }
             const auto images = renderers[fixed]->render(previous ? previous.get() : current.get(),
                                                          current.get(), false);
             const auto measurement = MotionDetector::measure(*images.motion, {});
@@ -411,6 +498,28 @@ std::array<Outcome, 2> runMeasurement(const Clip& clip, const QString& scene) {
             triggered[fixed].push_back(MotionDetector::triggered(measurement, threshold, true));
         }
         previous = std::move(current);
+    };
+    for (int index = 0;; ++index) {
+        GstBuffer* buffer = frames.frame(index);
+        if (!buffer) {
+            break;
+        }
+        if (transcoder) {
+            transcoder->push(buffer);
+        } else {
+            measure(GstHandle<GstSample>::adopt(
+                gst_sample_new(buffer, rawCaps.get(), nullptr, nullptr)));
+            gst_buffer_unref(buffer);
+        }
+        for (; transcoder && !transcoder->decoded.empty(); transcoder->decoded.pop_front()) {
+            measure(std::move(transcoder->decoded.front()));
+        }
+    }
+    if (transcoder) {
+        transcoder->finish();
+        for (; !transcoder->decoded.empty(); transcoder->decoded.pop_front()) {
+            measure(std::move(transcoder->decoded.front()));
+        }
     }
     return {outcomeOf(clip, levels[0], triggered[0]), outcomeOf(clip, levels[1], triggered[1])};
 }
@@ -493,8 +602,30 @@ int main(int argc, char** argv) {
     Defaults defaults(dir.filePath(QStringLiteral("Nelvo.conf")));
     defaults.set(SettingsKeys::motionTriggerThreshold, threshold);
     defaults.set(SettingsKeys::motionTriggerEnabled, true);
-    // Arguments pick parts (walking, brightness, still); none runs them all.
-    const QStringList parts = app.arguments().mid(1);
+    // Arguments pick parts (walking, brightness, still, compressed); none runs
+    // them all. --renderer measures the walking and brightness clips without
+    // the pipeline's encoder: the same decision, in a fraction of the time.
+    QStringList parts = app.arguments().mid(1);
+    const bool rendererOnly = parts.removeAll(QStringLiteral("--renderer")) > 0;
+    // --only=TEXT runs only the clips whose name holds TEXT (720p30_sigma8).
+    QString only;
+    for (const QString& part : parts) {
+        if (part.startsWith(QLatin1String("--only="))) {
+            only = part.mid(7);
+            parts.removeAll(part);
+            break;
+        }
+    }
+    const auto skipped = [&only](const Clip& clip) {
+        return !only.isEmpty() && !clip.name().contains(only);
+    };
+    const auto measured = [&](const Clip& clip, const QString& scene) -> std::array<Outcome, 2> {
+        if (rendererOnly) {
+            return runMeasurement(clip, scene);
+        }
+        return {runPipeline(defaults, clip, scene, false),
+                runPipeline(defaults, clip, scene, true)};
+    };
     const auto wanted = [&parts](const char* part) {
         return parts.isEmpty() || parts.contains(QLatin1String(part));
     };
@@ -509,8 +640,11 @@ int main(int argc, char** argv) {
             for (const auto& [width, height] : {std::pair{1280, 720}, std::pair{1920, 1080}}) {
                 for (const double sigma : sigmas) {
                     const Clip clip{Kind::walking, width, height, fps, sigma};
-                    rows.push_back({clip, runPipeline(defaults, clip, scene, false),
-                                    runPipeline(defaults, clip, scene, true)});
+                    if (skipped(clip)) {
+                        continue;
+                    }
+                    const auto [learned, fixed] = measured(clip, scene);
+                    rows.push_back({clip, learned, fixed});
                     print(rows.back());
                 }
             }
@@ -521,8 +655,11 @@ int main(int argc, char** argv) {
         for (const Kind kind : {Kind::ramp, Kind::step}) {
             for (const double sigma : sigmas) {
                 const Clip clip{kind, 1280, 720, 30, sigma};
-                rows.push_back({clip, runPipeline(defaults, clip, scene, false),
-                                runPipeline(defaults, clip, scene, true)});
+                if (skipped(clip)) {
+                    continue;
+                }
+                const auto [learned, fixed] = measured(clip, scene);
+                rows.push_back({clip, learned, fixed});
                 print(rows.back());
             }
         }
@@ -531,9 +668,26 @@ int main(int argc, char** argv) {
         const QString scene = sceneFile(30);
         for (const double sigma : sigmas) {
             const Clip clip{Kind::still, 1280, 720, 30, sigma};
+            if (skipped(clip)) {
+                continue;
+            }
             const auto [learned, fixed] = runMeasurement(clip, scene);
             rows.push_back({clip, learned, fixed});
             print(rows.back());
+        }
+    }
+    if (wanted("compressed")) {
+        const QString scene = sceneFile(30);
+        for (const Coding coding : {Coding::h264, Coding::jpeg}) {
+            for (const double sigma : sigmas) {
+                const Clip clip{Kind::still, 1280, 720, 30, sigma, coding};
+                if (skipped(clip)) {
+                    continue;
+                }
+                const auto [learned, fixed] = runMeasurement(clip, scene);
+                rows.push_back({clip, learned, fixed});
+                print(rows.back());
+            }
         }
     }
     printTable(rows);

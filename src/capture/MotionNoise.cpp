@@ -3,6 +3,7 @@
 #include "MotionBlur.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstdlib>
 
@@ -18,6 +19,8 @@ constexpr std::int64_t multiple = static_cast<std::int64_t>(MotionNoise::noiseMu
 constexpr std::int32_t unlearnedNoise =
     static_cast<std::int32_t>((fixedScaled - floorScaled) * 16 / multiple);
 constexpr int fullAverage = 1 << MotionNoise::averageShift;
+constexpr std::int64_t areaMultipleSixteenths =
+    static_cast<std::int64_t>(MotionNoise::areaMultiple * 16);
 // The brightness change is modelled as a line in the luma; its halves must lie
 // this far apart for its slope to be trusted, and the slope stays within a
 // quarter (a gain change of 25 % between two frames).
@@ -77,6 +80,10 @@ void MotionNoise::resize(const MotionGrid& grid, double framesPerSecond) {
     upper_.assign(points, 0);
     lower_.assign(points, 0);
     rowNoise_.assign(points, 0);
+    areaNoise_.assign(points, 0);
+    deviation_.assign(points, 0);
+    rowChange_.assign(points, 0);
+    rowAreaNoise_.assign(points, 0);
     changed_.assign(points, 0);
     lumaCounts_.assign(lumaBins, 0);
     darkChangeCounts_.assign(changeBins, 0);
@@ -105,9 +112,11 @@ void MotionNoise::judgeSameFrame(MotionImage& out) {
 
 void MotionNoise::judge(const BlurredGrid& before, const BlurredGrid& now, MotionImage& out) {
     findCommonChange(before, now);
+    findDeviations(before, now);
     if (settled()) {
         setLearnedBounds();
-        lowerWhereNeighboursChanged(before, now);
+        lowerWhereNeighboursChanged();
+        lowerWhereTheAreaChanged();
     } else {
         setFixedBounds();
     }
@@ -115,7 +124,7 @@ void MotionNoise::judge(const BlurredGrid& before, const BlurredGrid& now, Motio
         const std::int32_t change = now.values[i] - before.values[i];
         out.moved[i] = change > upper_[i] || change < lower_[i] ? 1 : 0;
     }
-    learn(before, now, out);
+    learn(out);
     if (framesLearned_ < settleFrames_) {
         ++framesLearned_;
     }
@@ -179,18 +188,21 @@ void MotionNoise::findCommonChange(const BlurredGrid& before, const BlurredGrid&
     }
 }
 
+void MotionNoise::findDeviations(const BlurredGrid& before, const BlurredGrid& now) {
+    for (std::size_t i = 0; i < deviation_.size(); ++i) {
+        deviation_[i] = std::abs(now.values[i] - before.values[i] - commonChange_[i]);
+    }
+}
+
 // Points that did not move teach their noise: a running mean of their
 // absolute change less the common one, plain over the first frames and
 // weighing the last `fullAverage` after that.
-void MotionNoise::learn(const BlurredGrid& before, const BlurredGrid& now,
-                        const MotionImage& moved) {
+void MotionNoise::learn(const MotionImage& moved) {
     for (std::size_t i = 0; i < noise_.size(); ++i) {
         if (moved.moved[i]) {
             continue;
         }
-        const std::int32_t deviation =
-            std::abs(now.values[i] - before.values[i] - commonChange_[i]);
-        const std::int32_t step = deviation - noise_[i];
+        const std::int32_t step = deviation_[i] - noise_[i];
         if (samples_[i] < fullAverage) {
             ++samples_[i];
             noise_[i] += step / samples_[i];
@@ -229,6 +241,7 @@ void MotionNoise::setLearnedBounds() {
             const std::int64_t mean = std::max<std::int64_t>(
                 noise_[i],
                 (static_cast<std::int64_t>(above[column]) + here[column] + below[column]) / 9);
+            areaNoise_[i] = static_cast<std::int32_t>(mean);
             const auto threshold = static_cast<std::int32_t>(
                 std::min<std::int64_t>(fixedScaled, ((multiple * mean) >> 4) + floorScaled));
             upper_[i] = commonChange_[i] + threshold;
@@ -241,15 +254,13 @@ void MotionNoise::setLearnedBounds() {
 // that neighbour's threshold needs only three quarters of its own: something
 // larger than one point is changing there. Sensor noise rarely takes two
 // points that far at once, a person or an object does.
-void MotionNoise::lowerWhereNeighboursChanged(const BlurredGrid& before, const BlurredGrid& now) {
+void MotionNoise::lowerWhereNeighboursChanged() {
     const int columns = grid_.columns;
     const int rows = grid_.rows;
     const int points = grid_.points();
     for (int i = 0; i < points; ++i) {
         const std::int64_t threshold = upper_[i] - commonChange_[i];
-        const std::int64_t deviation =
-            std::abs(now.values[i] - before.values[i] - commonChange_[i]);
-        changed_[i] = deviation * 4 > threshold * 3 ? 1 : 0;
+        changed_[i] = std::int64_t{deviation_[i]} * 4 > threshold * 3 ? 1 : 0;
     }
     for (int row = 0; row < rows; ++row) {
         for (int column = 0; column < columns; ++column) {
@@ -262,6 +273,64 @@ void MotionNoise::lowerWhereNeighboursChanged(const BlurredGrid& before, const B
                 upper_[i] = commonChange_[i] + threshold;
                 lower_[i] = commonChange_[i] - threshold;
             }
+        }
+    }
+}
+
+// Something faint but wider than a point (a distant person against a wall of
+// nearly their shade) changes each point by less than its threshold, but
+// changes all of them: the 3 x 3 points around a point that together changed
+// well more than their noise allows lower its threshold to `areaMultiple`
+// times its noise. Noise averages out over nine points, a person does not.
+// Each deviation counts up to `areaCap` times its noise (what a point needs to
+// move on its own), so one point that changed a lot cannot make its
+// neighbours move.
+void MotionNoise::lowerWhereTheAreaChanged() {
+    const int columns = grid_.columns;
+    const int rows = grid_.rows;
+    // 1 + areaMargin / sqrt(points), in 256ths, for 1 to 9 points.
+    static const std::array<std::int64_t, 10> margins = [] {
+        std::array<std::int64_t, 10> table{};
+        for (int count = 1; count < 10; ++count) {
+            table[count] = std::lround(256 * (1 + MotionNoise::areaMargin / std::sqrt(count)));
+        }
+        return table;
+    }();
+    for (int row = 0; row < rows; ++row) {
+        const int first = row * columns;
+        for (int column = 0; column < columns; ++column) {
+            std::int64_t change = 0;
+            std::int64_t noise = 0;
+            for (int c = std::max(column - 1, 0); c <= std::min(column + 1, columns - 1); ++c) {
+                const std::int64_t cap = std::int64_t{areaNoise_[first + c]} * areaCap;
+                change += std::min<std::int64_t>(deviation_[first + c], cap);
+                noise += areaNoise_[first + c];
+            }
+            rowChange_[first + column] = change;
+            rowAreaNoise_[first + column] = noise;
+        }
+    }
+    for (int row = 0; row < rows; ++row) {
+        const int top = std::max(row - 1, 0);
+        const int bottom = std::min(row + 1, rows - 1);
+        for (int column = 0; column < columns; ++column) {
+            std::int64_t change = 0;
+            std::int64_t noise = 0;
+            for (int r = top; r <= bottom; ++r) {
+                change += rowChange_[r * columns + column];
+                noise += rowAreaNoise_[r * columns + column];
+            }
+            const int count = (bottom - top + 1) *
+                              (std::min(column + 1, columns - 1) - std::max(column - 1, 0) + 1);
+            if (change * 256 <= noise * margins[count]) {
+                continue;
+            }
+            const int i = row * columns + column;
+            const auto threshold = static_cast<std::int32_t>(std::min<std::int64_t>(
+                upper_[i] - commonChange_[i],
+                ((areaMultipleSixteenths * areaNoise_[i]) >> 4) + floorScaled));
+            upper_[i] = commonChange_[i] + threshold;
+            lower_[i] = commonChange_[i] - threshold;
         }
     }
 }

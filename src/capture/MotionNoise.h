@@ -14,9 +14,11 @@
 // change, less the change the whole frame made at its brightness (a lamp, the
 // camera's exposure), is more than `noiseMultiple` times that noise plus
 // `floorLevels` (three quarters of that where a neighbouring grid point also
-// changed by more than three quarters of its own), and never needs more than `fixedThreshold`, so
-// no camera is less sensitive than with the fixed threshold. Until about two seconds of frames have
-// been seen, the fixed threshold alone decides. One owner thread.
+// changed by more than three quarters of its own, and `areaMultiple` times it
+// where the points around it changed together by well more than their summed
+// noise), and never needs more than `fixedThreshold`, so no camera is less
+// sensitive than with the fixed threshold. Until about two seconds of frames
+// have been seen, the fixed threshold alone decides. One owner thread.
 class MotionNoise {
 public:
     // Levels of 255.
@@ -27,6 +29,14 @@ public:
     static constexpr int minimumSettleFrames = 20;
     // The running mean weighs the last 64 still frames (a power of two: a shift).
     static constexpr int averageShift = 6;
+    // Where the 3 x 3 points around a point changed together by more than
+    // their noise can, `areaMultiple` times its noise plus the floor suffice
+    // there. Together: their deviations, each counted up to `areaCap` times its
+    // noise, sum to more than their noise by `areaMargin` / sqrt(points) of it
+    // (the sum's spread falls with the square root of the points it adds).
+    static constexpr double areaMultiple = 1.5;
+    static constexpr int areaCap = 6;
+    static constexpr double areaMargin = 4.0;
 
     // Where a point's blurred change (scaled by 2^20, as `BlurredGrid`) counts
     // as moved: above `upper` or below `lower`, per grid point.
@@ -59,10 +69,12 @@ public:
 
 private:
     void findCommonChange(const BlurredGrid& before, const BlurredGrid& now);
-    void learn(const BlurredGrid& before, const BlurredGrid& now, const MotionImage& moved);
+    void learn(const MotionImage& moved);
     void setFixedBounds();
     void setLearnedBounds();
-    void lowerWhereNeighboursChanged(const BlurredGrid& before, const BlurredGrid& now);
+    void findDeviations(const BlurredGrid& before, const BlurredGrid& now);
+    void lowerWhereNeighboursChanged();
+    void lowerWhereTheAreaChanged();
 
     const bool fixedOnly_;
     MotionGrid grid_;
@@ -73,8 +85,12 @@ private:
     std::vector<std::int32_t> commonChange_;  // per point, of the pair being judged
     std::vector<std::int32_t> upper_;         // per point
     std::vector<std::int32_t> lower_;         // per point
+    std::vector<std::int32_t> areaNoise_;     // per point: the noise its threshold is drawn from
+    std::vector<std::int32_t> deviation_;     // per point: |change - common change|
     std::vector<std::uint8_t> changed_;       // scratch: per point
     std::vector<std::int32_t> rowNoise_;      // scratch: noise summed across 3 columns
+    std::vector<std::int64_t> rowChange_;     // scratch: capped deviations across 3 columns
+    std::vector<std::int64_t> rowAreaNoise_;  // scratch: `areaNoise_` across 3 columns
     // Scratch: histograms of the points' luma and of the changes of the
     // darker and the brighter half.
     std::vector<int> lumaCounts_;

@@ -218,8 +218,60 @@ private Q_SLOTS:
         images = camera.next(frame(camera.generator, sigma, [](int x, int y, double l) {
             return inPatch(x, y) ? l - 40 : l;
         }));
-        QCOMPARE(images.motion->at(pointColumn, pointRow), std::uint8_t(1));
+        // The patch's 9 points move; beside so wide a change a point may too
+        // (the area rule), but nothing further out.
+        for (int row = 0; row < images.motion->rows; ++row) {
+            for (int column = 0; column < images.motion->columns; ++column) {
+                const int distance =
+                    std::max(std::abs(column - pointColumn), std::abs(row - pointRow));
+                if (distance <= 1) {
+                    QCOMPARE(images.motion->at(column, row), std::uint8_t(1));
+                } else if (distance > 2) {
+                    QCOMPARE(images.motion->at(column, row), std::uint8_t(0));
+                }
+            }
+        }
+        QVERIFY(moved(*images.motion) <= 9 + 4);
+    }
+
+    // A distant person against a wall of nearly their shade changes each point
+    // less than its threshold, but all the points they cover: where the 3 x 3
+    // points around a point changed together well beyond their noise, one and
+    // a half times its noise suffice. Noise alone never gets there, and a
+    // single point's faint change does not either.
+    void aFaintChangeOverAnAreaCountsWhereNoPointWouldAlone() {
+        Camera camera(8, 9);
+        QVERIFY(camera.settle() > 0);
+        // Clean frames from here on: the change is exactly what is drawn.
+        camera.next(frame(camera.generator, 0));
+        camera.next(frame(camera.generator, 0));
+        const MotionNoise& noise = camera.renderer.noise();
+        const int columns = 16;
+        double lowest = 15;
+        for (int row = pointRow - 1; row <= pointRow + 1; ++row) {
+            for (int column = pointColumn - 1; column <= pointColumn + 1; ++column) {
+                lowest = std::min(lowest, noise.thresholdLevels(row * columns + column));
+            }
+        }
+        // Whole levels, under three quarters of every threshold in the patch,
+        // so neither a point alone nor the neighbour rule marks it (σ 8 gives
+        // thresholds near 11.6 levels).
+        const int step = 5;
+        QVERIFY2(step * 4 < lowest * 3,
+                 qPrintable(QStringLiteral("lowest threshold %1").arg(lowest)));
+        // Over 5 x 5 points (100 x 100 pixels): the 3 x 3 in the middle have
+        // it all around them, the ring outside only in part.
+        auto images = camera.next(frame(camera.generator, 0, [&](int x, int y, double luma) {
+            return luma + (std::abs(x - 160) < 50 && std::abs(y - 80) < 50 ? step : 0);
+        }));
         QCOMPARE(moved(*images.motion), 9);
+        QCOMPARE(images.motion->at(pointColumn, pointRow), std::uint8_t(1));
+        camera.next(frame(camera.generator, 0));
+        // The same change over one point only (20 x 20 pixels around it).
+        images = camera.next(frame(camera.generator, 0, [&](int x, int y, double luma) {
+            return luma + (std::abs(x - 160) < 10 && std::abs(y - 80) < 10 ? step : 0);
+        }));
+        QCOMPARE(moved(*images.motion), 0);
     }
 
     // A plain wall has no darker half to learn a brightness change from: a
