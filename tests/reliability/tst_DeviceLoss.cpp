@@ -1,6 +1,4 @@
 #include "HeadlessRig.h"
-#include "PrivateBus.h"
-#include "PulseAudioServer.h"
 #include "TestEnvironment.h"
 
 #include <QTest>
@@ -24,12 +22,8 @@ class tst_DeviceLoss : public QObject {
 private Q_SLOTS:
     void aCameraUnpluggedWhileRecordingIsTakenBackWhenPluggedIn() {
         TestEnvironment environment;
-        PrivateBus bus;
-        QVERIFY(bus.isRunning());
-        PulseAudioServer sound;
-        QVERIFY2(sound.isRunning(), qPrintable(sound.problem()));
-        QVERIFY(sound.loadNullSink(QStringLiteral("room"), QStringLiteral("Room")));
-        sound.becomeDefaultForThisProcess();
+        QuietRoom room;
+        QVERIFY2(room.problem().isEmpty(), qPrintable(room.problem()));
         PluggedCameras cameras;
         QVERIFY(cameras.show(camera, QStringLiteral("still")));
         // The microphone can trigger too (the quiet room never does), so
@@ -39,9 +33,10 @@ private Q_SLOTS:
         settings.insert(SettingsKeys::audioTriggerThreshold, 90);
         writeSettings(environment.settingsFilePath(), settings);
 
-        NelvoRun nelvo({"--headless", "--arm"});
+        NelvoRun nelvo({"--headless"});
         const LogOnFailure logOnFailure(nelvo);
         QVERIFY(nelvo.startedOK());
+        QVERIFY2(armByCommand(nelvo), qPrintable(nelvo.log()));
         QVERIFY2(!nelvo.waitForLine(QStringLiteral("State: armed"), 60000).isEmpty(),
                  qPrintable(nelvo.log()));
         QVERIFY(cameras.show(camera, QStringLiteral("moving")));
@@ -82,19 +77,17 @@ private Q_SLOTS:
 
     void theSoundServerLostWhileRecordingLeavesTheVideoAndTheMicrophoneReturns() {
         TestEnvironment environment;
-        PrivateBus bus;
-        QVERIFY(bus.isRunning());
-        PulseAudioServer sound;
-        QVERIFY2(sound.isRunning(), qPrintable(sound.problem()));
-        QVERIFY(sound.loadNullSink(QStringLiteral("room"), QStringLiteral("Room")));
-        sound.becomeDefaultForThisProcess();
+        QuietRoom room;
+        QVERIFY2(room.problem().isEmpty(), qPrintable(room.problem()));
+        PulseAudioServer& sound = room.sound();
         PluggedCameras cameras;
         QVERIFY(cameras.show(camera, QStringLiteral("still")));
         writeSettings(environment.settingsFilePath(), quickRecordings());
 
-        NelvoRun nelvo({"--headless", "--arm"});
+        NelvoRun nelvo({"--headless"});
         const LogOnFailure logOnFailure(nelvo);
         QVERIFY(nelvo.startedOK());
+        QVERIFY2(armByCommand(nelvo), qPrintable(nelvo.log()));
         QVERIFY2(!nelvo.waitForLine(QStringLiteral("State: armed"), 60000).isEmpty(),
                  qPrintable(nelvo.log()));
         QVERIFY2(
