@@ -2,10 +2,13 @@
 
 #include "CaptureManager.h"
 #include "Defaults.h"
+#include "NetworkCameraSheet.h"
 #include "SettingsKeys.h"
 
 #include <QComboBox>
 #include <QFormLayout>
+#include <QHBoxLayout>
+#include <QPushButton>
 #include <QSignalBlocker>
 #include <algorithm>
 
@@ -34,10 +37,24 @@ DeviceMenusSection::DeviceMenusSection(CaptureManager& captureManager, Defaults&
         menu->setSizeAdjustPolicy(QComboBox::AdjustToContents);
         menu->setMinimumWidth(240);
     }
+    QComboBox* cameraMenus[] = {cameraSelectPopup_, secondCameraSelectPopup_};
+    QWidget* cameraRows[2];
+    for (int index = 0; index < 2; ++index) {
+        //: Settings button beside a camera menu: adds a camera that is on the network
+        networkCameraButtons_[index] = new QPushButton(tr("Network Camera..."), parent);
+        connect(networkCameraButtons_[index], &QPushButton::clicked, this,
+                [this, index] { openNetworkCameraSheet(index); });
+        cameraRows[index] = new QWidget(parent);
+        auto* row = new QHBoxLayout(cameraRows[index]);
+        row->setContentsMargins(0, 0, 0, 0);
+        row->addWidget(cameraMenus[index]);
+        row->addWidget(networkCameraButtons_[index]);
+        row->addStretch();
+    }
     //: Settings label
-    form->addRow(tr("Camera:"), cameraSelectPopup_);
+    form->addRow(tr("Camera:"), cameraRows[0]);
     //: Settings label
-    form->addRow(tr("Second camera:"), secondCameraSelectPopup_);
+    form->addRow(tr("Second camera:"), cameraRows[1]);
     //: Settings label
     form->addRow(tr("Microphone:"), microphoneSelectPopup_);
     connect(cameraSelectPopup_, &QComboBox::currentIndexChanged, this,
@@ -147,4 +164,20 @@ void DeviceMenusSection::handleMicrophoneSelection() {
         captureManager_.chooseMicrophone(data.toString());
     }
     rebuildSecondCameraMenu();
+}
+
+NetworkCameraSheet* DeviceMenusSection::openNetworkCameraSheet(int index) {
+    QComboBox* menu = index == 0 ? cameraSelectPopup_ : secondCameraSelectPopup_;
+    auto* sheet = new NetworkCameraSheet(defaults_, menu->currentData().toString(), menu->window());
+    sheet->setAttribute(Qt::WA_DeleteOnClose);
+    connect(sheet, &NetworkCameraSheet::saved, this, [this, index](const QString& uniqueID) {
+        if (index == 0) {
+            captureManager_.chooseCamera(uniqueID);
+        } else {
+            captureManager_.chooseSecondCamera(uniqueID);
+        }
+        rebuild();
+    });
+    sheet->open();
+    return sheet;
 }

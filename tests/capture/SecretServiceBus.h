@@ -5,6 +5,7 @@
 // with a throw-away password. The bus starts nothing by itself, so once the
 // keyring is stopped no secret service answers, as on a desktop without one.
 // Create it after TestEnvironment and before anything connects to a bus.
+#include <gio/gio.h>
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
 #include <QDeadlineTimer>
@@ -45,6 +46,12 @@ public:
 
     ~SecretServiceBus() {
         stopKeyring();
+        // GLib's shared connection (libsecret's) would end the process when
+        // its bus goes away.
+        if (GDBusConnection* connection = g_bus_get_sync(G_BUS_TYPE_SESSION, nullptr, nullptr)) {
+            g_dbus_connection_set_exit_on_close(connection, FALSE);
+            g_object_unref(connection);
+        }
         daemon_.terminate();
         daemon_.waitForFinished(3000);
     }
