@@ -8,9 +8,6 @@
 #include "MainThread.h"
 #include "SettingsKeys.h"
 
-#include <QLocale>
-#include <QTimeZone>
-
 RecordingManager::RecordingManager(Defaults& defaults, Clock& clock, QObject* parent)
     : QObject(parent), defaults_(defaults), clock_(clock) {
     connect(&files_.listing(), &RecordingsListing::changed, this,
