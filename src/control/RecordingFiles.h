@@ -63,13 +63,16 @@ public:
     void forgetCurrent() { set_.forgetCurrent(); }
     // Asks every recorder of the running recording to finish its file.
     void stopRecorders() const { set_.stopRecorders(); }
+    // While recording: every recorder finishes its file, and the last one
+    // done ends the recording (a quit waits for it).
     void finish();
+    // While recording: every recorder stops at once, and the recording ends
+    // as a full volume.
     void stopForSpace();
     // Follows the armed state: the in-recording check runs while recording.
     void followState();
     // Forgets the failure and the deletions on show.
     void clearNotices();
-    void recordFailure(RecordingFailure failure);
 
     const QSet<QString>& currentFilePaths() const { return set_.currentFilePaths(); }
     bool stoppingForSpace() const { return stoppingForSpace_; }
@@ -100,6 +103,7 @@ private:
     bool spaceRunsOut();
     void duringRecordingCheck();
     void enforceSizeLimit();
+    void recordFailure(RecordingFailure failure);
     void failureChanged();
 
     Defaults& defaults_;
