@@ -47,9 +47,8 @@ DeviceMenusSection::DeviceMenusSection(CaptureManager& captureManager, Defaults&
         cameraRows[index] = new QWidget(parent);
         auto* row = new QHBoxLayout(cameraRows[index]);
         row->setContentsMargins(0, 0, 0, 0);
-        row->addWidget(cameraMenus[index]);
+        row->addWidget(cameraMenus[index], 1);
         row->addWidget(networkCameraButtons_[index]);
-        row->addStretch();
     }
     //: Settings label
     form->addRow(tr("Camera:"), cameraRows[0]);
