@@ -51,6 +51,14 @@ void MeterRowView::clearLevel() {
     levelIndicator_->setValue(0);
 }
 
+double MeterRowView::level() const {
+    return levelIndicator_->value();
+}
+
+void MeterRowView::setLevel(double level) {
+    levelIndicator_->setValue(level);
+}
+
 void MeterRowView::showThreshold(double threshold) {
     levelIndicator_->setThreshold(std::max(threshold, 0.0));
 }

@@ -22,6 +22,9 @@ public:
     void addLevel(double level);
     // The device stopped: the meter falls to zero.
     void clearLevel();
+    // The level shown, and showing one as it is (no smoothing).
+    double level() const;
+    void setLevel(double level);
     // The threshold the meter marks; the slider is left where it is.
     void showThreshold(double threshold);
     // Puts the slider at this threshold without reporting a move.

@@ -10,6 +10,7 @@
 #include <QSignalBlocker>
 #include <QSlider>
 #include <QVBoxLayout>
+#include <algorithm>
 
 namespace {
 
@@ -101,6 +102,7 @@ void TriggerMetersView::readTriggers() {
 bool TriggerMetersView::showDevices(const std::optional<QString>& camera,
                                     const std::optional<QString>& secondCamera,
                                     const std::optional<QString>& microphone) {
+    followCameras();
     //: Popover, in place of the camera's name
     cameraRows_[0]->setDeviceName(camera.value_or(tr("No camera")));
     //: Popover, in place of the microphone's name
@@ -117,6 +119,24 @@ bool TriggerMetersView::showDevices(const std::optional<QString>& camera,
     secondRowShown_ = shown;
     cameraRows_[1]->setVisible(shown);
     return true;
+}
+
+// Each row's level goes with its camera to the camera's new row.
+void TriggerMetersView::followCameras() {
+    std::array<QString, 2> cameras;
+    std::array<double, 2> levels{};
+    for (int index = 0; index < 2; ++index) {
+        if (const std::shared_ptr<CaptureSource> camera = captureManager_.camera(index)) {
+            cameras[index] = camera->uniqueID();
+        }
+        levels[index] = cameraRows_[index]->level();
+    }
+    for (int index = 0; index < 2; ++index) {
+        const auto before = std::find(rowCameras_.begin(), rowCameras_.end(), cameras[index]);
+        const bool known = !cameras[index].isEmpty() && before != rowCameras_.end();
+        cameraRows_[index]->setLevel(known ? levels[before - rowCameras_.begin()] : 0);
+    }
+    rowCameras_ = cameras;
 }
 
 void TriggerMetersView::motionLevel(int index, double level) {

@@ -13,7 +13,9 @@ class QCheckBox;
 // per camera (the second camera's only while one runs) and the sound
 // checkbox over the microphone's meter. The checkboxes and sliders are the
 // trigger settings themselves: they show the stored ones and store the
-// user's moves. A camera's slider sets that camera's threshold.
+// user's moves. A camera's slider sets that camera's threshold. A camera's
+// meter goes with the camera: when the cameras change places its level moves
+// to its new row, and a camera new to a row starts from rest.
 class TriggerMetersView : public QWidget {
     Q_OBJECT
 public:
@@ -47,6 +49,7 @@ private:
     void readTriggers();
     void cameraThresholdMoved(int index, int value);
     void showCameraThreshold(int index);
+    void followCameras();
     double cameraThreshold(int index) const;
 
     Defaults& defaults_;
@@ -54,6 +57,8 @@ private:
     QCheckBox* motionTriggerCheckbox_ = nullptr;
     QCheckBox* audioTriggerCheckbox_ = nullptr;
     std::array<MeterRowView*, 2> cameraRows_{};
+    // The unique ID of the camera each row shows (empty: none).
+    std::array<QString, 2> rowCameras_;
     MeterRowView* soundRow_ = nullptr;
     bool secondRowShown_ = false;
 };

@@ -296,6 +296,39 @@ private Q_SLOTS:
         QCOMPARE(p.popover->height(), p.popover->sizeHint().height());
     }
 
+    // A motion row belongs to its camera: when the cameras change places, each
+    // row's name and level go with the camera, and a camera new to the
+    // popover starts from rest.
+    void aMotionRowFollowsItsCameraWhenTheCamerasChangePlaces() {
+        Popover p(true);
+        QVERIFY(p.popover->secondRowShown());
+        QCOMPARE(p.popover->motionDeviceLabel()->text(), QStringLiteral("Demo Camera"));
+        p.popover->motionLevel(0, 80);
+        p.popover->motionLevel(0, 80);
+        p.popover->motionLevel(1, 20);
+        QCOMPARE(p.popover->motionLevelIndicator()->value(), 60.0);
+        QCOMPARE(p.popover->secondMotionLevelIndicator()->value(), 10.0);
+
+        QSignalSpy configured(p.capture.get(), &CaptureManager::devicesConfigured);
+        p.defaults.set(secondCameraID, QStringLiteral("nelvo-demo-camera"));
+        p.capture->chooseCamera(QStringLiteral("cam-b"));
+        QVERIFY(configured.wait(patience));
+        QTRY_COMPARE_WITH_TIMEOUT(p.popover->motionDeviceLabel()->text(),
+                                  QStringLiteral("Garden Camera"), patience);
+        QCOMPARE(p.popover->secondMotionDeviceLabel()->text(), QStringLiteral("Demo Camera"));
+        QCOMPARE(p.popover->motionLevelIndicator()->value(), 10.0);
+        QCOMPARE(p.popover->secondMotionLevelIndicator()->value(), 60.0);
+
+        p.capture->chooseSecondCamera(QString());
+        QVERIFY(configured.wait(patience));
+        QTRY_VERIFY_WITH_TIMEOUT(!p.popover->secondRowShown(), patience);
+        p.capture->chooseSecondCamera(QStringLiteral("nelvo-demo-camera"));
+        QVERIFY(configured.wait(patience));
+        QTRY_VERIFY_WITH_TIMEOUT(p.popover->secondRowShown(), patience);
+        QCOMPARE(p.popover->secondMotionLevelIndicator()->value(), 0.0);
+        QCOMPARE(p.popover->motionLevelIndicator()->value(), 10.0);
+    }
+
     void oneCameraShowsNoSecondRow() {
         Popover p;
         p.show();
