@@ -1,6 +1,7 @@
 #include "NetworkCameraSource.h"
 
 #include "CameraPipelineSink.h"
+#include "NetworkCameraFacts.h"
 
 #include <gst/app/gstappsrc.h>
 
@@ -22,6 +23,29 @@ std::optional<GstClockTime> runningTime(GstSample* sample, GstClockTime time) {
     return GST_CLOCK_TIME_IS_VALID(running) ? std::optional(running) : std::nullopt;
 }
 
+// The NAL length size of an avc or hvc1 stream, from its codec data; 0 when
+// unknown.
+int nalLengthSize(GstCaps* caps, bool h265) {
+    const GstStructure* format = caps ? gst_caps_get_structure(caps, 0) : nullptr;
+    const GValue* value = format ? gst_structure_get_value(format, "codec_data") : nullptr;
+    GstBuffer* codecData =
+        value && G_VALUE_HOLDS(value, GST_TYPE_BUFFER) ? gst_value_get_buffer(value) : nullptr;
+    const gsize at = h265 ? 21 : 4;
+    guint8 byte = 0;
+    if (!codecData || gst_buffer_extract(codecData, at, &byte, 1) != 1) {
+        return 0;
+    }
+    return (byte & 3) + 1;
+}
+
+// After the decoder: only the pictures the motion measure wants go on.
+GstPadProbeReturn thinForMeasuring(GstPad*, GstPadProbeInfo* info, gpointer rate) {
+    GstBuffer* buffer = GST_PAD_PROBE_INFO_BUFFER(info);
+    const bool measured = static_cast<NetworkCameraMeasureRate*>(rate)->measure(
+        static_cast<std::int64_t>(GST_BUFFER_PTS(buffer)));
+    return measured ? GST_PAD_PROBE_OK : GST_PAD_PROBE_DROP;
+}
+
 }  // namespace
 
 NetworkCameraSource::NetworkCameraSource(NetworkCameraUrl url, NetworkCredentials credentials,
@@ -39,7 +63,10 @@ NetworkCameraSource::NetworkCameraSource(NetworkCameraUrl url, NetworkCredential
              [this] {
                  std::lock_guard guard(mutex_);
                  clock_.reset();
-             }}) {}
+                 measureRate_.reset();
+                 keyframes_.reset();
+             },
+             {}}) {}
 
 NetworkCameraSource::~NetworkCameraSource() {
     link_.stop();
@@ -77,10 +104,17 @@ GstHandle<GstElement> NetworkCameraSource::makeElement() {
         }),
         output.get(), GConnectFlags(0));
     auto pad = GstHandle<GstPad>::adopt(gst_element_get_static_pad(output.get(), "src"));
+    // An MJPEG camera's pictures are all encoded for the recorder.
+    if (url_.kind() == NetworkCameraUrl::Kind::rtsp) {
+        gst_pad_add_probe(
+            pad.get(), GST_PAD_PROBE_TYPE_BUFFER, &thinForMeasuring, new NetworkCameraMeasureRate,
+            [](gpointer rate) { delete static_cast<NetworkCameraMeasureRate*>(rate); });
+    }
     gst_element_add_pad(bin.get(), gst_ghost_pad_new("src", pad.get()));
     std::lock_guard guard(mutex_);
     feed_ = std::move(feed);
     feedCaps_.reset();
+    measureRate_.reset();
     return bin;
 }
 
@@ -138,13 +172,53 @@ void NetworkCameraSource::deliver(GstSample* sample) {
     GST_BUFFER_DTS(retimed) =
         dts && pts ? static_cast<GstClockTime>(clock_.sameOffset(static_cast<std::int64_t>(*dts)))
                    : mapped;
-    if (recorder_ && isPassedThrough(caps)) {
+    const bool passedThrough = isPassedThrough(caps);
+    if (passedThrough) {
+        noteKeyframe(retimed);
+    }
+    if (recorder_ && passedThrough) {
         recorder_->appendVideo(
             GstHandle<GstSample>::adopt(gst_sample_new(retimed, caps, nullptr, nullptr)));
     }
     if (!feedCaps_ || !gst_caps_is_equal(caps, feedCaps_.get())) {
         gst_app_src_set_caps(GST_APP_SRC(feed_.get()), caps);
         feedCaps_ = GstHandle<GstCaps>::ref(caps);
+        passedThrough_ = passedThrough;
+        const bool h265 = gst_structure_has_name(gst_caps_get_structure(caps, 0), "video/x-h265");
+        nalLengthSize_ = passedThrough_ ? nalLengthSize(caps, h265) : 0;
+        h265_ = h265;
     }
-    gst_app_src_push_buffer(GST_APP_SRC(feed_.get()), retimed);
+    if (decodes(retimed)) {
+        gst_app_src_push_buffer(GST_APP_SRC(feed_.get()), retimed);
+    } else {
+        gst_buffer_unref(retimed);
+    }
+}
+
+// Pre-roll starts at a keyframe, so Settings says when they are far apart.
+void NetworkCameraSource::noteKeyframe(GstBuffer* buffer) {
+    const std::optional<std::int64_t> spacing =
+        keyframes_.frame(static_cast<std::int64_t>(GST_BUFFER_PTS(buffer)),
+                         !GST_BUFFER_FLAG_IS_SET(buffer, GST_BUFFER_FLAG_DELTA_UNIT));
+    if (spacing) {
+        NetworkCameraFacts::shared().setKeyframeSpacing(uniqueID(), double(*spacing) / GST_SECOND);
+    }
+}
+
+// Whether the decoder is to get `buffer`. A picture the motion
+// measure does not want and that no other picture is decoded from is not
+// decoded at all.
+bool NetworkCameraSource::decodes(GstBuffer* buffer) {
+    if (!passedThrough_ || nalLengthSize_ == 0 ||
+        measureRate_.measure(static_cast<std::int64_t>(GST_BUFFER_PTS(buffer)))) {
+        return true;
+    }
+    bool disposable = false;
+    GstMapInfo map;
+    if (gst_buffer_map(buffer, &map, GST_MAP_READ)) {
+        disposable =
+            NetworkCameraMeasureRate::isDisposable(map.data, map.size, nalLengthSize_, h265_);
+        gst_buffer_unmap(buffer, &map);
+    }
+    return !disposable;
 }

@@ -1,7 +1,9 @@
 #pragma once
 
 #include "CaptureSource.h"
+#include "NetworkCameraKeyframes.h"
 #include "NetworkCameraLink.h"
+#include "NetworkCameraMeasureRate.h"
 #include "StreamClock.h"
 
 #include <memory>
@@ -32,6 +34,8 @@ public:
 
 private:
     void deliver(GstSample* sample);
+    bool decodes(GstBuffer* buffer);
+    void noteKeyframe(GstBuffer* buffer);
     std::optional<GstClockTime> sessionNow(GstElement* feed) const;
 
     const NetworkCameraUrl url_;
@@ -44,4 +48,9 @@ private:
     bool delivering_ = false;
     StreamClock clock_;
     GstHandle<GstCaps> feedCaps_;
+    bool passedThrough_ = false;
+    bool h265_ = false;
+    int nalLengthSize_ = 0;
+    NetworkCameraMeasureRate measureRate_;
+    NetworkCameraKeyframes keyframes_;
 };

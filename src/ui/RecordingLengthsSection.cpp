@@ -2,6 +2,7 @@
 
 #include "CaptureManager.h"
 #include "Defaults.h"
+#include "NetworkCameraFacts.h"
 #include "SettingsKeys.h"
 #include "SettingsLook.h"
 
@@ -9,6 +10,7 @@
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QLineEdit>
+#include <algorithm>
 #include <cmath>
 
 const NumberField RecordingLengthsSection::timeoutRange{SettingsKeys::timeoutValueInSeconds, 5, 0,
@@ -17,7 +19,7 @@ const NumberField RecordingLengthsSection::preRollRange{SettingsKeys::preRollSec
 
 RecordingLengthsSection::RecordingLengthsSection(Defaults& defaults, QFormLayout* form,
                                                  QWidget* parent)
-    : QObject(parent), defaults_(defaults) {
+    : QObject(parent), defaults_(defaults), form_(form) {
     timeoutField_ = NumberField::makeEdit(parent);
     preRollField_ = NumberField::makeEdit(parent);
     connect(timeoutField_, &QLineEdit::editingFinished, this,
@@ -32,6 +34,35 @@ RecordingLengthsSection::RecordingLengthsSection(Defaults& defaults, QFormLayout
     form->addRow(tr("Pre-roll:"),
                  SettingsLook::withUnit(preRollField_,
                                         tr("seconds before the trigger (at most 30)"), parent));
+    keyframeNote_ = SettingsLook::noteLabel(parent);
+    SettingsLook::setTextColour(keyframeNote_, SettingsLook::secondaryColour(parent));
+    form->addRow(QString(), keyframeNote_);
+    form->setRowVisible(keyframeNote_, false);
+    connect(&NetworkCameraFacts::shared(), &NetworkCameraFacts::changed, this,
+            &RecordingLengthsSection::updateKeyframeNote);
+    connect(&defaults_, &Defaults::changed, this, &RecordingLengthsSection::updateKeyframeNote);
+    updateKeyframeNote();
+}
+
+// The farthest apart keyframes of the chosen cameras, when over the limit.
+void RecordingLengthsSection::updateKeyframeNote() {
+    double spacing = 0;
+    for (const QString& key : {SettingsKeys::selectedCameraID, SettingsKeys::secondCameraID}) {
+        const std::optional<QString> camera = defaults_.string(key);
+        if (camera && !camera->isEmpty()) {
+            spacing = std::max(spacing,
+                               NetworkCameraFacts::shared().keyframeSpacing(*camera).value_or(0));
+        }
+    }
+    const bool far = spacing > farKeyframes;
+    if (far) {
+        const int seconds = std::max(3, static_cast<int>(std::lround(spacing)));
+        //: Note under the pre-roll; %1 is the camera's keyframe interval in whole seconds
+        keyframeNote_->setText(tr("This camera sends a full picture every %1 s, so recordings may "
+                                  "start up to %1 s earlier than asked.")
+                                   .arg(seconds));
+    }
+    form_->setRowVisible(keyframeNote_, far);
 }
 
 void RecordingLengthsSection::fill() {
