@@ -7,6 +7,7 @@
 #include <QSettings>
 #include <QStandardPaths>
 #include <QTextStream>
+#include <QUrl>
 
 namespace {
 
@@ -125,15 +126,31 @@ std::optional<Error> XdgAutostartLoginItemService::unregisterItem() {
     return std::nullopt;
 }
 
+// A network camera's user name and password never go into the entry (Nelvo
+// refuses them on its command line anyway); the credentials file's path does.
+static QString withoutUserInfo(const QString& address) {
+    QUrl url(address);
+    if (url.userInfo().isEmpty()) {
+        return address;
+    }
+    url.setUserInfo(QString());
+    return url.toString();
+}
+
 QStringList XdgAutostartLoginItemService::argumentsThatMatter(const QStringList& commandLine) {
     QStringList kept;
     for (qsizetype i = 1; i < commandLine.size(); ++i) {
         const QString& argument = commandLine.at(i);
         if (argument == u"--headless" || argument == u"--demo" ||
-            argument.startsWith(u"--camera-file=")) {
+            argument.startsWith(u"--camera-file=") || argument.startsWith(u"--credentials-file=")) {
             kept.append(argument);
-        } else if (argument == u"--camera-file" && i + 1 < commandLine.size()) {
+        } else if (argument.startsWith(u"--camera-url=")) {
+            kept.append(QStringLiteral("--camera-url=") + withoutUserInfo(argument.mid(13)));
+        } else if ((argument == u"--camera-file" || argument == u"--credentials-file") &&
+                   i + 1 < commandLine.size()) {
             kept.append({argument, commandLine.at(++i)});
+        } else if (argument == u"--camera-url" && i + 1 < commandLine.size()) {
+            kept.append({argument, withoutUserInfo(commandLine.at(++i))});
         }
     }
     return kept;
