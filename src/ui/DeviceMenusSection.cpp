@@ -177,6 +177,16 @@ NetworkCameraSheet* DeviceMenusSection::openNetworkCameraSheet(int index) {
         }
         rebuild();
     });
+    connect(sheet, &NetworkCameraSheet::removed, this, [this](const QString& uniqueID) {
+        // The choice goes with the camera, so its pipeline takes a camera present.
+        for (const QString& key : {SettingsKeys::selectedCameraID, SettingsKeys::secondCameraID}) {
+            if (defaults_.string(key) == uniqueID) {
+                defaults_.remove(key);
+            }
+        }
+        captureManager_.reconfigure();
+        rebuild();
+    });
     sheet->open();
     return sheet;
 }

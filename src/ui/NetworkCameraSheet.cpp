@@ -35,6 +35,9 @@ NetworkCameraSheet::NetworkCameraSheet(Defaults& defaults, const QString& unique
     setWindowModality(Qt::WindowModal);
     buildLayout();
     if (const auto saved = SavedNetworkCameras::find(defaults_, editedID_)) {
+        //: Button that forgets a saved network camera
+        removeButton_ = buttons_->addButton(tr("Remove Camera"), QDialogButtonBox::DestructiveRole);
+        connect(removeButton_, &QPushButton::clicked, this, [this] { remove(); });
         nameField_->setText(saved->name);
         addressField_->setText(saved->address);
         addressEdited(saved->address);
@@ -274,6 +277,13 @@ void NetworkCameraSheet::keepInSettings() {
     }
     Q_EMIT saved(url->uniqueID());
     accept();
+}
+
+void NetworkCameraSheet::remove() {
+    SavedNetworkCameras::remove(defaults_, editedID_);
+    worker_->async([old = editedID_] { SecretStore::remove(old); });
+    Q_EMIT removed(editedID_);
+    reject();
 }
 
 void NetworkCameraSheet::updateButtons() {

@@ -19,7 +19,8 @@ class QPushButton;
 // why it cannot be watched. A user name and password typed or pasted into
 // the address move into their own fields at once. Saving keeps the camera
 // in the settings and its credentials in the secret service only; without a
-// secret service it offers to keep the camera without them. Connecting and
+// secret service it offers to keep the camera without them; a saved camera
+// can be removed. Connecting and
 // every secret-service call run off the GUI thread.
 class NetworkCameraSheet : public QDialog {
     Q_OBJECT
@@ -34,6 +35,8 @@ public:
     QLineEdit* passwordField() const { return passwordField_; }
     QPushButton* testButton() const { return testButton_; }
     QPushButton* saveButton() const { return saveButton_; }
+    // Only when editing a saved camera.
+    QPushButton* removeButton() const { return removeButton_; }
     QLabel* pictureLabel() const { return pictureLabel_; }
     QLabel* testResultLabel() const { return testResult_; }
     QLabel* secretNote() const { return secretNote_; }
@@ -46,6 +49,8 @@ Q_SIGNALS:
     void tested();
     // The camera is in the settings under this ID (the sheet then closes).
     void saved(const QString& uniqueID);
+    // The edited camera is no longer saved (the sheet then closes).
+    void removed(const QString& uniqueID);
 
 private:
     void buildLayout();
@@ -55,6 +60,7 @@ private:
     void save();
     void stored(SecretStore::Outcome outcome);
     void keepInSettings();
+    void remove();
     void updateButtons();
     void showSecretServiceState();
     // Runs `work` off the GUI thread and `then` back on it, while the sheet lives.
@@ -77,6 +83,7 @@ private:
     QLabel* secretNote_ = nullptr;
     QDialogButtonBox* buttons_ = nullptr;
     QPushButton* saveButton_ = nullptr;
+    QPushButton* removeButton_ = nullptr;
 
     // Outlives the sheet by what it still has to do (see the destructor).
     std::unique_ptr<SerialQueue> worker_ = std::make_unique<SerialQueue>("NetworkCameraSheet");

@@ -239,6 +239,9 @@ private Q_SLOTS:
         QVERIFY(stored);
         QCOMPARE(stored->user, QStringLiteral("garden"));
         QCOMPARE(stored->password, RtspTestCamera::password());
+        defaults.flush();
+        QVERIFY(settingsText().contains(QStringLiteral("Garden Gate")));
+        QVERIFY(!settingsText().contains(RtspTestCamera::password()));
         const auto kept = SavedNetworkCameras::find(defaults, id);
         QVERIFY(kept);
         QCOMPARE(kept->name, QStringLiteral("Garden Gate"));
@@ -250,10 +253,19 @@ private Q_SLOTS:
         QTRY_VERIFY((again = window.findChild<NetworkCameraSheet*>()) && again->isVisible());
         QCOMPARE(again->nameField()->text(), QStringLiteral("Garden Gate"));
         QTRY_COMPARE(again->passwordField()->text(), RtspTestCamera::password());
-        again->reject();
+        QVERIFY(!settingsText().contains(RtspTestCamera::password()));
+
+        // Removed, it goes from the settings, the secret service and the
+        // capture, which takes the camera left.
+        QVERIFY(again->removeButton());
+        QTest::mouseClick(again->removeButton(), Qt::LeftButton);
+        QVERIFY(!SavedNetworkCameras::find(defaults, id));
+        QTRY_VERIFY_WITH_TIMEOUT(manager.camera(0) && manager.camera(0)->uniqueID() == "v4l:desk",
+                                 patience);
+        QTRY_VERIFY_WITH_TIMEOUT(!SecretStore::lookup(id), patience);
+        QTRY_COMPARE(section.cameraSelectPopup()->findText(QStringLiteral("Garden Gate")), -1);
 
         defaults.flush();
-        QVERIFY(settingsText().contains(QStringLiteral("Garden Gate")));
         QVERIFY(!settingsText().contains(RtspTestCamera::password()));
         QVERIFY(!settingsText().contains(QStringLiteral("garden:")));
     }
