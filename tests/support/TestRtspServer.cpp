@@ -56,6 +56,7 @@ bool readCredentials(const std::string& path, std::string& user, std::string& pa
 }
 
 GstElement* scene = nullptr;  // the picture's source, once a client asked for it
+std::string stillPattern = "colors";
 
 // Drops the share of packets asked for, as a lossy network would.
 GstPadProbeReturn dropSome(GstPad*, GstPadProbeInfo* info, gpointer) {
@@ -92,7 +93,7 @@ void onMediaConfigure(GstRTSPMediaFactory*, GstRTSPMedia* media, gpointer) {
 
 gboolean standStill(gpointer) {
     if (scene) {
-        gst_util_set_object_arg(G_OBJECT(scene), "pattern", "colors");
+        gst_util_set_object_arg(G_OBJECT(scene), "pattern", stillPattern.c_str());
     }
     return G_SOURCE_REMOVE;
 }
@@ -118,7 +119,7 @@ std::string launchLine(const Options& o) {
                    std::to_string(o.keyInterval) + " bitrate=" + std::to_string(o.bitrate) +
                    " ! h264parse ! rtph264pay name=pay0 pt=96 "
                    "config-interval=-1";
-    return "( videotestsrc name=scene is-live=true pattern=colors motion=wavy ! "
+    return "( videotestsrc name=scene is-live=true pattern=" + o.scene + " motion=wavy ! "
            "video/x-raw,width=" +
            std::to_string(o.width) + ",height=" + std::to_string(o.height) +
            ",framerate=" + std::to_string(o.fps) + "/1 ! " + encoder +
@@ -156,6 +157,7 @@ int main(int argc, char** argv) {
             o.bitrate = std::atoi(value.c_str());
         } else if (key == "--scene") {
             o.scene = value;
+            stillPattern = value;
         } else if (key == "--loss") {
             o.lossPercent = std::atoi(value.c_str());
         } else {
