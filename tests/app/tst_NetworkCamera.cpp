@@ -194,6 +194,16 @@ std::optional<int> firstDarkFrame(const QString& movie) {
     return std::nullopt;
 }
 
+// Waits until `ms` have passed since `line` was read from a run launched
+// when `launched` started; returns at once when they have.
+void waitSince(const NelvoRun& nelvo, const QString& line, qint64 ms,
+               const QElapsedTimer& launched) {
+    const qint64 left = nelvo.timeOf(line) + ms - launched.elapsed();
+    if (left > 0) {
+        QTest::qWait(static_cast<int>(left));
+    }
+}
+
 // Every command line running now, as `ps` shows them.
 QString processList() {
     QProcess ps;
@@ -223,19 +233,24 @@ class tst_NetworkCamera : public QObject {
         writeSettings(environment, "[General]\ntimeoutValueInSeconds=2\npreRollSeconds=2\n");
         RtspCamera camera(environment, serverArguments);
         QVERIFY(camera.port() > 0);
-        const QByteArray parameterSets = camera.parameterSets();
-        QVERIFY(!parameterSets.isEmpty());
 
         NelvoRun nelvo({"--headless", "--camera-url", camera.url(), "--credentials-file",
                         camera.credentialsFile(), "--arm"});
+        QElapsedTimer launched;
+        launched.start();
         QVERIFY(nelvo.startedOK());
-        QCOMPARE(nelvo.waitForLine(camera.name() + QStringLiteral(" connected"), 30000),
-                 camera.name() + QStringLiteral(" connected: H.264 1280x720"));
+        // Read while Nelvo counts down to armed.
+        const QByteArray parameterSets = camera.parameterSets();
+        QVERIFY(!parameterSets.isEmpty());
+        const QString connected =
+            nelvo.waitForLine(camera.name() + QStringLiteral(" connected"), 30000);
+        QCOMPARE(connected, camera.name() + QStringLiteral(" connected: H.264 1280x720"));
         QVERIFY2(!nelvo.waitForLine(QStringLiteral("State: armed"), 30000).isEmpty(),
                  qPrintable(nelvo.log()));
         checkNoPasswordAnywhere(environment, nelvo);
-        // The ring holds the pre-roll and a keyframe before it by now.
-        QTest::qWait(4000);
+        // The ring holds the pre-roll and a keyframe before it 4 s after the
+        // camera connected (usually long before the countdown ends).
+        waitSince(nelvo, connected, 4000, launched);
         camera.move();
         const QString finished = nelvo.waitForLine(QStringLiteral("Finished "), 40000);
         QVERIFY2(!finished.isEmpty(), qPrintable(nelvo.log()));
@@ -298,10 +313,15 @@ private Q_SLOTS:
         RtspCamera camera(environment, {"--protocols", "tcp"});
         QVERIFY(camera.port() > 0);
         NelvoRun nelvo({"--headless", "--camera-url", camera.url(), "--arm"});
+        QElapsedTimer launched;
+        launched.start();
         QVERIFY(nelvo.startedOK());
+        const QString connected =
+            nelvo.waitForLine(camera.name() + QStringLiteral(" connected"), 40000);
         QVERIFY2(!nelvo.waitForLine(QStringLiteral("State: armed"), 40000).isEmpty(),
                  qPrintable(nelvo.log()));
-        QTest::qWait(3000);
+        // The pre-roll and a keyframe (1.5 s apart) before it are in the ring.
+        waitSince(nelvo, connected, 3000, launched);
         camera.move();
         QVERIFY2(!nelvo.waitForLine(QStringLiteral("Recording to "), 20000).isEmpty(),
                  qPrintable(nelvo.log()));
@@ -316,9 +336,10 @@ private Q_SLOTS:
         // It comes back with another size, and is taken as it is.
         camera.setArguments({"--protocols", "tcp", "--size", "640x360"});
         QVERIFY(camera.start(port));
-        QCOMPARE(nelvo.waitForLine(camera.name() + QStringLiteral(" connected"), 70000, 1),
-                 camera.name() + QStringLiteral(" connected: H.264 640x360"));
-        QTest::qWait(3000);
+        const QString reconnected =
+            nelvo.waitForLine(camera.name() + QStringLiteral(" connected"), 70000, 1);
+        QCOMPARE(reconnected, camera.name() + QStringLiteral(" connected: H.264 640x360"));
+        waitSince(nelvo, reconnected, 3000, launched);
         camera.move();
         QVERIFY2(!nelvo.waitForLine(QStringLiteral("Finished "), 40000, 1).isEmpty(),
                  qPrintable(nelvo.log()));
@@ -342,51 +363,66 @@ private Q_SLOTS:
     }
 
     // A camera that cannot be watched gets its plain reason in the log, and
-    // Nelvo keeps running and trying.
-    void saysWhyACameraCannotBeWatched_data() {
-        QTest::addColumn<QStringList>("server");
-        QTest::addColumn<QString>("path");
-        QTest::addColumn<QByteArray>("password");
-        QTest::addColumn<bool>("refusedPort");
-        QTest::addColumn<QString>("reason");
-        QTest::newRow("wrong password, digest")
-            << QStringList{"--auth", "digest"} << "/cam" << QByteArray("wrong") << false
-            << "The camera refused the user name or password.";
-        QTest::newRow("wrong password, basic")
-            << QStringList{"--auth", "basic"} << "/cam" << QByteArray("wrong") << false
-            << "The camera refused the user name or password.";
-        QTest::newRow("wrong path") << QStringList{} << "/nothing" << QByteArray() << false
-                                    << "The camera has no stream at that address.";
-        QTest::newRow("refused port") << QStringList{} << "/cam" << QByteArray() << true
-                                      << "Nothing answered at that address.";
-    }
+    // Nelvo keeps running and trying. The four cameras are tried at once.
     void saysWhyACameraCannotBeWatched() {
-        QFETCH(QStringList, server);
-        QFETCH(QString, path);
-        QFETCH(QByteArray, password);
-        QFETCH(bool, refusedPort);
-        QFETCH(QString, reason);
-        TestEnvironment environment;
-        RtspCamera camera(environment, server);
-        QVERIFY(camera.port() > 0);
-        if (refusedPort) {
-            camera.kill();
+        struct Case {
+            QStringList server;
+            QString path;
+            QByteArray password;
+            bool refusedPort;
+            QString reason;
+        };
+        const QList<Case> cases{
+            {{"--auth", "digest"},
+             "/cam",
+             "wrong",
+             false,
+             "The camera refused the user name or password."},
+            {{"--auth", "basic"},
+             "/cam",
+             "wrong",
+             false,
+             "The camera refused the user name or password."},
+            {{}, "/nothing", {}, false, "The camera has no stream at that address."},
+            {{}, "/cam", {}, true, "Nothing answered at that address."},
+        };
+        std::vector<std::unique_ptr<TestEnvironment>> environments;
+        std::vector<std::unique_ptr<RtspCamera>> cameras;
+        std::vector<std::unique_ptr<NelvoRun>> runs;
+        for (const Case& c : cases) {
+            environments.push_back(std::make_unique<TestEnvironment>());
+            const TestEnvironment& environment = *environments.back();
+            cameras.push_back(std::make_unique<RtspCamera>(environment, c.server));
+            RtspCamera& camera = *cameras.back();
+            QVERIFY(camera.port() > 0);
+            if (c.refusedPort) {
+                camera.kill();
+            }
+            QStringList arguments{"--headless", "--camera-url", camera.url(c.path), "--arm"};
+            if (!c.password.isEmpty()) {
+                const QString file = environment.home() + QStringLiteral("/wrong-credentials");
+                writePrivateFile(file, "user=garden\npassword=" + c.password + '\n');
+                arguments << "--credentials-file" << file;
+            }
+            // Each run keeps to its own home and settings.
+            runs.push_back(std::make_unique<NelvoRun>(arguments));
+            QVERIFY(runs.back()->startedOK());
         }
-        QStringList arguments{"--headless", "--camera-url", camera.url(path), "--arm"};
-        if (!password.isEmpty()) {
-            const QString file = environment.home() + QStringLiteral("/wrong-credentials");
-            writePrivateFile(file, "user=garden\npassword=" + password + '\n');
-            arguments << "--credentials-file" << file;
+        for (qsizetype i = 0; i < cases.size(); ++i) {
+            const QString name = cameras.at(i)->name();
+            const QString line = runs.at(i)->waitForLine(name + QStringLiteral(": "), 30000);
+            QCOMPARE(line,
+                     QStringLiteral("%1: %2 Trying again in 1 s.").arg(name, cases.at(i).reason));
         }
-        NelvoRun nelvo(arguments);
-        QVERIFY(nelvo.startedOK());
-        const QString line = nelvo.waitForLine(camera.name() + QStringLiteral(": "), 30000);
-        QCOMPARE(line, QStringLiteral("%1: %2 Trying again in 1 s.").arg(camera.name(), reason));
-        QVERIFY(nelvo.waitForLine(camera.name() + QStringLiteral(" connected"), 3000).isEmpty());
-        QCOMPARE(nelvo.process().state(), QProcess::Running);
-        nelvo.signal(SIGTERM);
-        QVERIFY(nelvo.waitForExit(25000));
-        QCOMPARE(nelvo.process().exitCode(), 0);
+        for (qsizetype i = 0; i < cases.size(); ++i) {
+            NelvoRun& nelvo = *runs.at(i);
+            QVERIFY(nelvo.waitForLine(cameras.at(i)->name() + QStringLiteral(" connected"), 3000)
+                        .isEmpty());
+            QCOMPARE(nelvo.process().state(), QProcess::Running);
+            nelvo.signal(SIGTERM);
+            QVERIFY(nelvo.waitForExit(25000));
+            QCOMPARE(nelvo.process().exitCode(), 0);
+        }
     }
 
     // A password on the command line would be seen by every user of the
