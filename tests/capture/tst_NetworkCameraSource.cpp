@@ -4,6 +4,7 @@
 #include "CameraPipeline.h"
 #include "Defaults.h"
 #include "MjpegServer.h"
+#include "NetworkCameraFacts.h"
 #include "NetworkCameraSource.h"
 #include "SettingsKeys.h"
 #include "StdoutCapture.h"
@@ -96,11 +97,17 @@ private Q_SLOTS:
         const int port = QString::fromUtf8(server.readLine()).trimmed().section(u' ', 2).toInt();
         QVERIFY(port > 0);
 
-        auto p = pipeline(camera(QStringLiteral("rtsp://127.0.0.1:%1/cam").arg(port)));
+        const auto source = camera(QStringLiteral("rtsp://127.0.0.1:%1/cam").arg(port));
+        auto p = pipeline(source);
         QVERIFY(p->configure());
         p->startRunning();
         const double rate = measuredPerSecond(5);
         qInfo("RTSP H.264 1280x720 30 fps: %.1f measurements a second", rate);
+        // Its keyframes, every 30 frames, are 1 s apart, as Settings is told.
+        const std::optional<double> spacing =
+            NetworkCameraFacts::shared().keyframeSpacing(source->uniqueID());
+        QVERIFY(spacing);
+        QVERIFY2(std::abs(*spacing - 1.0) < 0.1, qPrintable(QString::number(*spacing)));
         QVERIFY2(rate >= 10.0, qPrintable(QString::number(rate)));
         p->stopRunning();
         server.kill();
