@@ -35,8 +35,8 @@ public:
     // noise, sum to more than their noise by `areaMargin` / sqrt(points) of it
     // (the sum's spread falls with the square root of the points it adds).
     static constexpr double areaMultiple = 1.5;
-    static constexpr int areaCap = 6;
-    static constexpr double areaMargin = 4.0;
+    static constexpr int areaCap = 4;
+    static constexpr double areaMargin = 5.0;
 
     // Where a point's blurred change (scaled by 2^20, as `BlurredGrid`) counts
     // as moved: above `upper` or below `lower`, per grid point.
