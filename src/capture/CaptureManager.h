@@ -1,21 +1,21 @@
 #pragma once
 
 #include "CameraPipeline.h"
-#include "CaptureDevices.h"
-#include "CaptureManagerActivityDelegate.h"
 #include "CaptureManagerPreviewDelegate.h"
-#include "CaptureManagerRecordingController.h"
-#include "CaptureManagerSettingsDelegate.h"
-#include "DeviceChoice.h"
+#include "DeviceFollower.h"
+#include "DevicesInUse.h"
+#include "MeasurementHandOff.h"
 #include "MotionHealth.h"
+#include "PipelineEvents.h"
 #include "PreRollRecorder.h"
+#include "PreviewHandOff.h"
 #include "RecorderSink.h"
+#include "RecordingTrigger.h"
 #include "RestartBackOff.h"
 #include "SerialQueue.h"
 #include "SessionSetupResult.h"
 #include "SoundMeter.h"
 
-#include <QDateTime>
 #include <QObject>
 #include <QSize>
 #include <array>
@@ -23,7 +23,6 @@
 #include <chrono>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <optional>
 
 class Clock;
@@ -41,14 +40,12 @@ class Timer;
 // health bookkeeping run on the main thread; device configuration, device
 // events and session start/stop on "SessionQueue"; measurements arrive on each pipeline's
 // "DetectionQueue".
-class CaptureManager : public QObject, private CaptureDevicesListener {
+class CaptureManager : public QObject, private DeviceFollowerOwner, private CameraPipelineDelegate {
     Q_OBJECT
 public:
     static constexpr int pipelineCount = MotionHealth::pipelineCount;
     static constexpr std::chrono::milliseconds pendingStopDelay{200};
-    static constexpr int maximumTimeoutSeconds = 600;
-    // How often a microphone lost with its sound server is tried again.
-    static constexpr std::chrono::milliseconds microphoneRetry{1000};
+    static constexpr int maximumTimeoutSeconds = RecordingTrigger::maximumTimeoutSeconds;
 
     CaptureManager(Defaults& defaults, Clock& clock, CaptureManagerRecordingController& controller,
                    std::unique_ptr<CaptureDevices> devices, QObject* parent = nullptr);
@@ -69,11 +66,26 @@ public:
     void setUp();
 
     // Device choices (settings, popover).
-    void chooseCamera(const std::optional<QString>& uniqueID);
-    void chooseSecondCamera(const std::optional<QString>& uniqueID);
-    void chooseMicrophone(const QString& uniqueID);
-    void chooseNoMicrophone();
-    void followSystemInput();
+    void chooseCamera(const std::optional<QString>& uniqueID) {
+        follower_.chooseCamera(uniqueID);
+        reconfigure();
+    }
+    void chooseSecondCamera(const std::optional<QString>& uniqueID) {
+        follower_.chooseSecondCamera(uniqueID);
+        reconfigure();
+    }
+    void chooseMicrophone(const QString& uniqueID) {
+        follower_.chooseMicrophone(uniqueID);
+        reconfigure();
+    }
+    void chooseNoMicrophone() {
+        follower_.chooseNoMicrophone();
+        reconfigure();
+    }
+    void followSystemInput() {
+        follower_.followSystemInput();
+        reconfigure();
+    }
     void reconfigure();
     // Tells the settings delegate the cameras and microphones present now.
     void listDevices();
@@ -86,10 +98,10 @@ public:
     void setPreviewOpen(bool open);
 
     // A trigger from motion or sound; any thread.
-    void trigger();
+    void trigger() { trigger_.trigger(); }
     // A test recording is wanted (acts only while armed).
-    void recordTest();
-    bool framesReady() const;
+    void recordTest() { trigger_.recordTest(); }
+    bool framesReady() const { return trigger_.framesReady(); }
 
     // Observable state (main thread).
     bool capturing() const { return capturing_; }
@@ -97,15 +109,15 @@ public:
     bool previewOpen() const { return previewOpen_; }
     SessionSetupResult setupResult() const { return setupResult_.load(); }
     std::optional<QSize> aspectRatio() const { return aspectRatio_; }
-    bool stopPending() const;
+    bool stopPending() const { return trigger_.stopPending(); }
     bool captureStopPending() const;
-    bool testWaitsForFrames() const { return testWaitsForFrames_; }
-    std::int64_t framesSeen(int index) const { return framesSeen_[index]; }
+    bool testWaitsForFrames() const { return trigger_.testWaitsForFrames(); }
+    std::int64_t framesSeen(int index) const { return trigger_.framesSeen(index); }
     bool motionStopped(int index) const { return motionHealth_.stopped(index); }
     // The devices in use, as last configured.
-    std::shared_ptr<CaptureSource> camera(int index) const { return inUse_[index].camera; }
-    std::shared_ptr<CaptureSource> microphone() const { return inUse_[0].microphone; }
-    bool sessionRunning(int index) const { return inUse_[index].running; }
+    std::shared_ptr<CaptureSource> camera(int index) const { return inUse_.pipeline(index).camera; }
+    std::shared_ptr<CaptureSource> microphone() const { return inUse_.pipeline(0).microphone; }
+    bool sessionRunning(int index) const { return inUse_.pipeline(index).running; }
 
     // Whether any pipeline's recorder has a movie open (asks each recorder's queue).
     bool anyMovieOpen() const;
@@ -125,52 +137,40 @@ Q_SIGNALS:
     void soundLevelReported(double level);
 
 private:
-    class PipelineEvents;
-    struct InUse {
-        std::shared_ptr<CaptureSource> camera;
-        std::shared_ptr<CaptureSource> microphone;
-        bool running = false;
-    };
-
-    // CaptureDevicesListener, on the session queue.
-    void deviceConnected(const std::shared_ptr<CaptureSource>& device, DeviceKind kind) override;
-    void deviceDisconnected(const std::shared_ptr<CaptureSource>& device, DeviceKind kind) override;
-    void defaultInputChanged() override;
+    // DeviceFollowerOwner, on the session queue.
+    DeviceSet devicesInUse() const override;
+    void configureWith(const DeviceSet& devices) override { configureWith(devices, false); }
+    bool captureRefused() const override {
+        return setupResult_ == SessionSetupResult::notAuthorized;
+    }
+    void tryCaptureAgain(const DeviceSet& devices) override;
+    void devicesListed() override;
+    void microphoneLost() override { publishDevices(); }
 
     // Session queue.
     void configureWithChoices();
-    void configureWith(const DeviceSet& devices, bool rebuild = false);
-    DeviceSet devicesInUse() const;
-    void apply(const DeviceChange& change);
+    void configureWith(const DeviceSet& devices, bool rebuild);
     void startSessions();
     void stopSessions();
     void restartSessions();
-    void tryCaptureAgain(const DeviceSet& devices);
-    void awaitMicrophone(const std::shared_ptr<CaptureSource>& lost);
     void publishDevices();
-    void publishDeviceLists();
-    std::vector<CaptureManagerSettingsDelegate::Device> listed(DeviceKind kind) const;
 
     // Main thread.
     void updateCapture();
     void startCapture();
     void stopCapture();
-    void triggerNow();
-    void startRecording();
-    void scheduleStop();
     void motionMeasuredOnMain(int index, std::int64_t count, double level, double peak);
-    void previewImageOnMain(int index);
     void stopMeter();
     void scheduleRestart(int index);
     void restartAfterBackOff();
 
-    // From the pipelines.
-    void motionMeasured(int index, double level, bool triggered);
-    void sessionError(int index, const std::optional<Error>& error);
-    void microphoneError(const std::optional<Error>& error);
-    void previewImageReady(int index, const PreviewFrame& frame);
+    // CameraPipelineDelegate, through PipelineEvents, on the capture threads.
+    int indexOf(const CameraPipeline& pipeline) const;
+    void motionMeasured(CameraPipeline& pipeline, double level, bool triggered) override;
+    void sessionError(CameraPipeline& pipeline, std::optional<Error> error) override;
+    void microphoneError(CameraPipeline& pipeline, std::optional<Error> error) override;
+    void previewImage(CameraPipeline& pipeline, const PreviewFrame& frame) override;
 
-    Defaults& defaults_;
     Clock& clock_;
     CaptureManagerRecordingController& controller_;
     CaptureManagerPreviewDelegate* previewDelegate_ = nullptr;
@@ -184,21 +184,21 @@ private:
     std::array<std::unique_ptr<CameraPipeline>, pipelineCount> pipelines_;
     std::shared_ptr<PipelineEvents> pipelineEvents_;
     std::unique_ptr<CaptureDevices> devices_;
-    // Read on the session queue.
-    DeviceChoice choice_;
+    // On the session queue.
+    DeviceFollower follower_;
 
     // Main thread.
-    std::unique_ptr<Timer> stopTecordingTask_;  // the pending stop of the current recording
     bool capturing_ = false;
     std::unique_ptr<Timer> pendingStop_;
+    DevicesInUse inUse_;
     std::atomic<SessionSetupResult> setupResult_{SessionSetupResult::success};
     bool popoverOpen_ = false;
     bool previewOpen_ = false;
     MotionHealth motionHealth_;
-    std::array<std::int64_t, pipelineCount> framesSeen_{};
-    bool testWaitsForFrames_ = false;
-    std::array<InUse, pipelineCount> inUse_;
-    bool configuredOnce_ = false;
+    RecordingTrigger trigger_;
+    // From the capture threads.
+    PreviewHandOff previews_;
+    MeasurementHandOff measurements_;
     bool wasUnarmed_ = true;  // a change from unarmed is an arming
     std::array<RestartBackOff, pipelineCount> restartBackOffs_;
     std::unique_ptr<Timer> restartTask_;  // the restart waiting out its back-off
@@ -207,26 +207,6 @@ private:
     // Session queue.
     bool sessionsWanted_ = false;
     std::array<bool, pipelineCount> configured_{};
-    // The first pipeline's microphone failed; its session runs on without it.
-    bool microphoneLost_ = false;
-
-    // Hand-offs from the capture threads, coalesced so that a measurement
-    // costs no allocation: the main thread takes what piled up since its last turn.
-    std::array<std::atomic<std::int64_t>, pipelineCount> measuredSinceLast_{};
-    std::array<std::atomic<double>, pipelineCount> lastLevel_{};
-    // The highest of them, for observers of the levels that keep peaks.
-    std::array<std::atomic<double>, pipelineCount> peakSinceLast_{};
-    std::array<std::atomic<bool>, pipelineCount> measurementPosted_{};
-    std::atomic<bool> triggerPosted_{false};
-    // The newest preview frame of each pipeline: a newer one replaces one the
-    // main thread has not taken yet, so frames never queue up (and never hold
-    // more than one of the camera's buffers each).
-    struct PreviewSlot {
-        std::mutex mutex;
-        PreviewFrame frame;
-        std::atomic<bool> posted{false};
-    };
-    std::array<PreviewSlot, pipelineCount> previewSlots_;
 
     // Reads the first pipeline's microphone: declared after the pipelines, so gone before them.
     std::unique_ptr<SoundMeter> meter_;
