@@ -98,6 +98,7 @@ void RecordingFiles::fileFinished(const QString& filePath, const std::optional<E
             onFileDone(filePath, error);
         }
     }
+    fileOutputManager_->recordingFinished(filePath);
     listing_.refresh();
     const RecordingSet::Finish finish = set_.finished(filePath);
     const bool recordingEnded = isRecording() && finish.currentEmptied;

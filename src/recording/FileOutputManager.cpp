@@ -46,11 +46,6 @@ QString joinedPath(const QString& folder, const QString& name) {
     return folder.endsWith(u'/') ? folder + name : folder + u'/' + name;
 }
 
-bool itemExists(const QString& path) {
-    struct stat st {};
-    return lstat(QFile::encodeName(path).constData(), &st) == 0;
-}
-
 // A name read from the folder, or nothing when its bytes are not UTF-8 text
 // (such a file could not be addressed again through its decoded name).
 std::optional<QString> decodedName(const char* bytes) {
@@ -275,12 +270,12 @@ bool FileOutputManager::adoptFolder(const QString& folderPath) {
 
 void FileOutputManager::setFolder(const QString& folderPath) {
     nelvoPath_ = folderPath;
-    issuedPaths_.clear();
+    issued_.clear();
     ensureFolder();
 }
 
 void FileOutputManager::ensureFolder() {
-    if (itemExists(nelvoPath_)) {
+    if (IssuedNames::itemExists(nelvoPath_)) {
         return;
     }
     const QString folder = QDir::cleanPath(nelvoPath_);
@@ -324,16 +319,12 @@ QString FileOutputManager::newRecordingURL(const std::optional<QString>& camera,
                                            const QDateTime& start) {
     const QString base = recordingName(start, camera, microphone);
     QString candidate = joinedPath(nelvoPath_, base + QStringLiteral(".mov"));
-    for (qint64 n = 2; isTaken(candidate); ++n) {
+    for (qint64 n = 2; issued_.isTaken(candidate); ++n) {
         candidate =
             joinedPath(nelvoPath_, base + u' ' + QString::number(n) + QStringLiteral(".mov"));
     }
-    issuedPaths_.insert(candidate);
+    issued_.issue(candidate);
     return candidate;
-}
-
-bool FileOutputManager::isTaken(const QString& path) const {
-    return issuedPaths_.contains(path) || itemExists(path);
 }
 
 QString FileOutputManager::recordingName(const QDateTime& start,

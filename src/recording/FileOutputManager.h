@@ -1,11 +1,11 @@
 #pragma once
 
 #include "Error.h"
+#include "IssuedNames.h"
 #include "Recording.h"
 
 #include <QDateTime>
 #include <QList>
-#include <QSet>
 #include <QString>
 #include <optional>
 
@@ -30,7 +30,7 @@ public:
     explicit FileOutputManager(QString folderPath);
 
     const QString& nelvoPath() const { return nelvoPath_; }
-    const QSet<QString>& issuedPaths() const { return issuedPaths_; }
+    const QSet<QString>& issuedPaths() const { return issued_.paths(); }
 
     // Takes up the folder when it differs from the one in use (compared in
     // cleaned form); true when something changed.
@@ -43,9 +43,11 @@ public:
     void ensureFolder();
 
     // The path for a new movie: named after the start time and the devices,
-    // never issued before for this folder and not taken by any item.
+    // not taken by any item and not issued for a file that is yet to appear.
     QString newRecordingURL(const std::optional<QString>& camera,
                             const std::optional<QString>& microphone, const QDateTime& start);
+    // Lets go of a path issued once its recording finished.
+    void recordingFinished(const QString& path) { issued_.finished(path); }
 
     // "yyyy-MM-dd HH.mm.ss - {camera} + {microphone}" in local time, without
     // uniqueness suffix or extension, at most nameByteLimit UTF-8 bytes.
@@ -84,8 +86,7 @@ public:
 
 private:
     static std::optional<QDateTime> startDateOf(QStringView fileName, LocalTimes* localTimes);
-    bool isTaken(const QString& path) const;
 
     QString nelvoPath_;
-    QSet<QString> issuedPaths_;
+    IssuedNames issued_;
 };

@@ -77,6 +77,24 @@ private Q_SLOTS:
         QVERIFY(!f.recording);
     }
 
+    // Names are kept only while their recordings may still open them: a
+    // recording that finished, even without ever making its file, lets its
+    // name go, so a recorder failing at every trigger for weeks keeps none.
+    void finishedRecordingsLetTheirNamesGo() {
+        Files f;
+        for (int i = 0; i < 3; ++i) {
+            Camera front(QStringLiteral("Front"));
+            QVERIFY(f.files->start({front.target}));
+            front.recorder->drain();
+            const QString path = front.recorder->started().first();
+            QCOMPARE(f.files->fileOutputManager().issuedPaths(), QSet<QString>{path});
+            QVERIFY(!QFileInfo::exists(path));
+            deliver(*front.recorder, Error::posix(EACCES, QStringLiteral("Permission denied")));
+            QVERIFY(f.files->fileOutputManager().issuedPaths().isEmpty());
+            f.clock.advance(20s);
+        }
+    }
+
     void aFullVolumeRefusesTheStart() {
         Files f;
         f.files->freeSpace = [] {

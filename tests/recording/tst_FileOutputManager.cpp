@@ -149,6 +149,34 @@ private Q_SLOTS:
         QCOMPARE(manager.newRecordingURL(cam, mic, start), first);
     }
 
+    // A recorder running for weeks issues a name every few seconds: names whose
+    // files are on disk are left to the folder to guard, so what is kept stays
+    // as small as the recordings still waiting for their files.
+    void namesWhoseFilesExistAreNotKept() {
+        QTemporaryDir dir;
+        FileOutputManager manager(dir.path());
+        const QDateTime start = localTime(2025, 3, 14, 7, 5, 9);
+        QString waiting;
+        for (int i = 0; i < 200; ++i) {
+            const QString path =
+                manager.newRecordingURL(QStringLiteral("Cam"), std::nullopt, start.addSecs(i * 20));
+            if (i == 100) {
+                waiting = path;  // its file never appears while this runs
+            } else {
+                makeFile(path);
+            }
+        }
+        QVERIFY2(manager.issuedPaths().size() <= 2,
+                 qPrintable(QString::number(manager.issuedPaths().size())));
+        QVERIFY(manager.issuedPaths().contains(waiting));
+        // The folder still refuses every name it holds, and the one waiting.
+        QCOMPARE(fileName(manager.newRecordingURL(QStringLiteral("Cam"), std::nullopt, start)),
+                 QStringLiteral("2025-03-14 07.05.09 - Cam 2.mov"));
+        QCOMPARE(
+            manager.newRecordingURL(QStringLiteral("Cam"), std::nullopt, start.addSecs(100 * 20)),
+            dir.filePath(fileName(waiting).chopped(4) + QStringLiteral(" 2.mov")));
+    }
+
     void existingItemsMakeTheNextIssueTakeSuffixThree() {
         QTemporaryDir dir;
         FileOutputManager manager(dir.path());
