@@ -328,6 +328,7 @@ void CameraPipeline::detectMotion() {
         const auto& prepared = motionDetectRenderer_.inputFormat();
         if (!prepared || !caps || !gst_video_info_from_caps(&info, caps) ||
             !gst_video_info_is_equal(&info, &*prepared)) {
+            motionDetectRenderer_.keepFixedThreshold(cameraFeedsRecorder_);
             motionDetectRenderer_.prepare(caps, 3);
         }
     }

@@ -75,6 +75,11 @@ public:
                                         std::int32_t* scratch, std::uint8_t* mask);
     static std::size_t fullFrameScratch(int width);
 
+    // For a camera whose frames are decoded from its own H.264: its encoder
+    // leaves most blocks untouched from frame to frame and refreshes a few in
+    // bursts, so a threshold learned from the quiet frames would take every
+    // burst for motion. Such a camera keeps the fixed threshold.
+    void keepFixedThreshold(bool fixed) { noise_.setFixedOnly(fixed || fixedThresholdWanted()); }
     // What the camera's noise taught the decision so far.
     const MotionNoise& noise() const { return noise_; }
 

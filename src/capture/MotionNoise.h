@@ -48,6 +48,8 @@ public:
 
     // `fixedOnly` keeps the fixed threshold for good (to compare against it).
     explicit MotionNoise(bool fixedOnly = false) : fixedOnly_(fixedOnly) {}
+    // Keeps the fixed threshold from the next judged pair on, or learns again.
+    void setFixedOnly(bool fixedOnly) { fixedOnly_ = fixedOnly; }
 
     // For frames of this grid at this rate (0 when unknown); starts over.
     void resize(const MotionGrid& grid, double framesPerSecond);
@@ -76,7 +78,7 @@ private:
     void lowerWhereNeighboursChanged();
     void lowerWhereTheAreaChanged();
 
-    const bool fixedOnly_;
+    bool fixedOnly_;
     MotionGrid grid_;
     int settleFrames_ = minimumSettleFrames;
     int framesLearned_ = 0;

@@ -394,6 +394,28 @@ private Q_SLOTS:
                  qPrintable(QString::number(elsewhere)));
     }
 
+    void aCameraDecodedFromItsOwnStreamKeepsTheFixedThreshold() {
+        MotionDetectRenderer renderer;
+        std::vector<GstHandle<GstSample>> frames;
+        for (unsigned i = 0; i < 4; ++i) {
+            frames.push_back(noisyScene(160, 90, 200 + i));
+        }
+        const auto settleFor = [&](bool fixed) {
+            renderer.keepFixedThreshold(fixed);
+            renderer.prepare(gst_sample_get_caps(frames[0].get()), 3);
+            for (int i = 0; i < 150; ++i) {
+                renderer.render(frames[i % frames.size()].get(),
+                                frames[(i + 1) % frames.size()].get(), false);
+            }
+        };
+        settleFor(true);
+        QVERIFY(!renderer.noise().settled());
+        QCOMPARE(renderer.noise().thresholdLevels(0), double(MotionNoise::fixedThreshold));
+        settleFor(false);
+        QVERIFY(renderer.noise().settled());
+        QVERIFY(renderer.noise().thresholdLevels(0) < MotionNoise::fixedThreshold);
+    }
+
     void anExhaustedPoolYieldsNoImage() {
         MotionDetectRenderer renderer;
         const auto frame = noisyScene(320, 180, 9);
