@@ -324,11 +324,11 @@ void CameraPipeline::detectMotion() {
     GstCaps* caps = gst_sample_get_caps(currentSampleBuffer_.get());
     if (caps != rendererCaps_.get()) {
         rendererCaps_ = GstHandle<GstCaps>::ref(caps);
+        motionDetectRenderer_.keepFixedThreshold(cameraFeedsRecorder_);
         GstVideoInfo info;
         const auto& prepared = motionDetectRenderer_.inputFormat();
         if (!prepared || !caps || !gst_video_info_from_caps(&info, caps) ||
             !gst_video_info_is_equal(&info, &*prepared)) {
-            motionDetectRenderer_.keepFixedThreshold(cameraFeedsRecorder_);
             motionDetectRenderer_.prepare(caps, 3);
         }
     }
