@@ -76,7 +76,7 @@ void AppDelegate::closeWindows() {
     trayHost_.reset();
 }
 
-std::unique_ptr<CaptureDevices> AppDelegate::makeDevices() const {
+std::unique_ptr<CaptureDevices> AppDelegate::makeDevices() {
     if (options_.demo) {
         return std::make_unique<FixedDevices>(
             std::vector<std::shared_ptr<CaptureSource>>{
@@ -85,8 +85,8 @@ std::unique_ptr<CaptureDevices> AppDelegate::makeDevices() const {
     }
     if (const auto url = NetworkCameraUrl::parse(options_.cameraUrl)) {
         return std::make_unique<FixedDevices>(
-            std::vector<std::shared_ptr<CaptureSource>>{
-                std::make_shared<NetworkCameraSource>(*url, options_.networkCredentials)},
+            std::vector<std::shared_ptr<CaptureSource>>{std::make_shared<NetworkCameraSource>(
+                *url, options_.networkCredentials, &cameraFacts_)},
             std::vector<std::shared_ptr<CaptureSource>>{});
     }
     if (!options_.cameraFile.isEmpty()) {
@@ -95,7 +95,7 @@ std::unique_ptr<CaptureDevices> AppDelegate::makeDevices() const {
                 std::make_shared<FileCamera>(options_.cameraFile)},
             std::vector<std::shared_ptr<CaptureSource>>{});
     }
-    return SavedCameraDevices::withDeviceMonitor(defaults_);
+    return SavedCameraDevices::withDeviceMonitor(defaults_, &cameraFacts_);
 }
 
 void AppDelegate::launch() {
@@ -397,7 +397,7 @@ void AppDelegate::showPreferences() {
             XdgAutostartLoginItemService::launcherProgram(QCoreApplication::applicationFilePath()),
             XdgAutostartLoginItemService::argumentsThatMatter(QCoreApplication::arguments()));
         settingsWindow_ = std::make_unique<SettingsWindowController>(
-            recordingManager_, *captureManager_, *loginItemService_);
+            recordingManager_, *captureManager_, *loginItemService_, cameraFacts_);
         settingsWindow_->viewController().setLoginItemNotifier(loginItemNotifier_);
     }
     settingsWindow_->showWindow();

@@ -4,6 +4,7 @@
 #include "Defaults.h"
 #include "LoginItem.h"
 #include "NelvoStatus.h"
+#include "NetworkCameraFacts.h"
 #include "NetworkCameraLink.h"
 #include "PopoverMenu.h"
 #include "RecordingControllerAdapter.h"
@@ -82,7 +83,7 @@ Q_SIGNALS:
     void fileFinished(const QString& path);
 
 private:
-    std::unique_ptr<CaptureDevices> makeDevices() const;
+    std::unique_ptr<CaptureDevices> makeDevices();
     void devicesConfigured();
     void watchSleepRisk();
     void correctLoginEntry();
@@ -111,6 +112,7 @@ private:
     std::unique_ptr<LogindSleepWatcher> sleepWatcher_;
     std::unique_ptr<UPowerClient> power_;
     std::unique_ptr<SleepRiskMonitor> sleepRisk_;
+    NetworkCameraFacts cameraFacts_;  // outlives the cameras that tell it
     std::unique_ptr<CaptureManager> captureManager_;
     std::unique_ptr<TrayHost> trayHost_;
     std::unique_ptr<StatusItem> statusItem_;  // while the desktop has a tray

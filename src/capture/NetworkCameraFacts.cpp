@@ -1,29 +1,22 @@
 #include "NetworkCameraFacts.h"
 
-#include <QCoreApplication>
+#include "MainThread.h"
 
-NetworkCameraFacts& NetworkCameraFacts::shared() {
-    static NetworkCameraFacts* const facts = [] {
-        auto* made = new NetworkCameraFacts;
-        if (QCoreApplication* app = QCoreApplication::instance()) {
-            made->moveToThread(app->thread());
+void NetworkCameraFacts::post(const QPointer<NetworkCameraFacts>& facts, const QString& uniqueID,
+                              double seconds) {
+    MainThread::post([facts, uniqueID, seconds] {
+        if (facts) {
+            facts->setKeyframeSpacing(uniqueID, seconds);
         }
-        return made;
-    }();
-    return *facts;
+    });
 }
 
 void NetworkCameraFacts::setKeyframeSpacing(const QString& uniqueID, double seconds) {
-    {
-        std::lock_guard guard(mutex_);
-        keyframeSpacing_.insert(uniqueID, seconds);
-    }
-    QMetaObject::invokeMethod(
-        this, [this] { Q_EMIT changed(); }, Qt::QueuedConnection);
+    keyframeSpacing_.insert(uniqueID, seconds);
+    Q_EMIT changed();
 }
 
 std::optional<double> NetworkCameraFacts::keyframeSpacing(const QString& uniqueID) const {
-    std::lock_guard guard(mutex_);
     const auto found = keyframeSpacing_.constFind(uniqueID);
     return found == keyframeSpacing_.constEnd() ? std::nullopt : std::optional(*found);
 }

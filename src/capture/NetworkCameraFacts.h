@@ -2,21 +2,25 @@
 
 #include <QHash>
 #include <QObject>
+#include <QPointer>
 #include <QString>
-#include <mutex>
 #include <optional>
 
 // What Nelvo has learnt about its network cameras while watching them, for
 // the windows that explain a camera's behaviour: for now how far apart its
-// keyframes are. Cameras tell it from their stream threads; `changed` is
-// delivered on the main thread, queued, so no window ever waits on a camera.
+// keyframes are. It lives on the main thread; cameras tell it from their
+// stream threads through `post`, queued, so neither side ever waits.
 class NetworkCameraFacts : public QObject {
     Q_OBJECT
 public:
-    // The one list of the process (it lives on the main thread).
-    static NetworkCameraFacts& shared();
+    using QObject::QObject;
 
-    // Any thread.
+    // Any thread: the spacing reaches `facts` on the main thread, unless
+    // it is gone by then.
+    static void post(const QPointer<NetworkCameraFacts>& facts, const QString& uniqueID,
+                     double seconds);
+
+    // Main thread.
     void setKeyframeSpacing(const QString& uniqueID, double seconds);
     std::optional<double> keyframeSpacing(const QString& uniqueID) const;
 
@@ -24,8 +28,5 @@ Q_SIGNALS:
     void changed();
 
 private:
-    using QObject::QObject;
-
-    mutable std::mutex mutex_;
     QHash<QString, double> keyframeSpacing_;
 };

@@ -1,7 +1,6 @@
 #include "NetworkCameraSource.h"
 
 #include "CameraPipelineSink.h"
-#include "NetworkCameraFacts.h"
 
 #include <gst/app/gstappsrc.h>
 
@@ -49,9 +48,10 @@ GstPadProbeReturn thinForMeasuring(GstPad*, GstPadProbeInfo* info, gpointer rate
 }  // namespace
 
 NetworkCameraSource::NetworkCameraSource(NetworkCameraUrl url, NetworkCredentials credentials,
-                                         QString name)
+                                         QPointer<NetworkCameraFacts> facts, QString name)
     : CaptureSource(url.uniqueID(), name.isEmpty() ? url.name() : name),
       url_(url),
+      facts_(std::move(facts)),
       link_(url, std::move(credentials), this->name(),
             {[this](GstSample* sample) { deliver(sample); },
              [this] {
@@ -196,12 +196,14 @@ void NetworkCameraSource::deliver(GstSample* sample) {
 }
 
 // Pre-roll starts at a keyframe, so Settings says when they are far apart.
+// The spacing is told only when it changes, so posting it costs nothing per
+// keyframe.
 void NetworkCameraSource::noteKeyframe(GstBuffer* buffer) {
     const std::optional<std::int64_t> spacing =
         keyframes_.frame(static_cast<std::int64_t>(GST_BUFFER_PTS(buffer)),
                          !GST_BUFFER_FLAG_IS_SET(buffer, GST_BUFFER_FLAG_DELTA_UNIT));
     if (spacing) {
-        NetworkCameraFacts::shared().setKeyframeSpacing(uniqueID(), double(*spacing) / GST_SECOND);
+        NetworkCameraFacts::post(facts_, uniqueID(), double(*spacing) / GST_SECOND);
     }
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "CaptureSource.h"
+#include "NetworkCameraFacts.h"
 #include "NetworkCameraKeyframes.h"
 #include "NetworkCameraLink.h"
 #include "NetworkCameraMeasureRate.h"
@@ -18,10 +19,11 @@
 // an MJPEG camera's decoded pictures are encoded like a local camera's.
 //
 // The camera's timestamps are mapped onto the session's clock (StreamClock).
+// What it learns of the camera goes to `facts`, when there are any.
 class NetworkCameraSource : public CaptureSource {
 public:
     NetworkCameraSource(NetworkCameraUrl url, NetworkCredentials credentials,
-                        QString name = QString());
+                        QPointer<NetworkCameraFacts> facts, QString name = QString());
     ~NetworkCameraSource() override;
 
     const NetworkCameraUrl& url() const { return url_; }
@@ -39,6 +41,7 @@ private:
     std::optional<GstClockTime> sessionNow(GstElement* feed) const;
 
     const NetworkCameraUrl url_;
+    const QPointer<NetworkCameraFacts> facts_;
     NetworkCameraLink link_;
 
     // Shared by the session queue and the link's stream thread.

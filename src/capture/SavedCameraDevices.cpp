@@ -9,12 +9,17 @@
 #include <algorithm>
 
 SavedCameraDevices::SavedCameraDevices(std::unique_ptr<CaptureDevices> devices,
-                                       const Defaults& defaults, CredentialsLookup lookup)
-    : devices_(std::move(devices)), defaults_(defaults), lookup_(std::move(lookup)) {}
+                                       const Defaults& defaults, CredentialsLookup lookup,
+                                       NetworkCameraFacts* facts)
+    : devices_(std::move(devices)),
+      defaults_(defaults),
+      lookup_(std::move(lookup)),
+      facts_(facts) {}
 
-std::unique_ptr<CaptureDevices> SavedCameraDevices::withDeviceMonitor(const Defaults& defaults) {
+std::unique_ptr<CaptureDevices> SavedCameraDevices::withDeviceMonitor(const Defaults& defaults,
+                                                                      NetworkCameraFacts* facts) {
     return std::make_unique<SavedCameraDevices>(std::make_unique<DeviceMonitor>(), defaults,
-                                                &SecretStore::lookup);
+                                                &SecretStore::lookup, facts);
 }
 
 SavedCameraDevices::~SavedCameraDevices() {
@@ -98,7 +103,7 @@ std::shared_ptr<CaptureSource> SavedCameraDevices::sourceFor(
     }
     const std::optional<NetworkCredentials> credentials = lookup_(camera.uniqueID);
     return std::make_shared<NetworkCameraSource>(*url, credentials.value_or(NetworkCredentials{}),
-                                                 camera.name);
+                                                 facts_, camera.name);
 }
 
 void SavedCameraDevices::deviceConnected(const std::shared_ptr<CaptureSource>& device,

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "CaptureDevices.h"
+#include "NetworkCameraFacts.h"
 #include "NetworkCameraLink.h"
 #include "SavedNetworkCameras.h"
 
@@ -17,7 +18,8 @@ class Defaults;
 // cameras added in Settings among the cameras, so that a saved network
 // camera is listed, chosen and followed like a plugged-in one. A camera
 // added, changed or removed in Settings arrives or leaves as a device does.
-// Its credentials are read from the secret service when it arrives.
+// Its credentials are read from the secret service when it arrives; what
+// its stream shows of it goes to the facts given.
 //
 // Threads: like the list it wraps, on the queue given to start; Settings'
 // changes are taken from the main thread there.
@@ -27,12 +29,13 @@ public:
         std::function<std::optional<NetworkCredentials>(const QString& uniqueID)>;
 
     SavedCameraDevices(std::unique_ptr<CaptureDevices> devices, const Defaults& defaults,
-                       CredentialsLookup lookup);
+                       CredentialsLookup lookup, NetworkCameraFacts* facts);
     ~SavedCameraDevices() override;
 
     // The devices GStreamer's device monitor finds, with the saved network
     // cameras and their credentials from the secret service.
-    static std::unique_ptr<CaptureDevices> withDeviceMonitor(const Defaults& defaults);
+    static std::unique_ptr<CaptureDevices> withDeviceMonitor(const Defaults& defaults,
+                                                             NetworkCameraFacts* facts);
 
     bool start(SerialQueue& queue, CaptureDevicesListener& listener) override;
     void stop() override;
@@ -57,7 +60,8 @@ private:
     const std::unique_ptr<CaptureDevices> devices_;
     const Defaults& defaults_;
     const CredentialsLookup lookup_;
-    QObject context_;  // Settings' changes reach the queue while it lives
+    const QPointer<NetworkCameraFacts> facts_;  // made on the main thread, copied on the queue
+    QObject context_;                           // Settings' changes reach the queue while it lives
     SerialQueue* queue_ = nullptr;
     CaptureDevicesListener* listener_ = nullptr;
     std::atomic<bool> delivering_{false};

@@ -17,9 +17,10 @@ const NumberField RecordingLengthsSection::timeoutRange{SettingsKeys::timeoutVal
                                                         CaptureManager::maximumTimeoutSeconds};
 const NumberField RecordingLengthsSection::preRollRange{SettingsKeys::preRollSeconds, 5, 0, 30};
 
-RecordingLengthsSection::RecordingLengthsSection(Defaults& defaults, QFormLayout* form,
+RecordingLengthsSection::RecordingLengthsSection(Defaults& defaults,
+                                                 const NetworkCameraFacts& facts, QFormLayout* form,
                                                  QWidget* parent)
-    : QObject(parent), defaults_(defaults), form_(form) {
+    : QObject(parent), defaults_(defaults), facts_(facts), form_(form) {
     timeoutField_ = NumberField::makeEdit(parent);
     preRollField_ = NumberField::makeEdit(parent);
     connect(timeoutField_, &QLineEdit::editingFinished, this,
@@ -38,7 +39,7 @@ RecordingLengthsSection::RecordingLengthsSection(Defaults& defaults, QFormLayout
     SettingsLook::setTextColour(keyframeNote_, SettingsLook::secondaryColour(parent));
     form->addRow(QString(), keyframeNote_);
     form->setRowVisible(keyframeNote_, false);
-    connect(&NetworkCameraFacts::shared(), &NetworkCameraFacts::changed, this,
+    connect(&facts_, &NetworkCameraFacts::changed, this,
             &RecordingLengthsSection::updateKeyframeNote);
     connect(&defaults_, &Defaults::changed, this, &RecordingLengthsSection::updateKeyframeNote);
     updateKeyframeNote();
@@ -50,8 +51,7 @@ void RecordingLengthsSection::updateKeyframeNote() {
     for (const QString& key : {SettingsKeys::selectedCameraID, SettingsKeys::secondCameraID}) {
         const std::optional<QString> camera = defaults_.string(key);
         if (camera && !camera->isEmpty()) {
-            spacing = std::max(spacing,
-                               NetworkCameraFacts::shared().keyframeSpacing(*camera).value_or(0));
+            spacing = std::max(spacing, facts_.keyframeSpacing(*camera).value_or(0));
         }
     }
     const bool far = spacing > farKeyframes;

@@ -5,6 +5,7 @@
 #include <QObject>
 
 class Defaults;
+class NetworkCameraFacts;
 class QFormLayout;
 class QLabel;
 class QLineEdit;
@@ -16,7 +17,7 @@ class QWidget;
 // the other sections', and writes each accepted number to the settings store.
 // Under the pre-roll, a note says when a chosen network camera's keyframes,
 // where every recording has to begin, are more than `farKeyframes` seconds
-// apart.
+// apart, as `facts` tells.
 class RecordingLengthsSection : public QObject {
     Q_OBJECT
 public:
@@ -24,7 +25,8 @@ public:
     static const NumberField preRollRange;
     static constexpr double farKeyframes = 2.0;
 
-    RecordingLengthsSection(Defaults& defaults, QFormLayout* form, QWidget* parent);
+    RecordingLengthsSection(Defaults& defaults, const NetworkCameraFacts& facts, QFormLayout* form,
+                            QWidget* parent);
 
     // Shows the stored numbers.
     void fill();
@@ -42,6 +44,7 @@ private:
     void updateKeyframeNote();
 
     Defaults& defaults_;
+    const NetworkCameraFacts& facts_;
     QLineEdit* timeoutField_ = nullptr;
     QLineEdit* preRollField_ = nullptr;
     QFormLayout* form_ = nullptr;

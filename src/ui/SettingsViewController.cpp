@@ -20,7 +20,9 @@
 
 SettingsViewController::SettingsViewController(RecordingManager& recordingManager,
                                                CaptureManager& captureManager,
-                                               LoginItemService& loginItemService, QWidget* parent)
+                                               LoginItemService& loginItemService,
+                                               const NetworkCameraFacts& cameraFacts,
+                                               QWidget* parent)
     : QWidget(parent), recordingManager_(recordingManager), captureManager_(captureManager) {
     pickFolder = [](QWidget* parent, const QString& start) {
         //: Folder chooser's message
@@ -40,7 +42,7 @@ SettingsViewController::SettingsViewController(RecordingManager& recordingManage
     auto* form = new QFormLayout;
     devices_ = new DeviceMenusSection(captureManager_, defaults, form, this);
     form->addRow(SettingsLook::separator(this));
-    lengths_ = new RecordingLengthsSection(defaults, form, this);
+    lengths_ = new RecordingLengthsSection(defaults, cameraFacts, form, this);
     storage_ = new StorageSection(recordingManager_, form, this);
     // The hooks are read when used, so that what replaces them takes effect.
     folder_ = new RecordingsFolderSection(

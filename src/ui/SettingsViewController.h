@@ -11,6 +11,7 @@
 class CaptureManager;
 class DeviceMenusSection;
 class LoginSection;
+class NetworkCameraFacts;
 struct NumberField;
 class QFormLayout;
 class QCheckBox;
@@ -38,7 +39,8 @@ public:
     static constexpr int minimumWidth = 600;
 
     SettingsViewController(RecordingManager& recordingManager, CaptureManager& captureManager,
-                           LoginItemService& loginItemService, QWidget* parent = nullptr);
+                           LoginItemService& loginItemService,
+                           const NetworkCameraFacts& cameraFacts, QWidget* parent = nullptr);
     ~SettingsViewController() override;
 
     // Reads everything afresh, as the window is about to show.

@@ -7,10 +7,11 @@
 SettingsWindowController::SettingsWindowController(RecordingManager& recordingManager,
                                                    CaptureManager& captureManager,
                                                    LoginItemService& loginItemService,
+                                                   const NetworkCameraFacts& cameraFacts,
                                                    QWidget* parent)
     : QWidget(parent, Qt::Window),
-      viewController_(
-          new SettingsViewController(recordingManager, captureManager, loginItemService, this)) {
+      viewController_(new SettingsViewController(recordingManager, captureManager, loginItemService,
+                                                 cameraFacts, this)) {
     //: Settings window title
     setWindowTitle(tr("Nelvo Settings"));
     auto* layout = new QVBoxLayout(this);

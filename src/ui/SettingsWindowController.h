@@ -4,6 +4,7 @@
 
 class CaptureManager;
 class LoginItemService;
+class NetworkCameraFacts;
 class RecordingManager;
 class SettingsViewController;
 
@@ -13,7 +14,8 @@ class SettingsWindowController : public QWidget {
     Q_OBJECT
 public:
     SettingsWindowController(RecordingManager& recordingManager, CaptureManager& captureManager,
-                             LoginItemService& loginItemService, QWidget* parent = nullptr);
+                             LoginItemService& loginItemService,
+                             const NetworkCameraFacts& cameraFacts, QWidget* parent = nullptr);
 
     // Reads the settings afresh, shows the window and brings it to the front.
     void showWindow();

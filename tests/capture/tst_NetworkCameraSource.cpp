@@ -29,12 +29,6 @@ public:
     std::atomic<int> errors{0};
 };
 
-std::shared_ptr<NetworkCameraSource> camera(const QString& url,
-                                            NetworkCredentials credentials = {}) {
-    return std::make_shared<NetworkCameraSource>(*NetworkCameraUrl::parse(url),
-                                                 std::move(credentials));
-}
-
 QString mediaType(const GstHandle<GstSample>& sample) {
     return QString::fromUtf8(
         gst_structure_get_name(gst_caps_get_structure(gst_sample_get_caps(sample.get()), 0)));
@@ -49,6 +43,13 @@ class tst_NetworkCameraSource : public QObject {
     std::unique_ptr<Defaults> defaults;
     CountingSink sink;
     std::shared_ptr<CountingDelegate> delegate;
+    NetworkCameraFacts facts;
+
+    std::shared_ptr<NetworkCameraSource> camera(const QString& url,
+                                                NetworkCredentials credentials = {}) {
+        return std::make_shared<NetworkCameraSource>(*NetworkCameraUrl::parse(url),
+                                                     std::move(credentials), &facts);
+    }
 
     std::unique_ptr<CameraPipeline> pipeline(std::shared_ptr<CaptureSource> source) {
         auto result = std::make_unique<CameraPipeline>(*defaults, sink, std::move(source), nullptr);
@@ -104,8 +105,7 @@ private Q_SLOTS:
         const double rate = measuredPerSecond(5);
         qInfo("RTSP H.264 1280x720 30 fps: %.1f measurements a second", rate);
         // Its keyframes, every 30 frames, are 1 s apart, as Settings is told.
-        const std::optional<double> spacing =
-            NetworkCameraFacts::shared().keyframeSpacing(source->uniqueID());
+        const std::optional<double> spacing = facts.keyframeSpacing(source->uniqueID());
         QVERIFY(spacing);
         QVERIFY2(std::abs(*spacing - 1.0) < 0.1, qPrintable(QString::number(*spacing)));
         QVERIFY2(rate >= 10.0, qPrintable(QString::number(rate)));

@@ -81,10 +81,12 @@ private Q_SLOTS:
         SavedCameraDevices devices(
             std::make_unique<FixedDevices>(std::vector<std::shared_ptr<CaptureSource>>{local},
                                            std::vector<std::shared_ptr<CaptureSource>>{}),
-            defaults, [&](const QString& id) {
+            defaults,
+            [&](const QString& id) {
                 looked << id;
                 return SecretStore::lookup(id);
-            });
+            },
+            nullptr);
         SerialQueue queue("Devices");
         Events events;
         queue.sync([&] { QVERIFY(devices.start(queue, events)); });

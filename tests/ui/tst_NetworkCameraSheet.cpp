@@ -191,12 +191,13 @@ private Q_SLOTS:
         TestController controller;
         auto local =
             std::make_shared<TestCamera>(QStringLiteral("v4l:desk"), QStringLiteral("Desk Camera"));
+        NetworkCameraFacts facts;
         CaptureManager manager(defaults, clock, controller,
                                std::make_unique<SavedCameraDevices>(
                                    std::make_unique<PluggableDevices>(
                                        std::vector<std::shared_ptr<CaptureSource>>{local},
                                        std::vector<std::shared_ptr<CaptureSource>>{}, false),
-                                   defaults, &SecretStore::lookup));
+                                   defaults, &SecretStore::lookup, &facts));
         MenuFeed feed;
         manager.setSettingsDelegate(&feed);
         QWidget window;

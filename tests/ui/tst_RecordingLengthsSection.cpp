@@ -22,7 +22,8 @@ struct Fixture {
     Defaults defaults{environment.settingsFilePath()};
     QWidget window;
     QFormLayout* form = new QFormLayout(&window);
-    RecordingLengthsSection section{defaults, form, &window};
+    NetworkCameraFacts facts;
+    RecordingLengthsSection section{defaults, facts, form, &window};
 
     Fixture() {
         window.show();
@@ -44,8 +45,9 @@ private Q_SLOTS:
         QTest::qWait(50);
         QVERIFY(!f.noteShown());
         const int heightWithout = f.window.sizeHint().height();
-        std::thread camera(
-            [] { NetworkCameraFacts::shared().setKeyframeSpacing("rtsp-far", 3.98); });
+        std::thread camera([facts = QPointer(&f.facts)] {
+            NetworkCameraFacts::post(facts, QStringLiteral("rtsp-far"), 3.98);
+        });
         camera.join();
         QTRY_VERIFY_WITH_TIMEOUT(f.noteShown(), 10000);
         QCOMPARE(f.section.keyframeNote()->text(), fourSeconds);
@@ -56,8 +58,8 @@ private Q_SLOTS:
     // neither; the second camera counts too.
     void onlyChosenCamerasOverTwoSeconds() {
         Fixture f;
-        NetworkCameraFacts::shared().setKeyframeSpacing("rtsp-two", 2.0);
-        NetworkCameraFacts::shared().setKeyframeSpacing("rtsp-six", 6.2);
+        f.facts.setKeyframeSpacing("rtsp-two", 2.0);
+        f.facts.setKeyframeSpacing("rtsp-six", 6.2);
         f.defaults.set(SettingsKeys::selectedCameraID, QStringLiteral("rtsp-two"));
         QTest::qWait(100);
         QVERIFY(!f.noteShown());
@@ -70,7 +72,7 @@ private Q_SLOTS:
         QTRY_VERIFY_WITH_TIMEOUT(!f.noteShown(), 10000);
         QCOMPARE(f.window.sizeHint().height(), heightWithout);
         // A camera that moves its keyframes apart later.
-        NetworkCameraFacts::shared().setKeyframeSpacing("rtsp-two", 2.4);
+        f.facts.setKeyframeSpacing("rtsp-two", 2.4);
         QTRY_VERIFY_WITH_TIMEOUT(f.noteShown(), 10000);
         QVERIFY(f.section.keyframeNote()->text().contains(QStringLiteral("every 3 s")));
     }

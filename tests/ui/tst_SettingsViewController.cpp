@@ -2,6 +2,7 @@
 #include "DocsImages.h"
 #include "FileOutputManager.h"
 #include "LaunchDefaults.h"
+#include "NetworkCameraFacts.h"
 #include "RecordingManager.h"
 #include "RecordingsFolder.h"
 #include "ScheduleRowView.h"
@@ -66,6 +67,7 @@ struct Fixture {
     Harness harness;
     std::unique_ptr<RecordingManager> recordingManager;
     XdgAutostartLoginItemService autostart{QStringLiteral("/usr/bin/nelvo"), {}};
+    NetworkCameraFacts cameraFacts;
     std::unique_ptr<SettingsWindowController> window;
 
     Fixture(std::vector<std::shared_ptr<CaptureSource>> cameras,
@@ -75,8 +77,8 @@ struct Fixture {
         LaunchDefaults::registerDefaults(harness.defaults);
         LaunchDefaults::writeFirstLaunchValues(harness.defaults);
         recordingManager = std::make_unique<RecordingManager>(harness.defaults, harness.clock);
-        window = std::make_unique<SettingsWindowController>(*recordingManager, *harness.manager,
-                                                            login ? *login : autostart);
+        window = std::make_unique<SettingsWindowController>(
+            *recordingManager, *harness.manager, login ? *login : autostart, cameraFacts);
     }
 
     SettingsViewController& view() { return window->viewController(); }
