@@ -1,4 +1,5 @@
 #include "FileOutputManager.h"
+#include "GreyFrame.h"
 #include "MovieStill.h"
 
 #include <gst/video/video.h>
@@ -6,22 +7,6 @@
 #include <QImageReader>
 #include <QTemporaryDir>
 #include <QTest>
-
-namespace {
-
-// A grey 64x48 camera frame in I420.
-GstHandle<GstSample> greyFrame() {
-    GstVideoInfo info;
-    gst_video_info_set_format(&info, GST_VIDEO_FORMAT_I420, 64, 48);
-    GstBuffer* buffer = gst_buffer_new_allocate(nullptr, info.size, nullptr);
-    gst_buffer_memset(buffer, 0, 128, info.size);
-    const auto caps = GstHandle<GstCaps>::adopt(gst_video_info_to_caps(&info));
-    GstSample* sample = gst_sample_new(buffer, caps.get(), nullptr, nullptr);
-    gst_buffer_unref(buffer);
-    return GstHandle<GstSample>::adopt(sample);
-}
-
-}  // namespace
 
 class tst_MovieStill : public QObject {
     Q_OBJECT
